@@ -1,0 +1,57 @@
+// What goes wrong on one simulated board, and when. Requests are the driver requests (DeviceIoControl)
+// of that board; they are counted from 1, from the moment of the call that sets the fault.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+
+namespace sim {
+
+struct Fault {
+  enum class Kind {
+    refuse,      // the driver refuses the request with the Windows error `value`
+    keepStatus,  // the driver accepts the request, but does not report success in its status word
+    shorten,     // the request moves at most `value` bytes
+    unplug       // the board is pulled out just before the request
+  };
+  Kind kind;
+  std::uint32_t value = 0;
+};
+
+class Faults {
+ public:
+  // The k-th request from now meets the fault.
+  void at(unsigned k, Fault fault);
+
+  // Every request from the k-th from now on meets the fault.
+  void from(unsigned k, Fault fault);
+
+  // The sensor does not acknowledge while this is set.
+  void holdAcknowledge(bool hold);
+  bool acknowledgeIsHeld() const;
+
+  // Frames stop coming while this is set: image reads run into their time-out.
+  void holdFrames(bool hold);
+  bool framesAreHeld() const;
+
+  // Forgets all faults. The request counter goes on.
+  void clear();
+
+  // Requests that the board has seen since it was made.
+  unsigned requestCount() const;
+
+  // For the board: counts one request and tells the fault that it meets.
+  std::optional<Fault> nextRequest();
+
+ private:
+  mutable std::mutex mutex_;
+  unsigned count_ = 0;
+  std::map<unsigned, Fault> at_;
+  std::optional<std::pair<unsigned, Fault>> from_;
+  bool acknowledgeHeld_ = false;
+  bool framesHeld_ = false;
+};
+
+}  // namespace sim

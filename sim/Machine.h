@@ -1,0 +1,62 @@
+// A computer with simulated boards in it: what the library sees through Windows.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "Clock.h"
+#include "Trace.h"
+#include "UsbBoard.h"
+
+namespace sim {
+
+// The steps of finding and opening a board that can be made to fail, for one board type.
+enum class OpenStep { deviceSet, interface, detailSize, detail, file };
+
+class Machine {
+ public:
+  Machine();
+  ~Machine();
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+
+  Clock& clock();
+  Trace& trace();
+
+  // Boards are enumerated in the order in which they were added. References stay good as long as the
+  // machine lives.
+  UsbBoard& addUsbBoard();
+  UsbBoard& usbBoard(unsigned index);
+
+  // Adds PCIe boards that can be counted, opened and closed.
+  void addPcieBoards(unsigned count);
+
+  // From now on the step fails for every board of the type (BoardType of kvexa.h) with the Windows
+  // error; 0 makes it work again.
+  void failOpenStep(std::uint32_t boardType, OpenStep step, std::uint32_t error);
+
+  // Things that the library took from Windows and has not given back.
+  unsigned openDeviceSets() const;
+  unsigned openFiles() const;
+
+  // The paths and arguments of the last CreateFileA on a device.
+  struct FileRequest {
+    std::string path;
+    std::uint32_t access = 0;
+    std::uint32_t share = 0;
+    bool securityGiven = false;
+    std::uint32_t disposition = 0;
+    std::uint32_t flags = 0;
+    bool templateGiven = false;
+  };
+  FileRequest lastFileRequest() const;
+
+  struct Inside;           // for the redirected calls
+  Inside& inside() { return *inside_; }
+
+ private:
+  std::unique_ptr<Inside> inside_;
+};
+
+}  // namespace sim

@@ -1,0 +1,44 @@
+// What stands in front of the simulated camera.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+struct Colour {
+  std::uint8_t red = 0;
+  std::uint8_t green = 0;
+  std::uint8_t blue = 0;
+};
+
+struct SceneError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// An image that a sensor of any size can look at.
+class Scene {
+ public:
+  // The built-in test chart: colour patches, slanted edge, zone plate, grey ramp.
+  static std::shared_ptr<const Scene> chart();
+
+  // One colour everywhere.
+  static std::shared_ptr<const Scene> plain(Colour colour);
+
+  // A BMP or JPEG file. Throws SceneError with a sentence for people when it is no picture.
+  static std::shared_ptr<const Scene> fromFile(const std::string& path);
+
+  // The scene as a sensor of width x height pixels sees it: scaled to fill the sensor, the middle kept
+  // when the proportions differ. width * height colours, top row first.
+  std::vector<Colour> render(unsigned width, unsigned height) const;
+
+ private:
+  unsigned width_ = 0;
+  unsigned height_ = 0;
+  std::vector<Colour> pixels_;
+};
+
+}  // namespace sim

@@ -1,0 +1,78 @@
+// The simulated USB board as its kernel driver sees it: five pipes, a status block, board registers,
+// the sensor bus and the capture machinery.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Clock.h"
+#include "Faults.h"
+#include "Sensor.h"
+#include "Trace.h"
+
+namespace sim {
+
+// How a driver request ended.
+struct Answer {
+  std::uint32_t error = 0;         // Windows error; 0 when the driver accepted the request
+  std::uint32_t bytes = 0;         // bytes moved
+  bool statusReported = true;      // whether the driver wrote 0 to the request's status word
+};
+
+class UsbBoard {
+ public:
+  UsbBoard(std::string name, Clock& clock, Trace& trace);
+
+  Sensor& sensor() { return sensor_; }
+  Faults& faults() { return faults_; }
+
+  // Board registers, looked at and changed without a request.
+  std::uint16_t boardRegister(std::uint16_t address) const;
+  void setBoardRegister(std::uint16_t address, std::uint16_t value);
+
+  // The 16-bit words of target 0x80 that stand beside the registers, by sub-address.
+  std::uint16_t targetWord(std::uint8_t subAddress) const;
+  void setTargetWord(std::uint8_t subAddress, std::uint16_t value);
+
+  // The extended commands received, in order; the caller may clear it.
+  std::vector<std::uint8_t>& commands() { return commands_; }
+
+  // The next readings of the status block answer these instead of the truth, one each, first in first
+  // out: byte 4 is `code`, byte 6 `digit`.
+  void queueStatus(std::uint8_t code, char digit = '0');
+
+  // What the board answers to the recovery request on pipe 1.
+  void setRecoveryAnswer(std::uint8_t answer);
+
+  // Pulled out, every request fails with ERROR_DEVICE_NOT_CONNECTED and the board is not enumerated.
+  void unplug();
+  void plug();
+  bool isPlugged() const;
+
+  // One frame as the board delivers it, whatever the host asks for: the captured area, reduced, in the
+  // board's bit width.
+  std::vector<std::uint8_t> frameBytes(std::uint64_t number) const;
+
+  // ---- for the driver ----
+  bool open();  // false when somebody has it open already
+  void close();
+  Answer transfer(std::uint32_t pipe, std::uint32_t timeout, std::uint8_t* data, std::uint32_t length);
+  Answer descriptor(std::uint8_t* data, std::uint32_t length);
+
+ private:
+  // To the implementer: private members are yours to choose.
+  mutable std::recursive_mutex mutex_;
+  std::string name_;
+  Clock& clock_;
+  Trace& trace_;
+  Sensor sensor_;
+  Faults faults_;
+  std::vector<std::uint8_t> commands_;
+};
+
+}  // namespace sim

@@ -1,0 +1,761 @@
+/*
+ * kvexa.h - the interface of KVEXA_LIB.dll, which drives a camera-module test board.
+ *
+ * The library is a 32-bit Windows DLL. Everything here is plain C: records of fixed-width words, and
+ * functions with the stdcall convention (kUsbGetData alone is cdecl). Include it from C or C++ and
+ * link with the import library, or load the DLL and look the decorated names up.
+ *
+ * Results. Unless a function says otherwise it returns a KvexaResult: 0 for success, a negative code
+ * for failure. The codes that every function with a BoardHandle can return are not repeated there:
+ *   KVEXA_BAD_ARGUMENT     the handle pointer is null, the board is not open (its driver handle is
+ *                          0), or its board type is neither 0 nor 1. These checks come first.
+ *   KVEXA_REQUEST_FAILED   the driver refused a request; an unplugged board does this.
+ * Functions that reach the board's registers or the sensor can in addition return, on a USB board:
+ *   KVEXA_TIMED_OUT        the board stayed busy through 1000 readings of its status block.
+ *   KVEXA_NO_ACKNOWLEDGE   the device on the sensor bus did not acknowledge.
+ *   KVEXA_FAILED           another error on the sensor bus.
+ *   KVEXA_TOO_LARGE        no memory for the request.
+ * Where a function's text says "register results", it means these codes.
+ *
+ * Boards. "USB", "PCIe" or "both" says which boards a function serves. On the other board it does
+ * nothing and returns the fixed result that its text names. This build drives USB boards; PCIe boards
+ * are counted, opened and closed, and functions that serve both boards return KVEXA_BAD_ARGUMENT on
+ * them until the PCIe side is there.
+ *
+ * Threads. "any thread" means that calls with different arguments may run at the same time. "one
+ * thread a board" means that calls on one board must not overlap: the board keeps state between the
+ * requests of one call. The library takes no lock for USB boards, and its register transfers share
+ * one status buffer for the whole process, so applications with several USB boards serialise them.
+ *
+ * Ownership. The caller owns every record, buffer, event and result word that it passes; the library
+ * keeps no pointer after the call unless the text says so. Output records stay untouched on failure
+ * unless the text says otherwise. Files are named by zero-terminated strings in the ANSI code page.
+ *
+ * Blocking. A register transfer is a few driver requests of at most 1000 ms each.
+ */
+#ifndef KVEXA_H
+#define KVEXA_H
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+#define KVEXA_CALL __stdcall
+#define KVEXA_CALL_CDECL __cdecl
+#else
+#define KVEXA_CALL
+#define KVEXA_CALL_CDECL
+#endif
+
+#if defined(_WIN32) && !defined(KVEXA_LIB_BUILD)
+#define KVEXA_API __declspec(dllimport)
+#else
+#define KVEXA_API
+#endif
+
+#define KVEXA_VERSION_MAJOR 1
+#define KVEXA_VERSION_MINOR 0
+#define KVEXA_VERSION_PATCH 0
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Codes ------------------------------------------------------------------------------------- */
+
+enum KvexaResult {
+  KVEXA_OK = 0,
+  KVEXA_FAILED = -1,            /* no code of its own; the function says what it means there */
+  KVEXA_OPEN_FAILED = -50,      /* no such board, or its driver would not open it */
+  KVEXA_REQUEST_FAILED = -51,   /* the driver refused a request, or reported that it failed */
+  KVEXA_TIMED_OUT = -52,        /* the board did not answer, or no frame came, in time */
+  KVEXA_MEASURE_FAILED = -53,   /* PCIe: the driver could not measure */
+  KVEXA_BAD_ARGUMENT = -54,     /* a null pointer, a closed board, a value out of its range */
+  KVEXA_BAD_FILE = -55,         /* the capture-parameter file is not one, or is incomplete */
+  KVEXA_TOO_LARGE = -56,        /* more than the board or this process has memory for */
+  KVEXA_NO_ACKNOWLEDGE = -57,   /* the device on the sensor bus did not acknowledge */
+  KVEXA_ABORTED = -58,          /* the capture was ended by kVexaAbortCapture */
+  KVEXA_BUSY = -59,             /* a frame is still on its way, or a worker would not end */
+  KVEXA_NO_DEVICE_PATH = -60,   /* the board is listed, but its device path does not exist */
+  KVEXA_DRIVER_1001 = -61,      /* PCIe: driver status 0x1001 */
+  KVEXA_DRIVER_3000 = -62,      /* PCIe: driver status 0x3000 */
+  KVEXA_DRIVER_3001 = -63,      /* PCIe: driver status 0x3001 */
+  KVEXA_DRIVER_1004 = -64,      /* PCIe: driver status 0x1004 */
+  KVEXA_NOT_ON_PCIE = -100,     /* a capture or buffer function that only USB boards have */
+  KVEXA_NOT_ON_USB = -101,      /* a function that only PCIe boards have */
+  KVEXA_FILE_NOT_OPENED = -200, /* the file could not be opened or created */
+  KVEXA_RELOAD_FAILED = -300    /* -301 to -306: which step of a driver reload failed */
+};
+
+enum BoardType { KVEXA_BOARD_USB = 0, KVEXA_BOARD_PCIE = 1 };
+
+/* The colours of the top-left 2x2 cell of a Bayer mosaic, row 0 first. */
+enum KvexaBayerPattern {
+  KVEXA_BAYER_GRBG = 0,
+  KVEXA_BAYER_RGGB = 1,
+  KVEXA_BAYER_BGGR = 2,
+  KVEXA_BAYER_GBRG = 3
+};
+
+/* Pixel formats of converted images, shared by the converters and the file writers. */
+enum KvexaPixelFormat {
+  KVEXA_FORMAT_BGR24 = 10,  /* three bytes a pixel: blue, green, red ("RGB888") */
+  KVEXA_FORMAT_RGB565 = 11, /* a little-endian word: red in bits 15-11, green 10-5, blue 4-0 */
+  KVEXA_FORMAT_RGB555 = 12, /* a little-endian word with five bits a colour */
+  KVEXA_FORMAT_GREY8 = 13   /* one byte a pixel */
+};
+
+/* What kVexaSaveBmpFile writes. */
+enum KvexaBmpKind {
+  KVEXA_BMP_24_BITS = 10000,
+  KVEXA_BMP_16_BITS = 10001,
+  KVEXA_BMP_UNSUPPORTED = 10002, /* always refused */
+  KVEXA_BMP_8_BITS = 10003
+};
+
+/* How kVexaCalcFrameSize and kVexaCalcFrameSizeEx round a frame's size up. */
+enum KvexaAlignment { KVEXA_ALIGN_512 = 0, KVEXA_ALIGN_4 = 1 };
+
+/*
+ * How a register transfer addresses the device on the sensor bus: the width of the slave address (7
+ * or 10 bits) and of the register's sub-address (8 bits, 16 bits, or none).
+ */
+enum KvexaAddressMode {
+  KVEXA_SLAVE7_SUB8 = 0,
+  KVEXA_SLAVE7_SUB16 = 1,
+  KVEXA_SLAVE7_NO_SUB = 2,
+  KVEXA_SLAVE10_SUB8 = 3,
+  KVEXA_SLAVE10_SUB16 = 4,
+  KVEXA_SLAVE10_NO_SUB = 5
+};
+
+/* The slave address that reaches the USB board's own registers instead of the sensor bus. */
+enum { KVEXA_SLAVE_BOARD = 0x80 };
+
+/* ---- Records ----------------------------------------------------------------------------------- */
+
+/* An open board. The caller owns it; kVexaDevOpen fills it. Fill nothing in by hand. */
+typedef struct BoardHandle {
+  void* driverHandle;  /* the operating system's file handle; null means not open */
+  uint32_t boardType;  /* BoardType */
+  uint32_t boardIndex; /* position in the enumeration of its type, from 0 */
+} BoardHandle;
+
+/*
+ * Everything that describes a capture, named as in the capture-parameter file (see docs/file-formats.md).
+ * 26 words of 16 bits in this order, nothing between them.
+ */
+typedef struct CapParam {
+  uint16_t CAMPORT;      /* sensor port */
+  uint16_t SYNCMODE;     /* synchronisation mode: 1 = codes embedded in the data */
+  uint16_t SOLCODE;      /* start-of-line code */
+  uint16_t EOLCODE;      /* end-of-line code */
+  uint16_t SOFCODE;      /* start-of-frame code */
+  uint16_t EOFCODE;      /* end-of-frame code */
+  uint16_t HPOR;         /* horizontal sync polarity */
+  uint16_t VPOR;         /* vertical sync polarity */
+  uint16_t HOFF;         /* capture area: first column, in pixels */
+  uint16_t HCNT;         /* capture area: columns before decimation */
+  uint16_t VOFF;         /* capture area: first line */
+  uint16_t VCNT;         /* capture area: lines before decimation */
+  uint16_t HREDUCT;      /* one of every HREDUCT + 1 columns is kept */
+  uint16_t VREDUCT;      /* one of every VREDUCT + 1 lines is kept */
+  uint16_t FRMSKP;       /* frames to skip */
+  uint16_t FRMDROP;      /* stored only; nothing in the library reads it */
+  uint16_t HWEXCHG;      /* conversion on the board: 0, 1 or 2 */
+  uint16_t SPACK;        /* sample packing: 0, 1 or 2 */
+  uint16_t PORTMSBBIT;   /* number of the port's most significant data bit */
+  uint16_t BITWIDTH;     /* bits a sample */
+  uint16_t B2R;          /* Bayer-to-RGB setting of the board */
+  uint16_t SMIAIN;       /* serial input; also selects the packing factor of the frame size */
+  uint16_t SMIACLASS;    /* serial class */
+  uint16_t CAMERAFORMAT; /* for the application; not sent to the board */
+  uint16_t INPUTFORMAT;  /* format of the captured data, 0 to 47; sets the bytes a unit */
+  uint16_t EXCHGFORMAT;  /* for the application; not sent to the board */
+} CapParam;
+
+/* One of the module's supplies or its clock. */
+typedef struct SwitchStatus {
+  uint32_t on;          /* 0 or 1 */
+  uint32_t hardwareDip; /* setting of the board's DIP switch */
+  uint32_t softwareDip; /* setting of the software DIP register */
+} SwitchStatus;
+
+typedef struct SupplyStatus {
+  SwitchStatus v1;
+  SwitchStatus v2;
+  SwitchStatus clock;
+  uint32_t resetOn;
+  uint32_t i2cOn;
+  uint32_t powerSwitchOn;
+} SupplyStatus;
+
+/* One step of a power sequence: the switches' new state (0 or 1 each), then a pause. */
+typedef struct PowerStep {
+  uint32_t v1;
+  uint32_t v2;
+  uint32_t reset; /* 1 = reset active */
+  uint32_t clock;
+  uint32_t i2c;
+  uint32_t delay; /* milliseconds */
+} PowerStep;
+
+typedef struct PowerSequence {
+  PowerStep steps[100];
+  uint32_t stepCount;
+} PowerSequence;
+
+/* A measurement of the frames that come in. */
+typedef struct AutoActual {
+  uint32_t firstDimension;
+  uint32_t secondDimension;
+  double frameRate; /* frames a second, 0.0 when no period was measured */
+} AutoActual;
+
+/* One write of a batch. kVexaManyRegWrite advances data past the words that it took. */
+typedef struct RegisterBatchEntry {
+  uint32_t subAddress;
+  const uint32_t* data; /* one word a data byte; the low byte is sent */
+  uint32_t count;       /* data bytes, 0 to 65535 */
+} RegisterBatchEntry;
+
+typedef struct RegisterBatch {
+  uint32_t slave;          /* 7-bit slave address */
+  uint32_t wideSubAddress; /* 0: sub-addresses of 8 bits; otherwise of 16 bits */
+  RegisterBatchEntry* entries;
+  uint32_t entryCount;
+} RegisterBatch;
+
+/* The rectangle of an image that a writer saves, in pixels. */
+typedef struct SaveRect {
+  uint32_t x;
+  uint32_t y;
+  uint32_t width;
+  uint32_t height;
+} SaveRect;
+
+/*
+ * One line of a register-setting file as the USB board plays it. Entry 0 is the header: its number is
+ * the slave address and values[0] the address mode. Every further entry is one write.
+ */
+typedef struct RegisterTableEntry {
+  uint32_t number;      /* slave address in entry 0, register address after */
+  uint16_t values[256]; /* the low 16 bits of each value */
+  uint8_t unused[1536]; /* not read and not written */
+  uint32_t valueCount;
+} RegisterTableEntry;
+
+/* What kUsbIniFileToBuf fills: an array of this many RegisterTableEntry. */
+enum { KVEXA_REGISTER_TABLE_ENTRIES = 1024 };
+
+/* Bytes of a USB board's status block; byte 4 is the status, byte 6 an ASCII digit after bus errors. */
+enum { KVEXA_STATUS_BLOCK_BYTES = 64 };
+
+/* ---- Boards: finding, opening, closing --------------------------------------------------------- */
+
+/*
+ * Counts the boards that are present.
+ *   usbCount   out: USB boards, 0 to 255
+ *   pcieCount  out: PCIe boards, 0 to 255
+ * Neither pointer is tested for null. A type whose enumeration fails counts as 0.
+ * Returns the sum of both, or KVEXA_FAILED when both enumerations failed.
+ * Boards: both. Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaDevNum(uint32_t* usbCount, uint32_t* pcieCount);
+
+/*
+ * Opens a board for this process alone.
+ *   boardType   in: BoardType
+ *   boardIndex  in: 0 to the count of that type less 1
+ *   board       out: the open board; untouched on failure
+ * KVEXA_BAD_ARGUMENT    the type is neither 0 nor 1, or board is null
+ * KVEXA_OPEN_FAILED     no such board, or the driver would not open it (another process has it)
+ * KVEXA_NO_DEVICE_PATH  the board is listed but its device path does not exist
+ * Close it with kVexaDevClose: boards that are left open when the library is unloaded stay open until
+ * the process ends. Boards: both. Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaDevOpen(uint32_t boardType, uint32_t boardIndex, BoardHandle* board);
+
+/*
+ * Closes a board and sets its driver handle and index to 0; the type keeps its value.
+ *   board  in/out: a record that kVexaDevOpen filled
+ * KVEXA_OK            closed; also for a record of another type, of which nothing is closed
+ * KVEXA_FAILED        the handle was not open; a second close of one record does this
+ * KVEXA_BAD_ARGUMENT  board is null
+ * No other thread may be using the board. Boards: both.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaDevClose(BoardHandle* board);
+
+/* ---- Registers of the sensor and of the board -------------------------------------------------- */
+
+/*
+ * Reads bytes from a device on the sensor bus, or from the board.
+ *   board       in: an open board
+ *   slave       in: 7-bit or 10-bit slave address, or KVEXA_SLAVE_BOARD
+ *   subAddress  in: the register's address on the device
+ *   mode        in: KvexaAddressMode
+ *   count       in: data bytes, 1 to 65535
+ *   words       out: one word a byte, zero-extended (count words); from KVEXA_SLAVE_BOARD one word
+ *               for two bytes, low byte first (count / 2 words). When the board's answer does not
+ *               come the words are set to 0 and the result tells.
+ * KVEXA_BAD_ARGUMENT    unknown mode, count 0 or above 65535, or words null
+ * KVEXA_NO_ACKNOWLEDGE  the board reports an error on the sensor bus after the transfer
+ * The transfer is sent as it is, without waiting for the board between request and answer. 10-bit
+ * slave addresses go out high byte first and without the 10-bit prefix, in mode 3 the low byte alone:
+ * prefix them yourself if the device needs it. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaRegRead(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
+                                          uint32_t mode, uint32_t count, uint32_t* words);
+
+/*
+ * Writes bytes to a device on the sensor bus, or to the board. Arguments and results are those of
+ * kVexaRegRead.
+ *   words  in: one word a byte, its low byte is sent (count words); to KVEXA_SLAVE_BOARD one word for
+ *          two bytes, low byte first (count / 2 words)
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaRegWrite(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
+                                           uint32_t mode, uint32_t count, const uint32_t* words);
+
+/*
+ * kVexaRegRead for a slave address in the 8-bit form of the bus, whose bit 0 must be 1 (read).
+ * KVEXA_BAD_ARGUMENT also when bit 0 of slave is 0; this is tested before the board type.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaRegReadS(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
+                                           uint32_t mode, uint32_t count, uint32_t* words);
+
+/*
+ * kVexaRegWrite for a slave address in the 8-bit form of the bus, whose bit 0 must be 0 (write).
+ * KVEXA_BAD_ARGUMENT also when bit 0 of slave is 1; this is tested before the board type.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaRegWriteS(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
+                                            uint32_t mode, uint32_t count, const uint32_t* words);
+
+/*
+ * Sends many register writes to one slave as a single transfer.
+ *   batch  in/out: the writes; each entry's data pointer is advanced past the words that were taken,
+ *          so set it again before the array is used again
+ * KVEXA_OK            always on a USB board, whatever the transfer did
+ * KVEXA_BAD_ARGUMENT  batch is null, entries is null although entryCount is not 0, an entry has data
+ *                     bytes and a null pointer, or more than 65535 data bytes; nothing is sent then
+ * KVEXA_TOO_LARGE     the whole batch does not fit into memory; nothing is sent
+ * Boards: USB; PCIe: KVEXA_OK. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaManyRegWrite(const BoardHandle* board, RegisterBatch* batch);
+
+/*
+ * Reads a register of the board itself.
+ *   address  in: register address
+ *   count    in: bytes, 2 for one register of a USB board (16 bits)
+ *   words    out: count / 2 words, 16 bits each
+ * KVEXA_BAD_ARGUMENT for count 0 or above 65535, or words null; otherwise register results.
+ * Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaFpgaRead(const BoardHandle* board, uint32_t address, uint32_t count,
+                                           uint32_t* words);
+
+/* Writes a register of the board itself. Arguments and results are those of kVexaFpgaRead. */
+KVEXA_API int32_t KVEXA_CALL kVexaFpgaWrite(const BoardHandle* board, uint32_t address, uint32_t count,
+                                            const uint32_t* words);
+
+/*
+ * Plays a register-setting file into the sensor (see docs/file-formats.md).
+ *   path   in: the file
+ *   board  in: an open board
+ * KVEXA_OK               every line was sent, and the sensor bus reports no error
+ * KVEXA_FILE_NOT_OPENED  the file cannot be opened
+ * KVEXA_BAD_ARGUMENT     more than 1024 lines, more than 256 values on a line, an address mode above
+ *                        5 with at least one line to write; path is null
+ * KVEXA_NO_ACKNOWLEDGE   the sensor bus reports an error after the last line
+ * KVEXA_FAILED           no memory for the table
+ * Lines that were sent stay written when a later one fails. Blocks for the transfers and then as many
+ * milliseconds as the file has lines. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSetI2cFile(const char* path, const BoardHandle* board);
+
+/*
+ * Reads a register-setting file into a table, which kUsbBufToReg plays as often as you like.
+ *   path       in: the file
+ *   table      out: KVEXA_REGISTER_TABLE_ENTRIES entries; only the fields that a line fills are written
+ *   lineCount  out: lines read, the header included
+ * KVEXA_OK, KVEXA_FILE_NOT_OPENED, or KVEXA_BAD_ARGUMENT for a null pointer, more than 1024 lines or
+ * more than 256 values on a line. A refused file leaves in the table what was read before the line
+ * that is refused, and lineCount untouched. Needs no board. Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kUsbIniFileToBuf(const char* path, RegisterTableEntry* table,
+                                              uint32_t* lineCount);
+
+/*
+ * Plays a table into the sensor of a USB board, as kVexaSetI2cFile does.
+ *   driverHandle  in: the first word of the board's BoardHandle, not the record itself
+ *   table         in: the table; entry 0 is the header
+ *   lineCount     in: entries of the table, header included; also the pause after the last one in ms
+ * Results are those of kVexaSetI2cFile without the file's own, and KVEXA_BAD_ARGUMENT also when table
+ * is null, lineCount is above 1024 or an entry claims more than 256 values. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kUsbBufToReg(void* driverHandle, const RegisterTableEntry* table,
+                                          uint32_t lineCount);
+
+/* ---- USB commands and status ------------------------------------------------------------------- */
+
+/*
+ * Resets the board locally. KVEXA_OK always on a USB board: commands report nothing, read the status
+ * afterwards. Boards: USB; PCIe: KVEXA_OK. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaLocalReset(const BoardHandle* board);
+
+/* Flushes the image-data pipe. Results and boards are those of kVexaLocalReset. */
+KVEXA_API int32_t KVEXA_CALL kVexaEp2Flash(const BoardHandle* board);
+
+/*
+ * Tells the board to wait for the sensor's vertical sync.
+ *   mode  in: 0 or 1
+ * KVEXA_FAILED for another mode, else KVEXA_OK. Boards: USB; PCIe: KVEXA_OK. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaWaitVSync(const BoardHandle* board, uint32_t mode);
+
+/* Clears the board's status. Results and boards are those of kVexaLocalReset. */
+KVEXA_API int32_t KVEXA_CALL kVexaStatusClear(const BoardHandle* board);
+
+/*
+ * Latches the board's status and reads it.
+ *   status  out: 16 bits, zero-extended; 0 when the answer did not come
+ * KVEXA_BAD_ARGUMENT when status is null; else register results. Boards: USB; PCIe: KVEXA_OK, status
+ * untouched. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaStatusRead(const BoardHandle* board, uint32_t* status);
+
+/*
+ * Sets the clock of the sensor bus.
+ *   speed  in: 0 slow, 1 fast
+ * KVEXA_BAD_ARGUMENT for another speed, which is tested before the handle. A USB board returns
+ * KVEXA_OK always. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSetI2Cspeed(const BoardHandle* board, uint32_t speed);
+
+/*
+ * Checks the board's status and resets its command pipes after an error on the sensor bus.
+ * KVEXA_OK        the board is idle
+ * 1 to 255        the status that stayed through ten more readings; 0x60 after an error on the sensor
+ *                 bus, or the first byte of the board's answer to the reset when that is not 0
+ * KVEXA_REQUEST_FAILED  the status could not be read
+ * Boards: USB; PCIe: KVEXA_OK. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaRecovery(const BoardHandle* board);
+
+/* The same function as kVexaRecovery under another name. */
+KVEXA_API int32_t KVEXA_CALL kVexaI2cRecovery(const BoardHandle* board);
+
+/*
+ * Reads the board's status block.
+ *   block  out: KVEXA_STATUS_BLOCK_BYTES bytes; untouched when it could not be read
+ * Returns the status, byte 4 of the block, 0 to 255 (0 idle, 0x60 error on the sensor bus), or
+ * KVEXA_BAD_ARGUMENT when block is null. Boards: USB; PCIe: KVEXA_OK, block untouched. One thread a
+ * board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaGetUsbStatus(const BoardHandle* board, uint8_t* block);
+
+/*
+ * Sends one extended command to a USB board.
+ *   driverHandle  in: the first word of the board's BoardHandle, not the record itself
+ *   command       in: the command number, the first byte is used
+ * KVEXA_OK always, also when the board is unplugged or a pointer is null. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kUsbExCmd(void* driverHandle, const uint8_t* command);
+
+/*
+ * Reads image data from a USB board. This one function is cdecl.
+ *   driverHandle  in: the first word of the board's BoardHandle
+ *   length        in: bytes to read; above 1 MiB in reads of 1 MiB and a last one for the rest
+ *   received      out: bytes that came
+ *   buffer        out: length bytes of room
+ *   timeout       in: milliseconds; above 1 MiB every single read gets timeout / (length / 1 MiB)
+ * KVEXA_FAILED          length or timeout is 0
+ * KVEXA_REQUEST_FAILED  the last read failed; earlier reads are not looked at
+ * KVEXA_BAD_ARGUMENT    received or buffer is null
+ * Blocks at most as long as its reads' time-outs together. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL_CDECL kUsbGetData(void* driverHandle, uint32_t length, uint32_t* received,
+                                               void* buffer, uint32_t timeout);
+
+/* ---- Supplies and signals ---------------------------------------------------------------------- */
+
+/*
+ * The switches. Each reads the switch register, changes its bit and writes it back: two callers at
+ * once on one board can lose each other's change. A failed read is returned and nothing is written;
+ * else the write's result. Register results. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaPowerV1Off(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaPowerV1On(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaPowerV2Off(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaPowerV2On(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaClockOff(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaClockOn(const BoardHandle* board);
+/* Releases the sensor from reset. */
+KVEXA_API int32_t KVEXA_CALL kVexaResetOff(const BoardHandle* board);
+/* Holds the sensor in reset. */
+KVEXA_API int32_t KVEXA_CALL kVexaResetOn(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaI2cOff(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaI2cOn(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaPowerSwControlOff(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaPowerSwControlOn(const BoardHandle* board);
+
+/*
+ * Reads a supply's or the clock's switch and DIP settings.
+ *   status  out: filled unless the first of the two register reads failed
+ * KVEXA_BAD_ARGUMENT when status is null; else register results. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaGetV1Status(const BoardHandle* board, SwitchStatus* status);
+KVEXA_API int32_t KVEXA_CALL kVexaGetV2Status(const BoardHandle* board, SwitchStatus* status);
+KVEXA_API int32_t KVEXA_CALL kVexaGetClockStatus(const BoardHandle* board, SwitchStatus* status);
+
+/*
+ * Reads whether the sensor's reset is active.
+ *   on  out: 0 or 1; stored even when the read failed, then 0
+ * KVEXA_BAD_ARGUMENT when on is null; else register results. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaGetResetStatus(const BoardHandle* board, uint32_t* on);
+
+/*
+ * Reads the I2C lines' switch.
+ *   on  out: always 0 on a USB board, whatever the switch is; kVexaGetSupplyStatus tells the truth
+ * KVEXA_BAD_ARGUMENT when on is null; else register results. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaGetI2cStatus(const BoardHandle* board, uint32_t* on);
+
+/* Reads all switches and DIP settings at once. As kVexaGetV1Status. */
+KVEXA_API int32_t KVEXA_CALL kVexaGetSupplyStatus(const BoardHandle* board, SupplyStatus* status);
+
+/*
+ * Read the hardware and the software DIP switch.
+ *   value  out: eight bits: bits 0-2 V1, 3-5 V2, 6-7 clock setting; untouched when the first of the
+ *          two register reads failed
+ * KVEXA_BAD_ARGUMENT when value is null; else register results. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaGetHwDipStatus(const BoardHandle* board, uint32_t* value);
+KVEXA_API int32_t KVEXA_CALL kVexaGetSwDipStatus(const BoardHandle* board, uint32_t* value);
+
+/*
+ * Sets the software DIP switch.
+ *   value  in: on a USB board the low 16 bits are written as they are, so that bits 8-15 overwrite the
+ *          hardware switch's byte
+ * KVEXA_BAD_ARGUMENT when value is null; else register results. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSetSwDip(const BoardHandle* board, const uint32_t* value);
+
+/*
+ * Plays a power sequence: every step sets all switches but the power-switch control, then pauses.
+ *   sequence  in: steps and their number; the switch words are expected to be 0 or 1. A USB board plays
+ *             the 100 steps of the record at most.
+ * KVEXA_OK always on a USB board, whatever the transfers did; KVEXA_BAD_ARGUMENT when sequence is
+ * null. Blocks for the sum of the steps' delays. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaPowerControl(const BoardHandle* board, const PowerSequence* sequence);
+
+/*
+ * Sets the general-purpose output lines.
+ *   value  in: one bit a line, the low 16 bits are used
+ * Register results. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSetDout(const BoardHandle* board, uint32_t value);
+
+/*
+ * Read the general-purpose output and input lines.
+ *   value  out: one bit a line, 16 bits; untouched when the read failed
+ * KVEXA_BAD_ARGUMENT when value is null; else register results. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaGetDout(const BoardHandle* board, uint32_t* value);
+KVEXA_API int32_t KVEXA_CALL kVexaGetDin(const BoardHandle* board, uint32_t* value);
+
+/* ---- Capture set-up and measurement ------------------------------------------------------------ */
+
+/*
+ * Reads a capture-parameter file (see docs/file-formats.md). Needs no board.
+ *   path   in: the file; its name must end in "dat" in lower case
+ *   param  out: the parameters; on failure it may hold the values of the lines that were read
+ * KVEXA_FILE_NOT_OPENED  the file cannot be opened
+ * KVEXA_BAD_FILE         a name that does not end in "dat"; a key is missing; a value of 255 bytes or
+ *                        more; the last line has no line feed
+ * KVEXA_BAD_ARGUMENT     no "END" within 1000 lines although every key is there; a null pointer
+ * Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaGetCapFileParam(const char* path, CapParam* param);
+
+/*
+ * Programs the board's capture front end.
+ *   param  in: the parameters; a USB board tests none against a range
+ * Returns 0 when every register write succeeded; on a USB board otherwise the bitwise OR of the
+ * results of all fifteen writes, which are all made. KVEXA_BAD_ARGUMENT when param is null. Boards:
+ * both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSetCapParam(const BoardHandle* board, const CapParam* param);
+
+/*
+ * The size of one frame in bytes, the older way: it looks at HCNT, VCNT, HREDUCT, VREDUCT, HWEXCHG
+ * and BITWIDTH only and rounds decimated sizes down. Use kVexaCalcFrameSizeEx for buffers.
+ *   param      in: the parameters; not tested for null
+ *   alignment  in: KvexaAlignment; another value leaves the size as it is
+ * Returns the size. Needs no board. Any thread.
+ */
+KVEXA_API uint32_t KVEXA_CALL kVexaCalcFrameSize(const CapParam* param, uint32_t alignment);
+
+/*
+ * The size of one frame, exactly.
+ *   param         in: the parameters
+ *   frameBytes    out: size of a frame in bytes, rounded up as alignment says
+ *   bytesPerUnit  out: bytes of one unit of a row
+ *   width         out: units in a row (pixels, or groups of pixels where the format shares samples)
+ *   height        out: rows
+ *   alignment     in: KvexaAlignment
+ * KVEXA_BAD_ARGUMENT  a null pointer, a combination of INPUTFORMAT, BITWIDTH and SPACK that has no
+ *                     size, INPUTFORMAT 4 with SPACK 0, SMIAIN above 5, an unknown alignment, or a size
+ *                     of 0; nothing is written
+ * The size is computed in 32 bits and wraps. Needs no board. Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaCalcFrameSizeEx(const CapParam* param, uint32_t* frameBytes,
+                                                  uint32_t* bytesPerUnit, uint32_t* width, uint32_t* height,
+                                                  uint32_t alignment);
+
+/*
+ * Sets the capture area.
+ *   horizontalStart, horizontalEnd  in: columns
+ *   verticalStart, verticalEnd      in: lines
+ * Returns 0.0 whatever the register writes did, or -54.0 for a handle that is refused. Boards: USB;
+ * PCIe: 0.0. One thread a board.
+ */
+KVEXA_API double KVEXA_CALL kVexaSetHV(const BoardHandle* board, uint32_t horizontalStart,
+                                       uint32_t horizontalEnd, uint32_t verticalStart, uint32_t verticalEnd);
+
+/*
+ * Switch the board's Bayer-to-RGB stage. Register results; a failed read is returned and nothing is
+ * written. Boards: USB; PCIe: KVEXA_OK. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaBayerToRgbEnable(const BoardHandle* board);
+KVEXA_API int32_t KVEXA_CALL kVexaBayerToRgbDisable(const BoardHandle* board);
+
+/*
+ * Selects the pattern of the board's Bayer-to-RGB stage.
+ *   pattern  in: 1 to 4; the board receives the value less 1
+ * KVEXA_BAD_ARGUMENT when pattern is null; else register results. Boards: USB; PCIe: KVEXA_OK. One
+ * thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaBayerToRgbPatternSelect(const BoardHandle* board, const uint32_t* pattern);
+
+/*
+ * Sets the board's colour-space matrix.
+ *   values  in: 12 coefficients (5 fraction bits are kept), then the offset (2 fraction bits); what
+ *           does not fit is truncated toward zero
+ * KVEXA_OK whatever the register writes did; KVEXA_BAD_ARGUMENT when values is null. Boards: both. One
+ * thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaCscSet(const BoardHandle* board, const double* values);
+
+/*
+ * Measures the rate of the frames that come in: 10000.0 divided by the frame period, which the board
+ * counts in units of 100 microseconds.
+ * Returns frames a second, 0.0 when no frames come, or -54.0 for a handle that is refused. A USB board
+ * that reports frames with a period of 0 gives infinity. Blocks up to 1.1 s. Boards: both. One thread
+ * a board.
+ */
+KVEXA_API double KVEXA_CALL kVexaGetFrameRate(const BoardHandle* board);
+
+/*
+ * Measures the frames that come in: their two dimensions and their rate.
+ *   actual  out: the measurement; when no frame came, whatever the board's measurement registers hold
+ * KVEXA_OK always on a USB board, KVEXA_BAD_ARGUMENT when actual is null. Blocks up to 300 polls of 11
+ * ms. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaAutoActual(const BoardHandle* board, AutoActual* actual);
+
+/*
+ * kVexaAutoActual with a limit of its own.
+ *   timeout  in: milliseconds; a USB board polls timeout / 10 + 1 times and does not report that the
+ *            limit was reached
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaAutoActualEx(const BoardHandle* board, AutoActual* actual,
+                                               uint32_t timeout);
+
+/* ---- Capture ----------------------------------------------------------------------------------- */
+
+/*
+ * Captures one frame.
+ *   frameBytes  in: bytes to transfer, from kVexaCalcFrameSizeEx
+ *   buffer      out: frameBytes bytes of room
+ *   timeout     in: milliseconds for the transfer
+ * KVEXA_BAD_ARGUMENT when frameBytes is 0 or buffer is null. A USB board returns the result of the
+ * register write that stops it, also when the frame did not come: fill the buffer with a mark before,
+ * or compare frames, to tell. Blocks up to the time-out and the register transfers. Boards: both. One
+ * thread a process on USB boards.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaOneShotCapture(const BoardHandle* board, uint32_t frameBytes, void* buffer,
+                                                 uint32_t timeout);
+
+/*
+ * Tells whether the board dropped frames: 1 if so, else 0, also when its register could not be read.
+ * Boards: USB; PCIe: 0. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaIsDropFrame(const BoardHandle* board);
+
+/* ---- Images ------------------------------------------------------------------------------------ */
+
+/*
+ * Converts a Bayer frame of 8-bit samples to 24-bit colour by bilinear interpolation.
+ *   source       in: width * height samples, top row first, rows not padded
+ *   destination  out: width * height * 3 bytes, blue, green, red, top row first, rows not padded
+ *   width        in: pixels, 4 or more
+ *   height       in: pixels, 4 or more
+ *   pattern      in: KvexaBayerPattern
+ * KVEXA_BAD_ARGUMENT for a null pointer, a size below 4 or whose image exceeds the address space, or
+ * an unknown pattern; nothing is written. A missing colour is the truncated mean of the nearest
+ * samples of that colour. The top row, but for its corners, is interpolated from source rows 2 and 3.
+ * source and destination must not overlap. Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaRaw8ToRgb888(const uint8_t* source, uint8_t* destination, uint32_t width,
+                                               uint32_t height, uint32_t pattern);
+
+/*
+ * Saves a rectangle of an image as a Windows bitmap, bottom row first. Rows are written at their exact
+ * length: unlike most programs this one does not pad them to a multiple of 4 bytes, so choose a width
+ * that needs no padding when other programs shall read the file.
+ *   path         in: the file, created or overwritten
+ *   image        in: imageWidth * imageHeight pixels, top row first, rows not padded
+ *   imageWidth   in: pixels
+ *   imageHeight  in: pixels
+ *   rect         in: the rectangle to save; not tested for null
+ *   format       in: KvexaPixelFormat of the image
+ *   kind         in: KvexaBmpKind. Allowed: grey to all three, RGB565 to 16 and 24 bits, 24-bit to 24
+ * KVEXA_BAD_ARGUMENT     a null pointer, a rectangle that is empty or not inside the image, a format
+ *                        and kind that do not go together, a file of more than 4 GiB; no file is made
+ * KVEXA_FILE_NOT_OPENED  the file cannot be created, or not written to its end; what was written stays
+ * Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSaveBmpFile(const char* path, const void* image, uint32_t imageWidth,
+                                              uint32_t imageHeight, const SaveRect* rect, uint32_t format,
+                                              uint32_t kind);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+/* ---- Layout ------------------------------------------------------------------------------------ */
+
+#if defined(__cplusplus)
+#define KVEXA_STATIC_ASSERT(condition) static_assert(condition, #condition)
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+#define KVEXA_STATIC_ASSERT(condition) _Static_assert(condition, #condition)
+#else
+#define KVEXA_STATIC_ASSERT(condition) typedef char kvexaLayoutIsRight[(condition) ? 1 : -1]
+#endif
+
+KVEXA_STATIC_ASSERT(sizeof(CapParam) == 52);
+KVEXA_STATIC_ASSERT(sizeof(SwitchStatus) == 12);
+KVEXA_STATIC_ASSERT(sizeof(SupplyStatus) == 48);
+KVEXA_STATIC_ASSERT(sizeof(PowerSequence) == 2404);
+KVEXA_STATIC_ASSERT(sizeof(AutoActual) == 16);
+KVEXA_STATIC_ASSERT(sizeof(SaveRect) == 16);
+KVEXA_STATIC_ASSERT(sizeof(RegisterTableEntry) == 2056);
+#if defined(_WIN32)
+KVEXA_STATIC_ASSERT(sizeof(BoardHandle) == 12); /* fails in a 64-bit program: the DLL is 32-bit */
+KVEXA_STATIC_ASSERT(sizeof(RegisterBatchEntry) == 12);
+KVEXA_STATIC_ASSERT(sizeof(RegisterBatch) == 16);
+#endif
+
+#endif /* KVEXA_H */
