@@ -1,0 +1,80 @@
+#include "files/RegisterSettingReader.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "files/File.h"
+#include "files/HexNumber.h"
+
+namespace kvexa::files {
+
+namespace {
+
+void store(const RegisterSettingLine& line, RegisterTableEntry& entry) {
+  entry.number = line.number;
+  entry.valueCount = line.valueCount;
+  std::transform(line.values.begin(), line.values.begin() + line.valueCount, std::begin(entry.values),
+                 [](std::uint32_t value) { return static_cast<std::uint16_t>(value); });
+}
+
+}  // namespace
+
+// A carriage return before a line feed belongs to the line's end.
+int RegisterSettingReader::nextByte() {
+  const int byte = std::getc(file_);
+  if (byte != '\r') return byte;
+  const int next = std::getc(file_);
+  if (next == '\n') return next;
+  if (next != EOF) std::ungetc(next, file_);
+  return byte;
+}
+
+RegisterSettingReader::Outcome RegisterSettingReader::next(RegisterSettingLine& line) {
+  int byte = nextByte();
+  if (byte == EOF) return Outcome::endOfFile;
+
+  line.number = 0;
+  line.valueCount = 0;
+  bool isFirstField = true;
+  HexNumber field;
+  // A line without a comma has no number: only a comma makes the first field the line's number.
+  const auto endField = [&] {
+    if (isFirstField) return true;
+    if (line.valueCount == largestValueCount) return false;
+    line.values[line.valueCount++] = field.value();
+    return true;
+  };
+  for (; byte != EOF && byte != '\n'; byte = nextByte()) {
+    if (byte != ',') {
+      field.put(static_cast<char>(byte));
+      continue;
+    }
+    if (!endField()) return Outcome::tooManyValues;
+    if (isFirstField) line.number = field.value();
+    isFirstField = false;
+    field = HexNumber();
+  }
+  return endField() ? Outcome::line : Outcome::tooManyValues;
+}
+
+std::int32_t readRegisterTable(std::FILE* file, RegisterTableEntry* table, std::uint32_t& lineCount) {
+  RegisterSettingReader reader(file);
+  RegisterSettingLine line;
+  for (std::uint32_t lines = 0;; ++lines) {
+    switch (reader.next(line)) {
+      case RegisterSettingReader::Outcome::endOfFile: lineCount = lines; return KVEXA_OK;
+      case RegisterSettingReader::Outcome::tooManyValues: return KVEXA_BAD_ARGUMENT;
+      case RegisterSettingReader::Outcome::line: break;
+    }
+    if (lines == KVEXA_REGISTER_TABLE_ENTRIES) return KVEXA_BAD_ARGUMENT;
+    store(line, table[lines]);
+  }
+}
+
+std::int32_t readRegisterTableFile(const char* path, RegisterTableEntry* table, std::uint32_t* lineCount) {
+  if (path == nullptr || table == nullptr || lineCount == nullptr) return KVEXA_BAD_ARGUMENT;
+  const File file = openForReading(path);
+  return file ? readRegisterTable(file.get(), table, *lineCount) : KVEXA_FILE_NOT_OPENED;
+}
+
+}  // namespace kvexa::files

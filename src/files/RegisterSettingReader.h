@@ -1,0 +1,43 @@
+// The register-setting file: comma-separated hexadecimal numbers, a header line and then one register
+// write a line.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+
+#include "kvexa.h"
+
+namespace kvexa::files {
+
+constexpr std::uint32_t largestValueCount = 256;
+
+struct RegisterSettingLine {
+  std::uint32_t number = 0;  // slave address in the first line, register address after
+  std::array<std::uint32_t, largestValueCount> values{};
+  std::uint32_t valueCount = 0;
+};
+
+// Reads a file line by line. Every line counts, empty ones and comments too.
+class RegisterSettingReader {
+ public:
+  enum class Outcome { line, endOfFile, tooManyValues };
+
+  // The file stays the caller's.
+  explicit RegisterSettingReader(std::FILE* file) : file_(file) {}
+
+  Outcome next(RegisterSettingLine& line);
+
+ private:
+  int nextByte();
+
+  std::FILE* file_;
+};
+
+// What kUsbIniFileToBuf returns for the file's content. The table has KVEXA_REGISTER_TABLE_ENTRIES.
+std::int32_t readRegisterTable(std::FILE* file, RegisterTableEntry* table, std::uint32_t& lineCount);
+
+// The same for a file by its name.
+std::int32_t readRegisterTableFile(const char* path, RegisterTableEntry* table, std::uint32_t* lineCount);
+
+}  // namespace kvexa::files

@@ -1,0 +1,53 @@
+// Counting, opening and closing boards.
+#include <windows.h>
+
+#include <algorithm>
+
+#include "frame/Devices.h"
+#include "frame/Dispatch.h"
+
+namespace kvexa::frame {
+
+namespace {
+
+std::int32_t countAll(std::uint32_t* usbCount, std::uint32_t* pcieCount) {
+  const std::int32_t usb = countBoards(KVEXA_BOARD_USB);
+  const std::int32_t pcie = countBoards(KVEXA_BOARD_PCIE);
+  const std::int32_t usbStored = std::max(usb, 0);
+  const std::int32_t pcieStored = std::max(pcie, 0);
+  if (usbCount != nullptr) *usbCount = static_cast<std::uint32_t>(usbStored);
+  if (pcieCount != nullptr) *pcieCount = static_cast<std::uint32_t>(pcieStored);
+  return usb < 0 && pcie < 0 ? KVEXA_FAILED : usbStored + pcieStored;
+}
+
+std::int32_t open(std::uint32_t boardType, std::uint32_t boardIndex, BoardHandle* board) {
+  if (board == nullptr || boardType > KVEXA_BOARD_PCIE) return KVEXA_BAD_ARGUMENT;
+  OpenedBoard opened = openBoard(static_cast<BoardType>(boardType), boardIndex);
+  if (opened.result == KVEXA_OK) *board = {opened.file.release(), boardType, boardIndex};
+  return opened.result;
+}
+
+std::int32_t close(BoardHandle* board) {
+  if (board == nullptr) return KVEXA_BAD_ARGUMENT;
+  const bool isBoard = board->boardType <= KVEXA_BOARD_PCIE;
+  const bool failed = isBoard && CloseHandle(board->driverHandle) == FALSE;
+  board->driverHandle = nullptr;
+  board->boardIndex = 0;
+  return failed ? KVEXA_FAILED : KVEXA_OK;
+}
+
+}  // namespace
+
+}  // namespace kvexa::frame
+
+using namespace kvexa;
+
+KVEXA_EXPORT(int32_t) kVexaDevNum(uint32_t* usbCount, uint32_t* pcieCount) {
+  return frame::guarded(frame::countAll, usbCount, pcieCount);
+}
+
+KVEXA_EXPORT(int32_t) kVexaDevOpen(uint32_t boardType, uint32_t boardIndex, BoardHandle* board) {
+  return frame::guarded(frame::open, boardType, boardIndex, board);
+}
+
+KVEXA_EXPORT(int32_t) kVexaDevClose(BoardHandle* board) { return frame::guarded(frame::close, board); }

@@ -1,0 +1,40 @@
+#include "usb/TargetWords.h"
+
+#include <algorithm>
+#include <array>
+
+#include "kvexa.h"
+#include "usb/RegisterPacket.h"
+#include "usb/Status.h"
+#include "usb/Transport.h"
+
+namespace kvexa::usb {
+
+namespace {
+
+constexpr std::size_t headerBytes = 5;
+using Packet = std::array<std::uint8_t, headerBytes + targetWordBytes>;
+
+PacketHeader headerFor(Direction direction, Target target) {
+  const RegisterAddress address{KVEXA_SLAVE7_SUB8, boardTarget, static_cast<std::uint32_t>(target)};
+  return *buildHeader(Framing::prefixed, direction, address, targetWordBytes);
+}
+
+}  // namespace
+
+std::int32_t readTarget(HANDLE driver, Target target, std::uint32_t& value) {
+  Packet answer{};
+  std::int32_t result = send(driver, Pipe::command, headerFor(Direction::read, target).whole());
+  if (result == KVEXA_OK) result = receive(driver, Pipe::registerData, answer);
+  unpackWords(boardTarget, std::span(answer).subspan<headerBytes>(), &value);
+  return checkedResult(driver, result);
+}
+
+std::int32_t writeTarget(HANDLE driver, Target target, std::uint32_t value) {
+  Packet packet{};
+  std::ranges::copy(headerFor(Direction::write, target).whole(), packet.begin());
+  packWords(boardTarget, &value, std::span(packet).subspan<headerBytes>());
+  return checkedResult(driver, send(driver, Pipe::command, packet));
+}
+
+}  // namespace kvexa::usb
