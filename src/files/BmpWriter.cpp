@@ -158,18 +158,19 @@ const Combination* find(std::uint32_t format, std::uint32_t kind) {
 
 // The size field of the file's header has 32 bits.
 bool fitsIntoFile(const SaveRect& rect, std::uint32_t outputBytes) {
-  const std::uint64_t room = std::numeric_limits<std::uint32_t>::max() - headerBytes - extraBytes(outputBytes);
+  const std::uint64_t room =
+      std::numeric_limits<std::uint32_t>::max() - headerBytes - extraBytes(outputBytes);
   return std::uint64_t{rect.width} * rect.height <= room / outputBytes;
 }
 
 }  // namespace
 
-std::int32_t saveBmp(const char* path, const void* pixels, std::uint32_t imageWidth, std::uint32_t imageHeight,
+std::int32_t saveBmp(const char* path, const void* image, std::uint32_t imageWidth, std::uint32_t imageHeight,
                      const SaveRect* rect, std::uint32_t format, std::uint32_t kind) {
-  const Image image{static_cast<const std::uint8_t*>(pixels), imageWidth, imageHeight};
+  const Image source{static_cast<const std::uint8_t*>(image), imageWidth, imageHeight};
   const Combination* combination = find(format, kind);
-  if (path == nullptr || combination == nullptr || !isInside(image, rect)) return KVEXA_BAD_ARGUMENT;
-  if (!isAddressable(image, combination->sourceBytes) || !fitsIntoFile(*rect, combination->outputBytes)) {
+  if (path == nullptr || combination == nullptr || !isInside(source, rect)) return KVEXA_BAD_ARGUMENT;
+  if (!isAddressable(source, combination->sourceBytes) || !fitsIntoFile(*rect, combination->outputBytes)) {
     return KVEXA_BAD_ARGUMENT;
   }
   ByteBuffer converted(std::size_t{rect->width} * combination->outputBytes);
@@ -180,7 +181,7 @@ std::int32_t saveBmp(const char* path, const void* pixels, std::uint32_t imageWi
   std::setvbuf(file.get(), nullptr, _IOFBF, writeBufferBytes);
   const Preamble preamble(*rect, combination->outputBytes);
   const bool written = write(file.get(), preamble.bytes().data(), preamble.bytes().size()) &&
-                       writeRows(file.get(), image, *rect, *combination, converted.all());
+                       writeRows(file.get(), source, *rect, *combination, converted.all());
   const bool closed = std::fclose(file.release()) == 0;
   return written && closed ? KVEXA_OK : KVEXA_FILE_NOT_OPENED;
 }

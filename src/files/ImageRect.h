@@ -25,8 +25,7 @@ inline bool isInside(const Image& image, const SaveRect* rect) {
 
 // Whether an image of that many bytes a pixel can lie in memory at all.
 inline bool isAddressable(const Image& image, std::uint32_t bytesPerPixel) {
-  return std::uint64_t{image.width} * image.height <=
-         std::numeric_limits<std::size_t>::max() / bytesPerPixel;
+  return std::uint64_t{image.width} * image.height <= std::numeric_limits<std::size_t>::max() / bytesPerPixel;
 }
 
 // The first pixel of a row of the rectangle, for an image that isAddressable.

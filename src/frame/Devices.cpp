@@ -42,7 +42,7 @@ ByteBuffer interfaceDetail(HDEVINFO boards, SP_DEVICE_INTERFACE_DATA& board) {
   if (!buffer) return buffer;
   auto* detail = reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_A*>(buffer.all().data());
   detail->cbSize = detailSize;
-  if (!SetupDiGetDeviceInterfaceDetailA(boards, &board, detail, needed, nullptr, nullptr)) {
+  if (SetupDiGetDeviceInterfaceDetailA(boards, &board, detail, needed, nullptr, nullptr) == FALSE) {
     return ByteBuffer::none();
   }
   return buffer;

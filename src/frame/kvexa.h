@@ -24,8 +24,8 @@
  *
  * Threads. "any thread" means that calls with different arguments may run at the same time. "one
  * thread a board" means that calls on one board must not overlap: the board keeps state between the
- * requests of one call. The library takes no lock for USB boards, and its register transfers share
- * one status buffer for the whole process, so applications with several USB boards serialise them.
+ * requests of one call, and the library takes no lock for USB boards. Different boards may be used
+ * from different threads.
  *
  * Ownership. The caller owns every record, buffer, event and result word that it passes; the library
  * keeps no pointer after the call unless the text says so. Output records stay untouched on failure
@@ -35,6 +35,8 @@
  */
 #ifndef KVEXA_H
 #define KVEXA_H
+
+/* NOLINTBEGIN(modernize-*): C programs include this header too. */
 
 #include <stdint.h>
 
@@ -256,7 +258,7 @@ enum { KVEXA_STATUS_BLOCK_BYTES = 64 };
  * Counts the boards that are present.
  *   usbCount   out: USB boards, 0 to 255
  *   pcieCount  out: PCIe boards, 0 to 255
- * Neither pointer is tested for null. A type whose enumeration fails counts as 0.
+ * A null pointer receives nothing. A type whose enumeration fails counts as 0.
  * Returns the sum of both, or KVEXA_FAILED when both enumerations failed.
  * Boards: both. Any thread.
  */
@@ -591,9 +593,9 @@ KVEXA_API int32_t KVEXA_CALL kVexaSetCapParam(const BoardHandle* board, const Ca
 /*
  * The size of one frame in bytes, the older way: it looks at HCNT, VCNT, HREDUCT, VREDUCT, HWEXCHG
  * and BITWIDTH only and rounds decimated sizes down. Use kVexaCalcFrameSizeEx for buffers.
- *   param      in: the parameters; not tested for null
+ *   param      in: the parameters
  *   alignment  in: KvexaAlignment; another value leaves the size as it is
- * Returns the size. Needs no board. Any thread.
+ * Returns the size, 0 when param is null. Needs no board. Any thread.
  */
 KVEXA_API uint32_t KVEXA_CALL kVexaCalcFrameSize(const CapParam* param, uint32_t alignment);
 
@@ -719,7 +721,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaRaw8ToRgb888(const uint8_t* source, uint8_t* d
  *   image        in: imageWidth * imageHeight pixels, top row first, rows not padded
  *   imageWidth   in: pixels
  *   imageHeight  in: pixels
- *   rect         in: the rectangle to save; not tested for null
+ *   rect         in: the rectangle to save
  *   format       in: KvexaPixelFormat of the image
  *   kind         in: KvexaBmpKind. Allowed: grey to all three, RGB565 to 16 and 24 bits, 24-bit to 24
  * KVEXA_BAD_ARGUMENT     a null pointer, a rectangle that is empty or not inside the image, a format
@@ -757,5 +759,7 @@ KVEXA_STATIC_ASSERT(sizeof(BoardHandle) == 12); /* fails in a 64-bit program: th
 KVEXA_STATIC_ASSERT(sizeof(RegisterBatchEntry) == 12);
 KVEXA_STATIC_ASSERT(sizeof(RegisterBatch) == 16);
 #endif
+
+/* NOLINTEND(modernize-*) */
 
 #endif /* KVEXA_H */

@@ -50,7 +50,9 @@ std::int32_t requestAndReceive(HANDLE driver, const PacketHeader& header, std::s
   return result;
 }
 
-RegisterAddress boardAddress(Target target) { return {KVEXA_SLAVE7_SUB8, boardTarget, static_cast<std::uint32_t>(target)}; }
+RegisterAddress boardAddress(Target target) {
+  return {KVEXA_SLAVE7_SUB8, boardTarget, static_cast<std::uint32_t>(target)};
+}
 
 std::int32_t selectRegister(HANDLE driver, std::uint32_t address) {
   return writeTargetPolled(driver, Target::addressPort, address);

@@ -18,9 +18,8 @@ namespace {
 using Table = std::span<const RegisterTableEntry>;
 
 bool haveRoomForTheirValues(Table writes) {
-  return std::ranges::all_of(writes, [](const RegisterTableEntry& entry) {
-    return entry.valueCount <= std::size(entry.values);
-  });
+  return std::ranges::all_of(
+      writes, [](const RegisterTableEntry& entry) { return entry.valueCount <= std::size(entry.values); });
 }
 
 // Ends at the first transfer that fails.
@@ -65,8 +64,8 @@ std::int32_t playRegisterTable(HANDLE driver, const RegisterTableEntry* table, s
 }
 
 std::int32_t playRegisterFile(HANDLE driver, const char* path) {
-  const std::unique_ptr<RegisterTableEntry[]> table(
-      new (std::nothrow) RegisterTableEntry[KVEXA_REGISTER_TABLE_ENTRIES]);
+  const std::unique_ptr<RegisterTableEntry[]> table(new (std::nothrow)
+                                                        RegisterTableEntry[KVEXA_REGISTER_TABLE_ENTRIES]);
   if (!table) return KVEXA_FAILED;
   std::uint32_t lineCount = 0;
   const std::int32_t read = files::readRegisterTableFile(path, table.get(), &lineCount);

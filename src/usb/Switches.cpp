@@ -30,7 +30,8 @@ struct SwitchRegisters {
 std::uint32_t isOn(std::uint32_t switches, std::uint32_t mask) { return (switches & mask) != 0 ? 1 : 0; }
 
 SwitchStatus decode(const SwitchRegisters& registers, const SwitchFields& fields) {
-  return {isOn(registers.switches, fields.onMask), (registers.dip >> fields.hardwareShift) & fields.settingMask,
+  return {isOn(registers.switches, fields.onMask),
+          (registers.dip >> fields.hardwareShift) & fields.settingMask,
           (registers.dip >> fields.softwareShift) & fields.settingMask};
 }
 
@@ -48,8 +49,8 @@ std::int32_t withSwitchRegisters(HANDLE driver, const void* destination, Fill fi
 }
 
 std::int32_t getStatus(HANDLE driver, const SwitchFields& fields, SwitchStatus* status) {
-  return withSwitchRegisters(
-      driver, status, [&](const SwitchRegisters& registers) { *status = decode(registers, fields); });
+  return withSwitchRegisters(driver, status,
+                             [&](const SwitchRegisters& registers) { *status = decode(registers, fields); });
 }
 
 std::int32_t getWord(HANDLE driver, Register address, std::uint32_t* value) {
@@ -108,8 +109,8 @@ std::int32_t getSupplyStatus(HANDLE driver, SupplyStatus* status) {
 }
 
 std::int32_t getHardwareDip(HANDLE driver, std::uint32_t* value) {
-  return withSwitchRegisters(
-      driver, value, [&](const SwitchRegisters& registers) { *value = (registers.dip >> 8) & 0xFF; });
+  return withSwitchRegisters(driver, value,
+                             [&](const SwitchRegisters& registers) { *value = (registers.dip >> 8) & 0xFF; });
 }
 
 std::int32_t getSoftwareDip(HANDLE driver, std::uint32_t* value) {
@@ -124,7 +125,8 @@ std::int32_t setSoftwareDip(HANDLE driver, const std::uint32_t* value) {
 }
 
 std::int32_t selectBayerPattern(HANDLE driver, const std::uint32_t* pattern) {
-  return pattern == nullptr ? KVEXA_BAD_ARGUMENT : writeRegister(driver, Register::bayerPattern, *pattern - 1);
+  return pattern == nullptr ? KVEXA_BAD_ARGUMENT
+                            : writeRegister(driver, Register::bayerPattern, *pattern - 1);
 }
 
 std::int32_t setOutputLines(HANDLE driver, std::uint32_t value) {

@@ -12,7 +12,7 @@ namespace kvexa {
 class ByteBuffer {
  public:
   // size zero bytes; false in a condition when there is no memory for them.
-  explicit ByteBuffer(std::size_t size) : bytes_(new(std::nothrow) std::uint8_t[size]()), size_(size) {}
+  explicit ByteBuffer(std::size_t size) : bytes_(new (std::nothrow) std::uint8_t[size]()), size_(size) {}
 
   static ByteBuffer none() { return {}; }
 

@@ -28,6 +28,8 @@ class Owned {
 
   Owned() = default;
   explicit Owned(Value value) : value_(value) {}
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
   Owned(Owned&& other) noexcept : value_(other.release()) {}
   Owned& operator=(Owned&& other) noexcept {
     reset(other.release());

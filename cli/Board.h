@@ -1,0 +1,31 @@
+// An open board that closes itself, and the telling of every step taken on it.
+#pragma once
+
+#include <kvexa.h>
+
+#include <cstdint>
+#include <string>
+
+namespace cli {
+
+// Prints "  kVexaPowerV1On            0" and throws Failure when the result is negative.
+void step(const std::string& call, std::int32_t result);
+
+class Board {
+ public:
+  Board(std::uint32_t type, std::uint32_t index);
+  ~Board();
+  Board(const Board&) = delete;
+  Board& operator=(const Board&) = delete;
+
+  const BoardHandle* handle() const { return &handle_; }
+
+  // Supplies and clock on, then out of reset; and the way back.
+  void powerUp();
+  void powerDown();
+
+ private:
+  BoardHandle handle_{};
+};
+
+}  // namespace cli

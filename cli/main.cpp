@@ -1,0 +1,92 @@
+// kvexa: the command-line tool of the camera-module test boards.
+#include <kvexa.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <map>
+#include <string>
+
+#include "CaptureCommand.h"
+#include "ListCommand.h"
+#include "Session.h"
+
+namespace {
+
+constexpr int usageError = 2;
+
+const std::map<std::string, std::uint32_t> boardTypes{{"usb", KVEXA_BOARD_USB}, {"pcie", KVEXA_BOARD_PCIE}};
+
+const std::map<std::string, std::uint32_t> patterns{{"grbg", KVEXA_BAYER_GRBG},
+                                                    {"rggb", KVEXA_BAYER_RGGB},
+                                                    {"bggr", KVEXA_BAYER_BGGR},
+                                                    {"gbrg", KVEXA_BAYER_GBRG}};
+
+void addSessionOptions(CLI::App& command, cli::SessionOptions& session) {
+  command.add_flag("--simulate", session.simulate, "use simulated boards instead of real ones");
+  command.add_option("--boards", session.boardCount, "number of simulated boards")
+      ->check(CLI::Range(1U, 255U))
+      ->capture_default_str();
+  command.add_option("--trace", session.trace, "write every driver request to this file");
+}
+
+void addCapture(CLI::App& app, cli::SessionOptions& session, cli::CaptureOptions& options) {
+  CLI::App* command = app.add_subcommand("capture",
+                                         "capture one frame: power up, play the registers, capture, "
+                                         "convert, save");
+  addSessionOptions(*command, session);
+  command->add_option("--scene", session.scene, "BMP or JPEG picture in front of the simulated camera");
+  command->add_option("--board", options.boardType, "board type")
+      ->transform(CLI::CheckedTransformer(boardTypes, CLI::ignore_case))
+      ->default_str("usb");
+  command->add_option("--index", options.boardIndex, "board index, from 0")->capture_default_str();
+  command->add_option("--regs", options.registers, "register-setting file of the sensor")->required();
+  command->add_option("--params", options.parameters, "capture-parameter file")->required();
+  command->add_option("--pattern", options.pattern, "Bayer pattern of the sensor")
+      ->transform(CLI::CheckedTransformer(patterns, CLI::ignore_case))
+      ->default_str("grbg");
+  command->add_option("--timeout", options.timeout, "milliseconds to wait for the frame")
+      ->check(CLI::Range(1U, 600000U))
+      ->capture_default_str();
+  command->add_option("--out", options.folder, "folder for frame.raw and frame.bmp")->capture_default_str();
+  command->callback([&] {
+    session.boardType = options.boardType;
+    const cli::Session boards(session);
+    cli::capture(options);
+  });
+}
+
+void addList(CLI::App& app, cli::SessionOptions& session) {
+  CLI::App* command = app.add_subcommand("list", "count the boards that are present");
+  addSessionOptions(*command, session);
+  command->callback([&] {
+    const cli::Session boards(session);
+    cli::list();
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    CLI::App app("Drives camera-module test boards through KVEXA_LIB.dll.", "kvexa");
+    app.require_subcommand(1);
+    cli::SessionOptions session;
+    cli::CaptureOptions captureOptions;
+    addCapture(app, session, captureOptions);
+    addList(app, session);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+      return app.exit(help);
+    } catch (const CLI::ParseError& error) {
+      std::fprintf(stderr, "kvexa: %s (kvexa --help tells the options)\n", error.what());
+      return usageError;
+    }
+    return 0;
+  } catch (const std::exception& failure) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "kvexa: %s\n", failure.what());
+    return 1;
+  }
+}
