@@ -22,6 +22,19 @@ const std::map<std::string, std::uint32_t> patterns{{"grbg", KVEXA_BAYER_GRBG},
                                                     {"bggr", KVEXA_BAYER_BGGR},
                                                     {"gbrg", KVEXA_BAYER_GBRG}};
 
+// Takes a name of the choices and stores its number.
+CLI::Validator oneOf(const std::map<std::string, std::uint32_t>& choices) {
+  std::string names;
+  for (const auto& [name, number] : choices) names += (names.empty() ? "" : ", ") + name;
+  const auto check = [&choices, names](std::string& text) -> std::string {
+    const auto found = choices.find(CLI::detail::to_lower(text));
+    if (found == choices.end()) return "'" + text + "' is none of " + names;
+    text = std::to_string(found->second);
+    return {};
+  };
+  return {check, names};
+}
+
 void addSessionOptions(CLI::App& command, cli::SessionOptions& session) {
   command.add_flag("--simulate", session.simulate, "use simulated boards instead of real ones");
   command.add_option("--boards", session.boardCount, "number of simulated boards")
@@ -37,13 +50,13 @@ void addCapture(CLI::App& app, cli::SessionOptions& session, cli::CaptureOptions
   addSessionOptions(*command, session);
   command->add_option("--scene", session.scene, "BMP or JPEG picture in front of the simulated camera");
   command->add_option("--board", options.boardType, "board type")
-      ->transform(CLI::CheckedTransformer(boardTypes, CLI::ignore_case))
+      ->transform(oneOf(boardTypes))
       ->default_str("usb");
   command->add_option("--index", options.boardIndex, "board index, from 0")->capture_default_str();
   command->add_option("--regs", options.registers, "register-setting file of the sensor")->required();
   command->add_option("--params", options.parameters, "capture-parameter file")->required();
   command->add_option("--pattern", options.pattern, "Bayer pattern of the sensor")
-      ->transform(CLI::CheckedTransformer(patterns, CLI::ignore_case))
+      ->transform(oneOf(patterns))
       ->default_str("grbg");
   command->add_option("--timeout", options.timeout, "milliseconds to wait for the frame")
       ->check(CLI::Range(1U, 600000U))

@@ -36,8 +36,9 @@ foreach(file IN LISTS headers sources)
   list(APPEND stamps ${stamp})
 endforeach()
 
-list(FILTER sources INCLUDE REGEX "/(src|sim|cli)/[^/]")
-list(FILTER headers INCLUDE REGEX "/(src|sim|cli)/[^/]")
+list(FILTER sources INCLUDE REGEX "^${CMAKE_SOURCE_DIR}/(src|sim|cli)/")
+list(FILTER sources EXCLUDE REGEX "/StbImage.cpp$") # not this project's code
+list(FILTER headers INCLUDE REGEX "^${CMAKE_SOURCE_DIR}/(src|sim|cli)/")
 foreach(file IN LISTS sources)
   file(RELATIVE_PATH name ${CMAKE_SOURCE_DIR} ${file})
   set(stamp ${stampFolder}/${name}.tidy)

@@ -38,6 +38,8 @@ startWine() {
     quietly "Wine could not make its prefix in build/wine" wineboot --init
     quietly "Wine did not finish making its prefix in build/wine" wineserver --wait
   fi
-  # A server that stays for a while saves seconds on every program that is started.
+  # A server that stays for a while saves seconds on every program that is started. Its services start with
+  # the first program and would keep that one's output open, so the first one is nobody's.
   wineserver --persistent=60 2>/dev/null || true
+  wine cmd /c exit >/dev/null 2>&1 </dev/null || true
 }

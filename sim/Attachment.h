@@ -11,9 +11,10 @@ namespace sim {
 class Machine;
 class Trace;
 
-// Redirects `module`'s calls for device I/O, device enumeration and Sleep until it is destroyed. One
-// attachment a module at a time; destroy it before the module is unloaded, and when no thread of the
-// module is running. Calls that have nothing to do with boards pass on to Windows.
+// Redirects `module`'s calls for device I/O, device enumeration and Sleep until it is destroyed. Destroy
+// it before the module is unloaded, and when no thread of the module is running. Several modules may be
+// attached at a time, each to a machine of its own. Attachments of one module nest: the newest answers,
+// and goes first. Calls that have nothing to do with boards pass on to Windows.
 class Attachment {
  public:
   // Simulated boards.

@@ -1,13 +1,24 @@
 // A computer with simulated boards in it: what the library sees through Windows.
 #pragma once
 
+#include <windows.h>
+// After windows.h.
+#include <objbase.h>
+
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "Clock.h"
+#include "PciBus.h"
+#include "PcieBoard.h"
+#include "Resources.h"
 #include "Trace.h"
 #include "UsbBoard.h"
+
+// A word of COM for "struct", which would get into the way of a name below.
+#undef interface
 
 namespace sim {
 
@@ -29,8 +40,12 @@ class Machine {
   UsbBoard& addUsbBoard();
   UsbBoard& usbBoard(unsigned index);
 
-  // Adds PCIe boards that can be counted, opened and closed.
+  PcieBoard& addPcieBoard();
   void addPcieBoards(unsigned count);
+  PcieBoard& pcieBoard(unsigned index);
+
+  // The PCI functions that a driver reload restarts. They are listed apart from the boards.
+  PciBus& pciBus();
 
   // From now on the step fails for every board of the type (BoardType of kvexa.h) with the Windows
   // error; 0 makes it work again.
@@ -39,6 +54,10 @@ class Machine {
   // Things that the library took from Windows and has not given back.
   unsigned openDeviceSets() const;
   unsigned openFiles() const;
+  Resources& resources();
+
+  // How often the library has freed memory while a driver's request still held it.
+  unsigned lostLoans() const;
 
   // The paths and arguments of the last CreateFileA on a device.
   struct FileRequest {
@@ -52,7 +71,7 @@ class Machine {
   };
   FileRequest lastFileRequest() const;
 
-  struct Inside;           // for the redirected calls
+  struct Inside;  // for the redirected calls
   Inside& inside() { return *inside_; }
 
  private:

@@ -4,12 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
-#include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "Capture.h"
 #include "Clock.h"
 #include "Faults.h"
 #include "Sensor.h"
@@ -17,17 +17,16 @@
 
 namespace sim {
 
-// How a driver request ended.
-struct Answer {
-  std::uint32_t error = 0;         // Windows error; 0 when the driver accepted the request
-  std::uint32_t bytes = 0;         // bytes moved
-  bool statusReported = true;      // whether the driver wrote 0 to the request's status word
-};
+class UsbFirmware;
 
 class UsbBoard {
  public:
   UsbBoard(std::string name, Clock& clock, Trace& trace);
+  ~UsbBoard();
+  UsbBoard(const UsbBoard&) = delete;
+  UsbBoard& operator=(const UsbBoard&) = delete;
 
+  const std::string& name() const { return name_; }
   Sensor& sensor() { return sensor_; }
   Faults& faults() { return faults_; }
 
@@ -46,7 +45,7 @@ class UsbBoard {
   // out: byte 4 is `code`, byte 6 `digit`.
   void queueStatus(std::uint8_t code, char digit = '0');
 
-  // What the board answers to the recovery request on pipe 1.
+  // What the board answers to the recovery request on pipe 1; 0 unless it is set.
   void setRecoveryAnswer(std::uint8_t answer);
 
   // Pulled out, every request fails with ERROR_DEVICE_NOT_CONNECTED and the board is not enumerated.
@@ -55,7 +54,7 @@ class UsbBoard {
   bool isPlugged() const;
 
   // One frame as the board delivers it, whatever the host asks for: the captured area, reduced, in the
-  // board's bit width.
+  // board's bit width. Empty when the area is empty or the frame exceeds the board's memory.
   std::vector<std::uint8_t> frameBytes(std::uint64_t number) const;
 
   // ---- for the driver ----
@@ -65,14 +64,18 @@ class UsbBoard {
   Answer descriptor(std::uint8_t* data, std::uint32_t length);
 
  private:
-  // To the implementer: private members are yours to choose.
+  template <class Request>
+  Answer meetFaults(std::uint32_t length, Request request);
+
   mutable std::recursive_mutex mutex_;
   std::string name_;
-  Clock& clock_;
   Trace& trace_;
   Sensor sensor_;
   Faults faults_;
   std::vector<std::uint8_t> commands_;
+  std::unique_ptr<UsbFirmware> firmware_;
+  bool open_ = false;
+  bool plugged_ = true;
 };
 
 }  // namespace sim

@@ -26,9 +26,7 @@ struct Site {
 };
 
 // Site of the top-left pixel: 0 GRBG, 1 RGGB, 2 BGGR, 3 GBRG.
-constexpr Site patternOrigin(std::uint32_t pattern) {
-  return {pattern < 2, pattern % 2 == 1};
-}
+constexpr Site patternOrigin(std::uint32_t pattern) { return {pattern < 2, pattern % 2 == 1}; }
 
 // Which of the rows and columns around a pixel lie inside the image.
 struct Reach {

@@ -176,14 +176,15 @@ std::int32_t saveBmp(const char* path, const void* image, std::uint32_t imageWid
   ByteBuffer converted(std::size_t{rect->width} * combination->outputBytes);
   if (!converted) return KVEXA_FILE_NOT_OPENED;
 
-  File file = openForWriting(path);
+  const File file = openForWriting(path);
   if (!file) return KVEXA_FILE_NOT_OPENED;
   std::setvbuf(file.get(), nullptr, _IOFBF, writeBufferBytes);
   const Preamble preamble(*rect, combination->outputBytes);
   const bool written = write(file.get(), preamble.bytes().data(), preamble.bytes().size()) &&
                        writeRows(file.get(), source, *rect, *combination, converted.all());
-  const bool closed = std::fclose(file.release()) == 0;
-  return written && closed ? KVEXA_OK : KVEXA_FILE_NOT_OPENED;
+  // Closing does not tell on every system that the last bytes found no room.
+  const bool flushed = std::fflush(file.get()) == 0;
+  return written && flushed ? KVEXA_OK : KVEXA_FILE_NOT_OPENED;
 }
 
 }  // namespace kvexa::files

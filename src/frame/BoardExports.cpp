@@ -5,6 +5,7 @@
 
 #include "frame/Devices.h"
 #include "frame/Dispatch.h"
+#include "pcie/BoardAccess.h"
 
 namespace kvexa::frame {
 
@@ -23,14 +24,17 @@ std::int32_t countAll(std::uint32_t* usbCount, std::uint32_t* pcieCount) {
 std::int32_t open(std::uint32_t boardType, std::uint32_t boardIndex, BoardHandle* board) {
   if (board == nullptr || boardType > KVEXA_BOARD_PCIE) return KVEXA_BAD_ARGUMENT;
   OpenedBoard opened = openBoard(static_cast<BoardType>(boardType), boardIndex);
-  if (opened.result == KVEXA_OK) *board = {opened.file.release(), boardType, boardIndex};
-  return opened.result;
+  if (opened.result != KVEXA_OK) return opened.result;
+  *board = {opened.file.release(), boardType, boardIndex};
+  if (boardType == KVEXA_BOARD_PCIE) pcie::pcieBoardSlotSet(boardIndex, board->driverHandle);
+  return KVEXA_OK;
 }
 
 std::int32_t close(BoardHandle* board) {
   if (board == nullptr) return KVEXA_BAD_ARGUMENT;
   const bool isBoard = board->boardType <= KVEXA_BOARD_PCIE;
   const bool failed = isBoard && CloseHandle(board->driverHandle) == FALSE;
+  if (board->boardType == KVEXA_BOARD_PCIE) pcie::pcieBoardSlotClear(board->boardIndex);
   board->driverHandle = nullptr;
   board->boardIndex = 0;
   return failed ? KVEXA_FAILED : KVEXA_OK;

@@ -23,17 +23,27 @@ struct Fixed {
 
 inline bool isOpen(const BoardHandle* board) { return board != nullptr && board->driverHandle != nullptr; }
 
-// Calls the operation of the board's type with the driver handle and the arguments. A handle that is
-// refused gives KVEXA_BAD_ARGUMENT in the USB operation's result type. No exception gets past here.
+// Most operations take the driver handle; those that keep state for each board take the whole record.
+template <class Operation, class... Arguments>
+auto call(Operation operation, const BoardHandle& board, Arguments... arguments) {
+  if constexpr (std::is_invocable_v<Operation, const BoardHandle&, Arguments...>) {
+    return operation(board, arguments...);
+  } else {
+    return operation(board.driverHandle, arguments...);
+  }
+}
+
+// Calls the operation of the board's type with the arguments. A handle that is refused gives
+// KVEXA_BAD_ARGUMENT in the USB operation's result type. No exception gets past here.
 template <class Usb, class Pcie, class... Arguments>
 auto dispatch(const BoardHandle* board, Usb usbOperation, Pcie pcieOperation, Arguments... arguments) noexcept
-    -> std::invoke_result_t<Usb, void*, Arguments...> {
-  using Result = std::invoke_result_t<Usb, void*, Arguments...>;
+    -> decltype(call(usbOperation, *board, arguments...)) {
+  using Result = decltype(call(usbOperation, *board, arguments...));
   if (!isOpen(board)) return static_cast<Result>(KVEXA_BAD_ARGUMENT);
   try {
     switch (board->boardType) {
-      case KVEXA_BOARD_USB: return usbOperation(board->driverHandle, arguments...);
-      case KVEXA_BOARD_PCIE: return static_cast<Result>(pcieOperation(board->driverHandle, arguments...));
+      case KVEXA_BOARD_USB: return call(usbOperation, *board, arguments...);
+      case KVEXA_BOARD_PCIE: return static_cast<Result>(call(pcieOperation, *board, arguments...));
       default: return static_cast<Result>(KVEXA_BAD_ARGUMENT);
     }
   } catch (...) {
@@ -52,10 +62,10 @@ auto guarded(Operation operation, Arguments... arguments) noexcept
   }
 }
 
-// What a PCIe board answers where its own side of a function that both boards have is not there yet.
-constexpr Fixed notServed{KVEXA_BAD_ARGUMENT};
-
-// What a PCIe board answers to the controls that only USB boards have.
+// What a board answers to the other type's functions: to most controls of USB boards, to captures and
+// buffer settings of USB boards, to functions of PCIe boards.
 constexpr Fixed ignored{KVEXA_OK};
+constexpr Fixed notOnPcie{KVEXA_NOT_ON_PCIE};
+constexpr Fixed notOnUsb{KVEXA_NOT_ON_USB};
 
 }  // namespace kvexa::frame

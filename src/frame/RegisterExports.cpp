@@ -3,6 +3,9 @@
 
 #include "files/RegisterSettingReader.h"
 #include "frame/Dispatch.h"
+#include "pcie/BoardRegisters.h"
+#include "pcie/Reload.h"
+#include "pcie/SensorRegisters.h"
 #include "usb/Commands.h"
 #include "usb/PolledRegisters.h"
 #include "usb/RegisterSettingPlayer.h"
@@ -14,7 +17,7 @@ using namespace kvexa;
 using frame::dispatch;
 using frame::guarded;
 using frame::ignored;
-using frame::notServed;
+using frame::notOnUsb;
 
 namespace {
 
@@ -26,27 +29,28 @@ bool isReadAddress(uint32_t slave) { return (slave & 1) != 0; }
 KVEXA_EXPORT(int32_t)
 kVexaRegRead(const BoardHandle* board, uint32_t slave, uint32_t subAddress, uint32_t mode, uint32_t count,
              uint32_t* words) {
-  return dispatch(board, usb::readSensor, notServed, slave, subAddress, mode, count, words);
+  return dispatch(board, usb::readSensor, pcie::readSensorBlock, slave, subAddress, mode, count, words);
 }
 
 KVEXA_EXPORT(int32_t)
 kVexaRegWrite(const BoardHandle* board, uint32_t slave, uint32_t subAddress, uint32_t mode, uint32_t count,
               const uint32_t* words) {
-  return dispatch(board, usb::writeSensor, notServed, slave, subAddress, mode, count, words);
+  return dispatch(board, usb::writeSensor, pcie::writeSensorBlock, slave, subAddress, mode, count, words);
 }
 
 KVEXA_EXPORT(int32_t)
 kVexaRegReadS(const BoardHandle* board, uint32_t slave, uint32_t subAddress, uint32_t mode, uint32_t count,
               uint32_t* words) {
   if (!isReadAddress(slave)) return KVEXA_BAD_ARGUMENT;
-  return dispatch(board, usb::readSensor, notServed, slave >> 1, subAddress, mode, count, words);
+  return dispatch(board, usb::readSensor, pcie::readSensorWords, slave >> 1, subAddress, mode, count, words);
 }
 
 KVEXA_EXPORT(int32_t)
 kVexaRegWriteS(const BoardHandle* board, uint32_t slave, uint32_t subAddress, uint32_t mode, uint32_t count,
                const uint32_t* words) {
   if (isReadAddress(slave)) return KVEXA_BAD_ARGUMENT;
-  return dispatch(board, usb::writeSensor, notServed, slave >> 1, subAddress, mode, count, words);
+  return dispatch(board, usb::writeSensor, pcie::writeSensorWords, slave >> 1, subAddress, mode, count,
+                  words);
 }
 
 KVEXA_EXPORT(int32_t) kVexaManyRegWrite(const BoardHandle* board, RegisterBatch* batch) {
@@ -55,16 +59,16 @@ KVEXA_EXPORT(int32_t) kVexaManyRegWrite(const BoardHandle* board, RegisterBatch*
 
 KVEXA_EXPORT(int32_t)
 kVexaFpgaRead(const BoardHandle* board, uint32_t address, uint32_t count, uint32_t* words) {
-  return dispatch(board, usb::fpgaRead, notServed, address, count, words);
+  return dispatch(board, usb::fpgaRead, pcie::pcieFpgaRead, address, count, words);
 }
 
 KVEXA_EXPORT(int32_t)
 kVexaFpgaWrite(const BoardHandle* board, uint32_t address, uint32_t count, const uint32_t* words) {
-  return dispatch(board, usb::fpgaWrite, notServed, address, count, words);
+  return dispatch(board, usb::fpgaWrite, pcie::pcieFpgaWrite, address, count, words);
 }
 
 KVEXA_EXPORT(int32_t) kVexaSetI2cFile(const char* path, const BoardHandle* board) {
-  return dispatch(board, usb::playRegisterFile, notServed, path);
+  return dispatch(board, usb::playRegisterFile, pcie::playRegisterFile, path);
 }
 
 KVEXA_EXPORT(int32_t) kUsbIniFileToBuf(const char* path, RegisterTableEntry* table, uint32_t* lineCount) {
@@ -97,7 +101,7 @@ KVEXA_EXPORT(int32_t) kVexaStatusRead(const BoardHandle* board, uint32_t* status
 
 KVEXA_EXPORT(int32_t) kVexaSetI2Cspeed(const BoardHandle* board, uint32_t speed) {
   if (speed > 1) return KVEXA_BAD_ARGUMENT;
-  return dispatch(board, usb::setI2cSpeed, notServed, speed);
+  return dispatch(board, usb::setI2cSpeed, pcie::setI2cSpeed, speed);
 }
 
 KVEXA_EXPORT(int32_t) kVexaRecovery(const BoardHandle* board) {
@@ -117,3 +121,27 @@ extern "C" KVEXA_API int32_t KVEXA_CALL_CDECL kUsbGetData(void* driverHandle, ui
                                                           uint32_t timeout) {
   return guarded(usb::getData, driverHandle, length, received, buffer, timeout);
 }
+
+KVEXA_EXPORT(int32_t) kVexaSetWaitAckTimes(const BoardHandle* board, uint32_t time) {
+  return dispatch(board, notOnUsb, pcie::setAcknowledgeWait, time);
+}
+
+KVEXA_EXPORT(int32_t) kDBGLutDataWrite(const BoardHandle* board, uint32_t count, const uint32_t* words) {
+  return dispatch(board, notOnUsb, pcie::writeLut, count, words);
+}
+
+KVEXA_EXPORT(int32_t) kDBGLutDataRead(const BoardHandle* board, uint32_t count, uint32_t* words) {
+  return dispatch(board, notOnUsb, pcie::readLut, count, words);
+}
+
+KVEXA_EXPORT(int32_t) kVexaLockMemory(const BoardHandle* board, uint32_t start, uint32_t length) {
+  return dispatch(board, notOnUsb, pcie::lockMemory, start, length);
+}
+
+KVEXA_EXPORT(int32_t) kVexaUnlockMemory(const BoardHandle* board, uint32_t start, uint32_t length) {
+  return dispatch(board, notOnUsb, pcie::unlockMemory, start, length);
+}
+
+KVEXA_EXPORT(int32_t) kVexaReloadPcieDevice() { return guarded(pcie::reloadDevice); }
+
+KVEXA_EXPORT(int32_t) kVexaReloadPcieDeviceEx() { return guarded(pcie::reloadDeviceEx); }

@@ -17,15 +17,17 @@
  *   KVEXA_TOO_LARGE        no memory for the request.
  * Where a function's text says "register results", it means these codes.
  *
+ * On a PCIe board they can return KVEXA_DRIVER_3000 and KVEXA_DRIVER_3001 instead.
+ *
  * Boards. "USB", "PCIe" or "both" says which boards a function serves. On the other board it does
- * nothing and returns the fixed result that its text names. This build drives USB boards; PCIe boards
- * are counted, opened and closed, and functions that serve both boards return KVEXA_BAD_ARGUMENT on
- * them until the PCIe side is there.
+ * nothing and returns the fixed result that its text names. Up to five PCIe boards (indices 0 to 4) have
+ * state of their own; a PCIe board of a higher index opens, and its registers and one-shot captures work,
+ * but its multi-shot captures do not start.
  *
  * Threads. "any thread" means that calls with different arguments may run at the same time. "one
  * thread a board" means that calls on one board must not overlap: the board keeps state between the
- * requests of one call, and the library takes no lock for USB boards. Different boards may be used
- * from different threads.
+ * requests of one call. Single register transfers of USB boards take turns within the process, so that a
+ * worker that stops its board does not cut into another thread's transfer.
  *
  * Ownership. The caller owns every record, buffer, event and result word that it passes; the library
  * keeps no pointer after the call unless the text says so. Output records stay untouched on failure
@@ -301,9 +303,13 @@ KVEXA_API int32_t KVEXA_CALL kVexaDevClose(BoardHandle* board);
  *               come the words are set to 0 and the result tells.
  * KVEXA_BAD_ARGUMENT    unknown mode, count 0 or above 65535, or words null
  * KVEXA_NO_ACKNOWLEDGE  the board reports an error on the sensor bus after the transfer
- * The transfer is sent as it is, without waiting for the board between request and answer. 10-bit
- * slave addresses go out high byte first and without the 10-bit prefix, in mode 3 the low byte alone:
- * prefix them yourself if the device needs it. Boards: both. One thread a board.
+ * A USB board gets the transfer as it is, without waiting between request and answer. 10-bit slave
+ * addresses go out high byte first and without the 10-bit prefix, in mode 3 the low byte alone: prefix
+ * them yourself if the device needs it. A PCIe board takes any mode, and any number of words (count is in
+ * words there, 0 transfers nothing): they move in chunks of 4096, all to the same register address, and
+ * chunks that were moved before a failure stay done. Its further results:
+ * KVEXA_DRIVER_3000, KVEXA_DRIVER_3001, KVEXA_FAILED for another driver status, KVEXA_BAD_ARGUMENT for
+ * driver status 0x2000. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRegRead(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
                                           uint32_t mode, uint32_t count, uint32_t* words);
@@ -319,14 +325,17 @@ KVEXA_API int32_t KVEXA_CALL kVexaRegWrite(const BoardHandle* board, uint32_t sl
 
 /*
  * kVexaRegRead for a slave address in the 8-bit form of the bus, whose bit 0 must be 1 (read).
- * KVEXA_BAD_ARGUMENT also when bit 0 of slave is 0; this is tested before the board type.
+ * KVEXA_BAD_ARGUMENT also when bit 0 of slave is 0; this is tested before the board type. A PCIe board
+ * moves the words one by one, every one from the same register, at most 1024, and looks at no driver
+ * status: what the driver accepts counts as done.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRegReadS(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
                                            uint32_t mode, uint32_t count, uint32_t* words);
 
 /*
  * kVexaRegWrite for a slave address in the 8-bit form of the bus, whose bit 0 must be 0 (write).
- * KVEXA_BAD_ARGUMENT also when bit 0 of slave is 1; this is tested before the board type.
+ * KVEXA_BAD_ARGUMENT also when bit 0 of slave is 1; this is tested before the board type. A PCIe board
+ * moves the words as described for kVexaRegReadS.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRegWriteS(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
                                             uint32_t mode, uint32_t count, const uint32_t* words);
@@ -346,9 +355,12 @@ KVEXA_API int32_t KVEXA_CALL kVexaManyRegWrite(const BoardHandle* board, Registe
 /*
  * Reads a register of the board itself.
  *   address  in: register address
- *   count    in: bytes, 2 for one register of a USB board (16 bits)
- *   words    out: count / 2 words, 16 bits each
- * KVEXA_BAD_ARGUMENT for count 0 or above 65535, or words null; otherwise register results.
+ *   count    in: bytes, 2 for one register of a USB board (16 bits); not looked at on a PCIe board, which
+ *            moves one register of 32 bits
+ *   words    out: count / 2 words of 16 bits each; one word on a PCIe board, which is stored whenever the
+ *            driver accepted the request, also when the result is KVEXA_DRIVER_3000 or KVEXA_DRIVER_3001
+ * KVEXA_BAD_ARGUMENT when words is null and, on a USB board, for count 0 or above 65535; otherwise
+ * register results.
  * Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaFpgaRead(const BoardHandle* board, uint32_t address, uint32_t count,
@@ -368,8 +380,9 @@ KVEXA_API int32_t KVEXA_CALL kVexaFpgaWrite(const BoardHandle* board, uint32_t a
  *                        5 with at least one line to write; path is null
  * KVEXA_NO_ACKNOWLEDGE   the sensor bus reports an error after the last line
  * KVEXA_FAILED           no memory for the table
- * Lines that were sent stay written when a later one fails. Blocks for the transfers and then as many
- * milliseconds as the file has lines. Boards: both. One thread a board.
+ * Lines that were sent stay written when a later one fails. Blocks for the transfers and then, on a USB
+ * board, as many milliseconds as the file has lines. A PCIe board plays each line as kVexaRegWrite does,
+ * with whole 32-bit values, and returns the first result that is not 0. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaSetI2cFile(const char* path, const BoardHandle* board);
 
@@ -395,6 +408,26 @@ KVEXA_API int32_t KVEXA_CALL kUsbIniFileToBuf(const char* path, RegisterTableEnt
  */
 KVEXA_API int32_t KVEXA_CALL kUsbBufToReg(void* driverHandle, const RegisterTableEntry* table,
                                           uint32_t lineCount);
+
+/*
+ * Sets how long the board waits for the sensor's acknowledge.
+ *   time  in: up to 2550 at bus speed 0, where it is counted in steps of 10, or 10200 at speed 1, in steps
+ *         of 40; less than a step switches the wait off
+ * KVEXA_BAD_ARGUMENT for a longer time, or when the bus speed is neither 0 nor 1 or cannot be read; else
+ * register results. Boards: PCIe; USB: KVEXA_NOT_ON_USB. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSetWaitAckTimes(const BoardHandle* board, uint32_t time);
+
+/*
+ * Write and read the board's debug look-up table, in blocks of 4096 words.
+ *   count  in: words
+ *   words  in or out: count words; a block that the driver refuses to read is left untouched
+ * KVEXA_OK whatever the driver does; KVEXA_BAD_ARGUMENT when words is null and count is not 0. Boards:
+ * PCIe; USB: KVEXA_NOT_ON_USB. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kDBGLutDataWrite(const BoardHandle* board, uint32_t count,
+                                              const uint32_t* words);
+KVEXA_API int32_t KVEXA_CALL kDBGLutDataRead(const BoardHandle* board, uint32_t count, uint32_t* words);
 
 /* ---- USB commands and status ------------------------------------------------------------------- */
 
@@ -429,7 +462,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaStatusRead(const BoardHandle* board, uint32_t*
  * Sets the clock of the sensor bus.
  *   speed  in: 0 slow, 1 fast
  * KVEXA_BAD_ARGUMENT for another speed, which is tested before the handle. A USB board returns
- * KVEXA_OK always. Boards: both. One thread a board.
+ * KVEXA_OK always, a PCIe board register results. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaSetI2Cspeed(const BoardHandle* board, uint32_t speed);
 
@@ -482,8 +515,10 @@ KVEXA_API int32_t KVEXA_CALL_CDECL kUsbGetData(void* driverHandle, uint32_t leng
 
 /*
  * The switches. Each reads the switch register, changes its bit and writes it back: two callers at
- * once on one board can lose each other's change. A failed read is returned and nothing is written;
- * else the write's result. Register results. Boards: both. One thread a board.
+ * once on one board can lose each other's change. On a USB board a failed read is returned and nothing
+ * is written; on a PCIe board it counts as 0 and the write goes ahead. Else the write's result, but
+ * kVexaPowerV1Off returns KVEXA_OK always on a PCIe board. Register results. Boards: both. One thread a
+ * board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerV1Off(const BoardHandle* board);
 KVEXA_API int32_t KVEXA_CALL kVexaPowerV1On(const BoardHandle* board);
@@ -502,7 +537,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaPowerSwControlOn(const BoardHandle* board);
 
 /*
  * Reads a supply's or the clock's switch and DIP settings.
- *   status  out: filled unless the first of the two register reads failed
+ *   status  out: on a USB board filled unless the first of the two register reads failed; on a PCIe board
+ *           always, with 0 for what could not be read, and the result is that of the DIP switches' reading
  * KVEXA_BAD_ARGUMENT when status is null; else register results. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaGetV1Status(const BoardHandle* board, SwitchStatus* status);
@@ -518,18 +554,23 @@ KVEXA_API int32_t KVEXA_CALL kVexaGetResetStatus(const BoardHandle* board, uint3
 
 /*
  * Reads the I2C lines' switch.
- *   on  out: always 0 on a USB board, whatever the switch is; kVexaGetSupplyStatus tells the truth
+ *   on  out: on a PCIe board 0 or 1. Always 0 on a USB board, whatever the switch is;
+ *       kVexaGetSupplyStatus tells the truth there
  * KVEXA_BAD_ARGUMENT when on is null; else register results. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaGetI2cStatus(const BoardHandle* board, uint32_t* on);
 
-/* Reads all switches and DIP settings at once. As kVexaGetV1Status. */
+/*
+ * Reads all switches and DIP settings at once. As kVexaGetV1Status; a PCIe board stops at the first failure,
+ * and what stands in the record before it is filled.
+ */
 KVEXA_API int32_t KVEXA_CALL kVexaGetSupplyStatus(const BoardHandle* board, SupplyStatus* status);
 
 /*
  * Read the hardware and the software DIP switch.
- *   value  out: eight bits: bits 0-2 V1, 3-5 V2, 6-7 clock setting; untouched when the first of the
- *          two register reads failed
+ *   value  out: eight bits: bits 0-2 V1, 3-5 V2, 6-7 clock setting; untouched when the first of the two
+ *          register reads of a USB board failed. The hardware switch of a PCIe board has six bits, stored
+ *          even when the read failed, then 0; its software switch is untouched then.
  * KVEXA_BAD_ARGUMENT when value is null; else register results. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaGetHwDipStatus(const BoardHandle* board, uint32_t* value);
@@ -538,30 +579,33 @@ KVEXA_API int32_t KVEXA_CALL kVexaGetSwDipStatus(const BoardHandle* board, uint3
 /*
  * Sets the software DIP switch.
  *   value  in: on a USB board the low 16 bits are written as they are, so that bits 8-15 overwrite the
- *          hardware switch's byte
- * KVEXA_BAD_ARGUMENT when value is null; else register results. Boards: both. One thread a board.
+ *          hardware switch's byte; on a PCIe board 0 to 255
+ * KVEXA_BAD_ARGUMENT when value is null or, on a PCIe board, above 255; else register results. Boards: both.
+ * One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaSetSwDip(const BoardHandle* board, const uint32_t* value);
 
 /*
  * Plays a power sequence: every step sets all switches but the power-switch control, then pauses.
- *   sequence  in: steps and their number; the switch words are expected to be 0 or 1. A USB board plays
- *             the 100 steps of the record at most.
- * KVEXA_OK always on a USB board, whatever the transfers did; KVEXA_BAD_ARGUMENT when sequence is
- * null. Blocks for the sum of the steps' delays. Boards: both. One thread a board.
+ *   sequence  in: steps and their number. A USB board expects switch words of 0 or 1 and plays the 100
+ *             steps of the record at most; a PCIe board takes every word but 1 for off, and does not limit
+ *             the number: more than 100 steps need memory that goes on behind the record.
+ * KVEXA_OK always on a USB board, whatever the transfers did; the last write's result on a PCIe board;
+ * KVEXA_BAD_ARGUMENT when sequence is null. Blocks for the sum of the steps' delays. Boards: both. One thread
+ * a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerControl(const BoardHandle* board, const PowerSequence* sequence);
 
 /*
  * Sets the general-purpose output lines.
- *   value  in: one bit a line, the low 16 bits are used
+ *   value  in: one bit a line, the low 16 bits are used on a USB board
  * Register results. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaSetDout(const BoardHandle* board, uint32_t value);
 
 /*
  * Read the general-purpose output and input lines.
- *   value  out: one bit a line, 16 bits; untouched when the read failed
+ *   value  out: one bit a line, 16 bits; untouched when a USB board's read failed, 0 when a PCIe board's did
  * KVEXA_BAD_ARGUMENT when value is null; else register results. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaGetDout(const BoardHandle* board, uint32_t* value);
@@ -583,10 +627,13 @@ KVEXA_API int32_t KVEXA_CALL kVexaGetCapFileParam(const char* path, CapParam* pa
 
 /*
  * Programs the board's capture front end.
- *   param  in: the parameters; a USB board tests none against a range
- * Returns 0 when every register write succeeded; on a USB board otherwise the bitwise OR of the
- * results of all fifteen writes, which are all made. KVEXA_BAD_ARGUMENT when param is null. Boards:
- * both. One thread a board.
+ *   param  in: the parameters. A USB board tests none against a range. A PCIe board refuses HCNT 0, VCNT 0,
+ *          SOLCODE or SOFCODE above 255, EOLCODE or EOFCODE with any of bits 0 to 7 set, PORTMSBBIT above 15,
+ *          BITWIDTH above PORTMSBBIT + 1, HWEXCHG above 2, SMIAIN above 4.
+ * Returns 0 when every register write succeeded. On a USB board otherwise the bitwise OR of the results
+ * of all fifteen writes, which are all made. On a PCIe board the first result that is not 0, or
+ * KVEXA_BAD_ARGUMENT at the first field that is refused; the registers before it stay written.
+ * KVEXA_BAD_ARGUMENT also when param is null. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaSetCapParam(const BoardHandle* board, const CapParam* param);
 
@@ -654,23 +701,26 @@ KVEXA_API int32_t KVEXA_CALL kVexaCscSet(const BoardHandle* board, const double*
  * Measures the rate of the frames that come in: 10000.0 divided by the frame period, which the board
  * counts in units of 100 microseconds.
  * Returns frames a second, 0.0 when no frames come, or -54.0 for a handle that is refused. A USB board
- * that reports frames with a period of 0 gives infinity. Blocks up to 1.1 s. Boards: both. One thread
- * a board.
+ * that reports frames with a period of 0 gives infinity, a PCIe board 0.0. Blocks up to 1.1 s. Boards: both.
+ * One thread a board.
  */
 KVEXA_API double KVEXA_CALL kVexaGetFrameRate(const BoardHandle* board);
 
 /*
  * Measures the frames that come in: their two dimensions and their rate.
- *   actual  out: the measurement; when no frame came, whatever the board's measurement registers hold
- * KVEXA_OK always on a USB board, KVEXA_BAD_ARGUMENT when actual is null. Blocks up to 300 polls of 11
- * ms. Boards: both. One thread a board.
+ *   actual  out: the measurement; when no frame came, whatever a USB board's measurement registers hold. A
+ *           PCIe board leaves it untouched unless the result is KVEXA_OK.
+ * KVEXA_OK always on a USB board, KVEXA_BAD_ARGUMENT when actual is null. On a PCIe board also
+ * KVEXA_MEASURE_FAILED, KVEXA_DRIVER_1001, KVEXA_DRIVER_3000, KVEXA_DRIVER_3001. Blocks up to 300 polls of
+ * 11 ms on a USB board, without limit on a PCIe board. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaAutoActual(const BoardHandle* board, AutoActual* actual);
 
 /*
  * kVexaAutoActual with a limit of its own.
- *   timeout  in: milliseconds; a USB board polls timeout / 10 + 1 times and does not report that the
- *            limit was reached
+ *   timeout  in: milliseconds. A USB board polls timeout / 10 + 1 times and does not report that the limit
+ *            was reached. A PCIe board takes 0 for no limit, and returns KVEXA_TIMED_OUT; it takes driver
+ *            status 0x1000 for success.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaAutoActualEx(const BoardHandle* board, AutoActual* actual,
                                                uint32_t timeout);
@@ -684,17 +734,204 @@ KVEXA_API int32_t KVEXA_CALL kVexaAutoActualEx(const BoardHandle* board, AutoAct
  *   timeout     in: milliseconds for the transfer
  * KVEXA_BAD_ARGUMENT when frameBytes is 0 or buffer is null. A USB board returns the result of the
  * register write that stops it, also when the frame did not come: fill the buffer with a mark before,
- * or compare frames, to tell. Blocks up to the time-out and the register transfers. Boards: both. One
- * thread a process on USB boards.
+ * or compare frames, to tell. A PCIe board returns KVEXA_ABORTED, KVEXA_TIMED_OUT, KVEXA_DRIVER_1001,
+ * KVEXA_DRIVER_3000, KVEXA_DRIVER_3001 or KVEXA_DRIVER_1004 as its driver reports; it excludes the start of
+ * other captures on PCIe boards of the process, and its driver keeps the time-out. Blocks up to the
+ * time-out and the register transfers. Boards: both. One thread a process on USB boards.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaOneShotCapture(const BoardHandle* board, uint32_t frameBytes, void* buffer,
                                                  uint32_t timeout);
+
+/*
+ * Captures frames on a worker thread and returns at once.
+ *   frameBytes  in: bytes of a frame
+ *   frameCount  in: frames, or 0 for an endless capture that overwrites one buffer
+ *   buffer      out: room for frameCount + 1 frames at steps of frameBytes rounded down to a multiple of
+ *               4 (the worker reads one frame more than it was asked for); for one frame when endless
+ *   timeout     in: milliseconds for each frame
+ *   frameEvent  in: manual-reset event that is set after each frame, or null
+ *   endEvent    in: manual-reset event that is set at the end, or null
+ *   resultWord  out: how the capture stands, or null; read it at any time
+ * KVEXA_BAD_ARGUMENT    frameBytes is 0 or buffer is null
+ * KVEXA_REQUEST_FAILED  the board could not be set up; nothing runs
+ * KVEXA_BUSY            the worker could not be created; nothing runs, the board is stopped
+ * The start resets both events. The result word then holds:
+ *   KVEXA_BUSY       a frame is on its way; also after a counted capture has come to its very end, whether
+ *                    it was complete or aborted
+ *   KVEXA_TIMED_OUT  the last frame did not come; the next one may overwrite this
+ *   KVEXA_OK         a frame is complete, or all of them are
+ *   KVEXA_ABORTED    an endless capture with an end event was aborted
+ * A counted capture that is complete sets the end event twice: with KVEXA_OK when the last frame is
+ * there, and with KVEXA_BUSY when the worker has read its one frame more and is about to stop the board.
+ * Buffer, events and result word stay the capture's until the worker has ended: wait for
+ * kVexaAbortCapture, which is right after a complete capture too. One capture a process on USB boards.
+ *
+ * On a PCIe board frames are rounded up to a multiple of 4 bytes and the buffer holds exactly frameCount
+ * of them; the end event must be given, and comes once, after the result word: KVEXA_OK, KVEXA_ABORTED,
+ * KVEXA_TIMED_OUT, KVEXA_DRIVER_1001, KVEXA_DRIVER_3000, KVEXA_DRIVER_3001, KVEXA_DRIVER_1004, or KVEXA_BUSY
+ * when the worker had no resources or no end event. The frame event comes once more behind it. The start
+ * returns KVEXA_BAD_ARGUMENT for a board index above 4 and for more bytes than the address space has.
+ * A second start on a board without an abort runs beside the first one; the abort ends both.
+ * Boards: both.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureEx(const BoardHandle* board, uint32_t frameBytes,
+                                                     uint32_t frameCount, void* buffer, uint32_t timeout,
+                                                     void* frameEvent, void* endEvent, int32_t* resultWord);
+
+/*
+ * kVexaMultiShotCaptureEx with the repetition as an argument of its own.
+ *   continuous  in: 1 repeats the capture into the same buffer until it is aborted, 0 counts
+ * KVEXA_BAD_ARGUMENT also when frameCount is 0. Boards: PCIe; USB: KVEXA_OK, nothing is done.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapture2(const BoardHandle* board, uint32_t frameBytes,
+                                                    uint32_t frameCount, uint32_t continuous, void* buffer,
+                                                    uint32_t timeout, void* frameEvent, void* endEvent,
+                                                    int32_t* resultWord);
+
+/*
+ * Captures without end into a ring of buffers on a worker thread, and returns at once.
+ *   frameBytes  in: bytes of a frame
+ *   ringSize    in: number of buffers, n
+ *   buffers     out: n addresses of frameBytes bytes each
+ *   timeout     in: milliseconds for each frame
+ *   events      in: n + 1 manual-reset events. Event i is set when buffer i is full; reset it to give the
+ *               buffer back. Event n is set at the end.
+ *   resultWord  out: KVEXA_OK after a frame, KVEXA_TIMED_OUT after one that did not come (its buffer is
+ *               tried again), KVEXA_ABORTED at the end; or null
+ * KVEXA_BAD_ARGUMENT    frameBytes or ringSize is 0, or an array is null
+ * KVEXA_REQUEST_FAILED  the board could not be set up; nothing runs
+ * KVEXA_BUSY            the worker could not be created; nothing runs, the board is stopped
+ * The worker fills no buffer whose event is set: a late consumer loses frames on the board, never in a
+ * buffer that it holds. kVexaAbortCapture ends it without waiting: both arrays, the buffers and the
+ * result word stay the capture's until event n is set. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One
+ * capture a process.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureArratEx(const BoardHandle* board, uint32_t frameBytes,
+                                                          uint32_t ringSize, void* const* buffers,
+                                                          uint32_t timeout, void* const* events,
+                                                          int32_t* resultWord);
+
+/*
+ * Lets the board store frames in its memory and transfers them then, all at once.
+ *   frameBytes  in: bytes of a frame
+ *   frameCount  in: frames
+ *   buffer      out: frameBytes * frameCount bytes of room
+ *   timeout     in: milliseconds for the whole transfer
+ * KVEXA_BAD_ARGUMENT  frameBytes or frameCount is 0, or buffer is null; the board's capture is held
+ * KVEXA_TOO_LARGE     more than the board's 32 MiB; the board's capture is held
+ * KVEXA_ABORTED       kVexaAbortCapture was called from another thread; no frame is read
+ * Otherwise the result of the register write that stops the board, also when the frames did not come.
+ * Waiting for the board to store the frames has no limit: a sensor that does not stream, or a board that
+ * is pulled out, keeps the call waiting until another thread aborts it. Boards: USB; PCIe:
+ * KVEXA_NOT_ON_PCIE. One capture a process.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaMultiShotStorage(const BoardHandle* board, uint32_t frameBytes,
+                                                   uint32_t frameCount, void* buffer, uint32_t timeout);
+
+/*
+ * Ends the continuous, ring or storage capture that runs, and stops the board. Also right when nothing
+ * runs.
+ * Returns 0, or the bitwise OR of the results of the register writes that stop the board. Waits for the
+ * worker of kVexaMultiShotCaptureEx, at most for the time-out last given to that function or to
+ * kVexaOneShotCapture and half a second more; when a frame takes longer than that, the worker ends after
+ * it. Ring and storage captures end by themselves at the next frame or poll.
+ * A PCIe board: returns the result of the stop request, or KVEXA_FAILED when the handle is not that of an
+ * open board with an index up to 4 (nothing is sent then). Ends the board's own captures and no other PCIe
+ * board's, waits for their workers, and sends the stop also when none runs. USB captures of the process
+ * end too.
+ * Boards: both. Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaAbortCapture(const BoardHandle* board);
+
+/*
+ * Captures into an array of buffers on a worker thread until kVexaMultiShotCapArrayStop, and returns at
+ * once. Set the board's buffer with kVexaSetBufSize before.
+ *   frameBytes, ringSize, buffers, timeout, events  as for kVexaMultiShotCaptureArratEx; timeout not 0
+ *   resultWord  out: KVEXA_OK after a frame and after a normal end, KVEXA_TIMED_OUT when a frame did not
+ *               come, KVEXA_BUSY when an event could not be tested or set; the last two end the capture
+ * KVEXA_FAILED        an array capture runs already
+ * KVEXA_BAD_ARGUMENT  an argument is 0 or null
+ * KVEXA_BUSY          the worker could not be created; nothing runs, the board is stopped
+ * Otherwise the first result of the register transfers that is not 0; nothing runs then. Event n is set
+ * when the worker has stopped capturing. Arrays, buffers and result word stay the capture's until
+ * kVexaMultiShotCapArrayStop has returned 0 or event n is set. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapArrayStart(const BoardHandle* board, uint32_t frameBytes,
+                                                         uint32_t ringSize, void* const* buffers,
+                                                         uint32_t timeout, void* const* events,
+                                                         int32_t* resultWord);
+
+/*
+ * Ends the array capture, waits until the board has drained, and stops it. KVEXA_OK also when none runs.
+ * KVEXA_BUSY  the worker did not end within its time-out and two seconds; or the board did not drain
+ *             within the capture's time-out, which is polled every 10 ms and whose last poll counts as too
+ *             late: then the board is in mode 0 but not stopped. A time-out below 10 ms allows no poll.
+ * Otherwise the first result of the register transfers that is not 0. Boards: USB; PCIe:
+ * KVEXA_NOT_ON_PCIE. Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapArrayStop(const BoardHandle* board);
+
+/*
+ * Sets the size of the board's frame buffer.
+ *   mebibytes  in: 0.0005 to 31.9995
+ * KVEXA_BAD_ARGUMENT for another size; else register results. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One
+ * thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSetBufSize(const BoardHandle* board, double mebibytes);
+
+/*
+ * Switches the board's frame-drop mode.
+ *   mode  in: 1 on, 0 off; another value does nothing
+ * KVEXA_OK always on a USB board. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaFrmDropStop(const BoardHandle* board, uint32_t mode);
 
 /*
  * Tells whether the board dropped frames: 1 if so, else 0, also when its register could not be read.
  * Boards: USB; PCIe: 0. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaIsDropFrame(const BoardHandle* board);
+
+/*
+ * Notification of frame starts of a PCIe board: an interval of bytes, a wait that is armed for one interval,
+ * and its cancellation.
+ *   bytes       in: an interval passes each time that many bytes have arrived; the two low bits are cleared
+ *   overlapped  in: an OVERLAPPED with an event of the caller's own, which the driver sets when the interval
+ *               has passed; it stays the driver's until then or until the wait is cancelled
+ * kVexaSetWaitIntervalParam: KVEXA_BAD_ARGUMENT for 0, tested before the board type; else KVEXA_OK
+ * whatever the register write did.
+ * kVexaWaitInterval returns at once: KVEXA_OK, KVEXA_BAD_ARGUMENT when overlapped is null,
+ * KVEXA_MEASURE_FAILED, KVEXA_DRIVER_1001, KVEXA_DRIVER_3000 or KVEXA_DRIVER_3001 as the driver reports.
+ * kVexaCancelInterval: KVEXA_OK, KVEXA_DRIVER_3000 or KVEXA_DRIVER_3001.
+ * Boards: PCIe; USB: KVEXA_NOT_ON_USB. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSetWaitIntervalParam(const BoardHandle* board, uint32_t bytes);
+KVEXA_API int32_t KVEXA_CALL kVexaWaitInterval(const BoardHandle* board, void* overlapped);
+KVEXA_API int32_t KVEXA_CALL kVexaCancelInterval(const BoardHandle* board);
+
+/* ---- The PCIe driver --------------------------------------------------------------------------- */
+
+/*
+ * Lock and unlock a region of memory for the driver.
+ *   start   in: address of the region
+ *   length  in: bytes
+ * kVexaLockMemory: KVEXA_OK, KVEXA_DRIVER_3000 or KVEXA_DRIVER_3001. kVexaUnlockMemory returns the driver's
+ * status word as it is, 0 on success (0x3000 comes back as 12288). Boards: PCIe; USB: KVEXA_NOT_ON_USB. One
+ * thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaLockMemory(const BoardHandle* board, uint32_t start, uint32_t length);
+KVEXA_API int32_t KVEXA_CALL kVexaUnlockMemory(const BoardHandle* board, uint32_t start, uint32_t length);
+
+/*
+ * Restart the device functions of all PCIe boards; no board need be open. The second form re-scans the bus
+ * and tries once more when a function is missing.
+ * KVEXA_OK, or KVEXA_RELOAD_FAILED less 1 (no memory), 2 (the devices could not be listed), 3 (a device's
+ * identifiers could not be read), 5 (disabling or enabling failed), 6 (no board's function is there). That
+ * Windows wants a reboot is not reported. Needs administrator rights. Every call keeps one list of devices
+ * until the process ends. One thread a process.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaReloadPcieDevice(void);
+KVEXA_API int32_t KVEXA_CALL kVexaReloadPcieDeviceEx(void);
 
 /* ---- Images ------------------------------------------------------------------------------------ */
 

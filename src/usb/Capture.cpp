@@ -1,34 +1,26 @@
 #include "usb/Capture.h"
 
 #include "kvexa.h"
+#include "usb/CaptureMachinery.h"
 #include "usb/Commands.h"
 #include "usb/PolledRegisters.h"
 #include "usb/TargetWords.h"
-#include "usb/Transport.h"
+#include "win32/AbortSignal.h"
 
 namespace kvexa::usb {
 
 namespace {
 
-// Changes bits of the capture control register and returns the write's result. A value that could not
-// be read counts as 0.
-std::int32_t changeCaptureControl(HANDLE driver, std::uint32_t set, std::uint32_t clear) {
-  std::uint32_t value = 0;
-  readRegister(driver, Register::captureControl, value);
-  return writeRegister(driver, Register::captureControl, (value & ~clear) | set);
-}
+constexpr std::uint32_t storageBytes = 0x2000000;  // the board's memory
+constexpr DWORD storagePollInterval = 100;         // milliseconds
 
-std::int32_t holdAndFlush(HANDLE driver) {
-  const std::int32_t result = changeCaptureControl(driver, captureHeld, 0);
-  flushImagePipe(driver);
-  return result;
-}
-
-std::int32_t release(HANDLE driver) { return changeCaptureControl(driver, 0, captureHeld); }
-
-std::int32_t stopBoard(HANDLE driver) {
-  writeTarget(driver, Target::status, 0);
-  return holdAndFlush(driver);
+// False when an abort ended the waiting.
+bool awaitStoredFrames(HANDLE driver, const win32::AbortWatch& abort) {
+  for (std::uint32_t ready = 0; !abort.isRaised(); Sleep(storagePollInterval)) {
+    readRegister(driver, Register::storageStatus, ready);
+    if (ready != 0) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -40,10 +32,47 @@ std::int32_t oneShotCapture(HANDLE driver, std::uint32_t frameBytes, void* buffe
   writeRegister(driver, Register::bufferSize, bufferTop - frameBytes / bufferUnitBytes);
   release(driver);
   writeRegister(driver, Register::captureMode, captureSingle);
-  std::uint32_t received = 0;
-  getData(driver, frameBytes, &received, buffer, timeout);
+  readFrame(driver, frameBytes, buffer, timeout);
   // The last write's result, also when the frame did not come. That is intended.
   return stopBoard(driver);
+}
+
+std::int32_t storageCapture(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
+                            std::uint32_t timeout) {
+  const win32::AbortWatch abort;
+  holdAndFlush(driver);
+  if (frameBytes == 0 || frameCount == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
+  const std::uint64_t total = std::uint64_t{frameBytes} * frameCount;
+  if (total / bufferUnitBytes * bufferUnitBytes > storageBytes) return KVEXA_TOO_LARGE;
+
+  writeRegister(driver, Register::bufferSize, sequenceBufferSize(total));
+  release(driver);
+  writeRegister(driver, Register::storageStatus, 0);
+  writeRegister(driver, Register::captureMode, captureContinuous);
+  const bool stored = awaitStoredFrames(driver, abort);
+  if (stored) readFrame(driver, static_cast<std::uint32_t>(total), buffer, timeout);
+  writeRegister(driver, Register::captureMode, captureStopped);
+  const std::int32_t stopped = stopBoard(driver);
+  // The stop's last register result, also when the frames did not come. That is intended.
+  return stored ? stopped : KVEXA_ABORTED;
+}
+
+std::int32_t setBufferSize(HANDLE driver, double mebibytes) {
+  constexpr double smallest = 0.0005;
+  constexpr double largest = 31.9995;
+  constexpr double boardMebibytes = 32.0;
+  constexpr double unitsPerMebibyte = 2048.0;
+  if (!(mebibytes >= smallest && mebibytes <= largest)) return KVEXA_BAD_ARGUMENT;
+  const double units = (boardMebibytes - mebibytes) * unitsPerMebibyte;
+  const auto rounded = static_cast<std::uint32_t>(units + 0.5);  // NOLINT(bugprone-incorrect-roundings)
+  return writeRegister(driver, Register::bufferSize, rounded - 1);
+}
+
+std::int32_t setFrameDrop(HANDLE driver, std::uint32_t mode) {
+  if (mode > 1) return KVEXA_OK;  // refused in silence; that is intended
+  writeTarget(driver, Target::status, 0);
+  writeTarget(driver, Target::frameDrop, mode == 1 ? frameDropOn : frameDropOff);
+  return extendedCommand(driver, mode == 1 ? ExtendedCommand::frameDropOn : ExtendedCommand::frameDropOff);
 }
 
 }  // namespace kvexa::usb

@@ -1,9 +1,9 @@
 #include "usb/CaptureParameters.h"
 
 #include <array>
-#include <limits>
 
 #include "usb/PolledRegisters.h"
+#include "win32/Truncate.h"
 
 namespace kvexa::usb {
 
@@ -66,14 +66,6 @@ constexpr std::size_t matrixValues = 13;
 constexpr double coefficientScale = 32.0;  // 5 fraction bits
 constexpr double offsetScale = 4.0;        // 2 fraction bits
 
-// Truncates toward zero; what no 32-bit integer can hold becomes the smallest one, as the processor's
-// own conversion has it.
-std::int32_t truncate(double value) {
-  constexpr double limit = 2147483648.0;
-  return value > -limit - 1.0 && value < limit ? static_cast<std::int32_t>(value)
-                                               : std::numeric_limits<std::int32_t>::min();
-}
-
 Register matrixRegister(std::size_t index) {
   return static_cast<Register>(static_cast<std::size_t>(Register::colourMatrix) + 2 * index);
 }
@@ -91,7 +83,8 @@ std::int32_t setColourMatrix(HANDLE driver, const double* values) {
   if (values == nullptr) return KVEXA_BAD_ARGUMENT;
   for (std::size_t i = 0; i < matrixValues; ++i) {
     const double scale = i + 1 < matrixValues ? coefficientScale : offsetScale;
-    writeRegister(driver, matrixRegister(i), static_cast<std::uint32_t>(truncate(values[i] * scale)));
+    writeRegister(driver, matrixRegister(i),
+                  static_cast<std::uint32_t>(truncateToInteger(values[i] * scale)));
   }
   return KVEXA_OK;
 }

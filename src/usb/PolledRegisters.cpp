@@ -4,6 +4,7 @@
 #include <array>
 
 #include "kvexa.h"
+#include "usb/CommandTurn.h"
 #include "usb/Status.h"
 #include "usb/Transport.h"
 #include "win32/ByteBuffer.h"
@@ -62,6 +63,7 @@ std::int32_t selectRegister(HANDLE driver, std::uint32_t address) {
 
 std::int32_t writePolled(HANDLE driver, const RegisterAddress& address, std::uint32_t count,
                          const std::uint32_t* words) {
+  const CommandTurn turn;
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const auto header = buildHeader(Framing::prefixed, Direction::write, address, count);
   if (!header) return KVEXA_BAD_ARGUMENT;
@@ -78,6 +80,7 @@ std::int32_t writePolled(HANDLE driver, const RegisterAddress& address, std::uin
 
 std::int32_t readPolled(HANDLE driver, const RegisterAddress& address, std::uint32_t count,
                         std::uint32_t* words) {
+  const CommandTurn turn;
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const auto header = buildHeader(Framing::prefixed, Direction::read, address, count);
   if (!header) return KVEXA_BAD_ARGUMENT;
@@ -94,6 +97,7 @@ std::int32_t readPolled(HANDLE driver, const RegisterAddress& address, std::uint
 }
 
 std::int32_t fpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t count, std::uint32_t* words) {
+  const CommandTurn turn;
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const std::int32_t selected = selectRegister(driver, address);
   if (selected != KVEXA_OK) return selected;
@@ -102,6 +106,7 @@ std::int32_t fpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t count,
 
 std::int32_t fpgaWrite(HANDLE driver, std::uint32_t address, std::uint32_t count,
                        const std::uint32_t* words) {
+  const CommandTurn turn;
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const std::int32_t selected = selectRegister(driver, address);
   if (selected != KVEXA_OK) return selected;

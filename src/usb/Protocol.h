@@ -31,7 +31,9 @@ enum class ExtendedCommand : std::uint8_t {
   clearStatus = 5,
   latchStatus = 6,
   fastBusClock = 7,
-  slowBusClock = 8
+  slowBusClock = 8,
+  frameDropOn = 9,
+  frameDropOff = 10
 };
 
 // The status block that the board answers a status request with.
@@ -52,12 +54,17 @@ enum class Target : std::uint32_t {
   addressPort = 0,
   dataPort = 1,
   status = 2,  // bit 0: a measurement is finished, or the transfer engine has drained
+  frameDrop = 3,
   measureFirst = 270,
   measureSecond = 272
 };
 
 constexpr std::uint32_t targetWordBytes = 2;
 constexpr std::uint32_t statusDone = 1;
+
+// Target frameDrop.
+constexpr std::uint32_t frameDropOff = 0;
+constexpr std::uint32_t frameDropOn = 2;
 
 // Board registers, 16 bits each.
 enum class Register : std::uint16_t {
@@ -95,6 +102,7 @@ constexpr std::uint32_t captureHeld = 2;
 // Register captureMode.
 constexpr std::uint32_t captureStopped = 0;
 constexpr std::uint32_t captureSingle = 1;
+constexpr std::uint32_t captureContinuous = 2;  // also storage
 constexpr std::uint32_t captureMeasures = 3;
 
 // Register bufferSize counts units of this many bytes down from the top of the board's memory.

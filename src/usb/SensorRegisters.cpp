@@ -4,6 +4,7 @@
 #include <limits>
 #include <optional>
 
+#include "usb/CommandTurn.h"
 #include "usb/RegisterPacket.h"
 #include "usb/Status.h"
 #include "usb/Transport.h"
@@ -48,6 +49,7 @@ std::optional<std::size_t> batchBytes(const RegisterBatch& batch) {
 
 std::int32_t readSensor(HANDLE driver, std::uint32_t slave, std::uint32_t subAddress, std::uint32_t mode,
                         std::uint32_t count, std::uint32_t* words) {
+  const CommandTurn turn;
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const auto header = buildHeader(Framing::sensorBus, Direction::read, {mode, slave, subAddress}, count);
   if (!header) return KVEXA_BAD_ARGUMENT;
@@ -63,6 +65,7 @@ std::int32_t readSensor(HANDLE driver, std::uint32_t slave, std::uint32_t subAdd
 
 std::int32_t writeSensor(HANDLE driver, std::uint32_t slave, std::uint32_t subAddress, std::uint32_t mode,
                          std::uint32_t count, const std::uint32_t* words) {
+  const CommandTurn turn;
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const auto header = buildHeader(Framing::sensorBus, Direction::write, {mode, slave, subAddress}, count);
   if (!header) return KVEXA_BAD_ARGUMENT;
@@ -75,6 +78,7 @@ std::int32_t writeSensor(HANDLE driver, std::uint32_t slave, std::uint32_t subAd
 }
 
 std::int32_t writeBatch(HANDLE driver, RegisterBatch* batch) {
+  const CommandTurn turn;
   if (batch == nullptr || !isValid(*batch)) return KVEXA_BAD_ARGUMENT;
   const auto bytes = batchBytes(*batch);
   if (!bytes) return KVEXA_TOO_LARGE;

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "kvexa.h"
+#include "usb/CommandTurn.h"
 #include "usb/RegisterPacket.h"
 #include "usb/Status.h"
 #include "usb/Transport.h"
@@ -23,6 +24,7 @@ PacketHeader headerFor(Direction direction, Target target) {
 }  // namespace
 
 std::int32_t readTarget(HANDLE driver, Target target, std::uint32_t& value) {
+  const CommandTurn turn;
   Packet answer{};
   std::int32_t result = send(driver, Pipe::command, headerFor(Direction::read, target).whole());
   if (result == KVEXA_OK) result = receive(driver, Pipe::registerData, answer);
@@ -31,6 +33,7 @@ std::int32_t readTarget(HANDLE driver, Target target, std::uint32_t& value) {
 }
 
 std::int32_t writeTarget(HANDLE driver, Target target, std::uint32_t value) {
+  const CommandTurn turn;
   Packet packet{};
   std::ranges::copy(headerFor(Direction::write, target).whole(), packet.begin());
   packWords(boardTarget, &value, std::span(packet).subspan<headerBytes>());

@@ -25,7 +25,7 @@ Moved transfer(HANDLE driver, Pipe pipe, std::uint32_t timeout, std::span<std::u
   DWORD bytes = 0;
   const BOOL accepted = DeviceIoControl(driver, pipeTransferCode, &record, sizeof record, data.data(),
                                         static_cast<DWORD>(data.size()), &bytes, nullptr);
-  return {accepted && status == 0 ? KVEXA_OK : KVEXA_REQUEST_FAILED, bytes};
+  return {accepted != FALSE && status == 0 ? KVEXA_OK : KVEXA_REQUEST_FAILED, bytes};
 }
 
 std::int32_t send(HANDLE driver, Pipe pipe, std::span<const std::uint8_t> data) {

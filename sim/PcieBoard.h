@@ -1,0 +1,129 @@
+// The simulated PCIe board as its kernel driver sees it: registers, the sensor bus, captures into a program's
+// memory, interval notices and measurements.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Clock.h"
+#include "Driver.h"
+#include "DriverThread.h"
+#include "Faults.h"
+#include "Loans.h"
+#include "PcieEngine.h"
+#include "PcieLut.h"
+#include "PcieRegisters.h"
+#include "Sensor.h"
+#include "Trace.h"
+
+namespace sim {
+
+class PcieBoard : private DriverThread::Source {
+ public:
+  // What every board of a machine shares. It outlives the board, but the thread ends before.
+  struct Machinery {
+    Clock& clock;
+    Trace& trace;
+    DriverThread& thread;
+    Loans& loans;
+  };
+
+  // The thread must not look at the board any more when it is destroyed.
+  PcieBoard(std::string name, const Machinery& machinery);
+  ~PcieBoard() override = default;
+  PcieBoard(const PcieBoard&) = delete;
+  PcieBoard& operator=(const PcieBoard&) = delete;
+
+  const std::string& name() const { return name_; }
+  Sensor& sensor() { return sensor_; }
+  Faults& faults() { return faults_; }
+
+  // Board registers, looked at and changed without a request.
+  std::uint32_t boardRegister(std::uint32_t address);
+  void setBoardRegister(std::uint32_t address, std::uint32_t value);
+
+  // One frame as the board delivers it, filled up to whole 32-bit words. Empty when the area is empty.
+  std::vector<std::uint8_t> frameBytes(std::uint64_t number) const;
+
+  // Pulled out, every request fails with ERROR_DEVICE_NOT_CONNECTED, those that were pending end, and the
+  // board is not enumerated.
+  void unplug();
+  void plug();
+  bool isPlugged() const;
+
+  // Requests that the driver has not completed.
+  unsigned pending() const;
+  unsigned pending(PcieWait kind) const;
+
+  // While it is set, requests of the kind stay pending although they are over: frames were moved, the stop
+  // came, and so on. Released, they complete.
+  void hold(PcieWait kind, bool held);
+
+  // Completes the oldest pending request of the kind, whatever it waits for, with a status; false when there
+  // is none.
+  bool complete(PcieWait kind, std::uint32_t status);
+
+  // Sensor blocks are carried out before DeviceIoControl returns, instead of on the driver's thread.
+  void completeBlocksAtOnce(bool atOnce);
+
+  // The status of a capture that a stop has ended. Nothing: 0 for multi-shot captures, 0x1000 for one-shots.
+  void setStopStatus(std::optional<std::uint32_t> status);
+
+  // Locked regions of memory, in the order in which they were locked.
+  struct Region {
+    std::uint32_t start;
+    std::uint32_t length;
+    bool operator==(const Region&) const = default;
+  };
+  std::vector<Region> lockedRegions() const;
+
+  std::uint32_t lutWord(std::size_t index) const;
+
+  // ---- for the driver ----
+  bool open();  // false when somebody has it open already
+  void close();
+  ControlAnswer control(const PcieShape& shape, const ControlRequest& request);
+
+ private:
+  using Words = std::vector<std::uint32_t>;
+
+  bool isWaiting() override;
+  std::optional<Microseconds> nextDue() override;
+  std::optional<DriverThread::RealTime> awaitsHostUntil() override;
+  void settle() override;
+
+  ControlAnswer refuse(const std::string& line, std::uint32_t error);
+  ControlAnswer carryOut(const std::string& line, const PcieShape& shape, const ControlRequest& request,
+                         const std::optional<Fault>& fault);
+  ControlAnswer complete(const std::string& line, const PcieShape& shape, const ControlRequest& request,
+                         const std::optional<Fault>& fault);
+  ControlAnswer start(const std::string& line, const PcieShape& shape, const ControlRequest& request,
+                      const std::optional<Fault>& fault);
+  void tell(std::string line);
+  std::uint32_t run(PcieRequest request, Words& words);
+  std::uint32_t unlock(const Region& region);
+  std::uint32_t check(const PcieShape& shape, const Words& words) const;
+
+  mutable std::recursive_mutex mutex_;
+  std::string name_;
+  Clock& clock_;
+  Trace& trace_;
+  DriverThread& thread_;
+  Loans& loans_;
+  Sensor sensor_;
+  Faults faults_;
+  PcieRegisters registers_;
+  PcieLut lut_;
+  std::vector<Region> regions_;
+  PcieEngine engine_;
+  bool causesEnds_ = false;
+  std::vector<std::string> causedLines_;
+  bool blocksAtOnce_ = false;
+  bool open_ = false;
+  bool plugged_ = true;
+};
+
+}  // namespace sim

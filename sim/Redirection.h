@@ -1,0 +1,125 @@
+// The Windows functions that an attached module is led away from, and who answers instead.
+#pragma once
+
+#include <windows.h>
+// After windows.h.
+#include <cfgmgr32.h>
+#include <process.h>
+#include <setupapi.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <span>
+
+namespace sim {
+
+// Every redirected function: its name in Windows, and ours. A new one needs a line here, a member of
+// Platform, and a function in Redirection.cpp.
+#define KVEXA_SIM_REDIRECTED(X)                                 \
+  X(CreateFileA, createFile)                                    \
+  X(CloseHandle, closeHandle)                                   \
+  X(DeviceIoControl, deviceIoControl)                           \
+  X(SetupDiGetClassDevsA, getClassDevs)                         \
+  X(SetupDiEnumDeviceInterfaces, enumDeviceInterfaces)          \
+  X(SetupDiGetDeviceInterfaceDetailA, getDeviceInterfaceDetail) \
+  X(SetupDiDestroyDeviceInfoList, destroyDeviceInfoList)        \
+  X(SetupDiEnumDeviceInfo, enumDeviceInfo)                      \
+  X(SetupDiGetDeviceRegistryPropertyA, getDeviceProperty)       \
+  X(SetupDiSetClassInstallParamsA, setClassInstallParams)       \
+  X(SetupDiCallClassInstaller, callClassInstaller)              \
+  X(SetupDiGetDeviceInstallParamsA, getDeviceInstallParams)     \
+  X(CM_Connect_MachineA, connectMachine)                        \
+  X(CM_Locate_DevNode_ExA, locateDevNode)                       \
+  X(CM_Reenumerate_DevNode_Ex, reenumerateDevNode)              \
+  X(CM_Disconnect_Machine, disconnectMachine)                   \
+  X(WaitForSingleObject, waitForSingleObject)                   \
+  X(CreateEventA, createEvent)                                  \
+  X(GlobalAlloc, globalAlloc)                                   \
+  X(GlobalFree, globalFree)                                     \
+  X(free, freeMemory)                                           \
+  X(_beginthreadex, beginThread)                                \
+  X(Sleep, sleep)
+
+// The functions as the module had them.
+struct Originals {
+  // NOLINTBEGIN(bugprone-macro-parentheses): the arguments are names to declare.
+#define KVEXA_SIM_ORIGINAL(windowsName, function) decltype(&::windowsName) function = &::windowsName;
+  KVEXA_SIM_REDIRECTED(KVEXA_SIM_ORIGINAL)
+#undef KVEXA_SIM_ORIGINAL
+  // NOLINTEND(bugprone-macro-parentheses)
+};
+
+// Answers the redirected calls of one module. The functions have Windows' arguments, results and last
+// errors.
+class Platform {
+ public:
+  virtual ~Platform() = default;
+
+  virtual HANDLE createFile(const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                            DWORD disposition, DWORD flags, HANDLE templateFile) = 0;
+  virtual BOOL closeHandle(HANDLE handle) = 0;
+  virtual BOOL deviceIoControl(HANDLE file, DWORD code, void* in, DWORD inLength, void* out, DWORD outLength,
+                               DWORD* returned, OVERLAPPED* overlapped) = 0;
+  virtual HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner,
+                                DWORD flags) = 0;
+  virtual BOOL enumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* device, const GUID* interfaceClass,
+                                    DWORD index, SP_DEVICE_INTERFACE_DATA* data) = 0;
+  virtual BOOL getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
+                                        SP_DEVICE_INTERFACE_DETAIL_DATA_A* detail, DWORD size,
+                                        DWORD* requiredSize, SP_DEVINFO_DATA* device) = 0;
+  virtual BOOL destroyDeviceInfoList(HDEVINFO set) = 0;
+  virtual void sleep(DWORD milliseconds) = 0;
+
+  // What a platform leaves out passes on to Windows.
+  virtual BOOL enumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* data);
+  virtual BOOL getDeviceProperty(HDEVINFO set, SP_DEVINFO_DATA* data, DWORD property, DWORD* type,
+                                 BYTE* buffer, DWORD size, DWORD* requiredSize);
+  virtual BOOL setClassInstallParams(HDEVINFO set, SP_DEVINFO_DATA* data, SP_CLASSINSTALL_HEADER* header,
+                                     DWORD size);
+  virtual BOOL callClassInstaller(DI_FUNCTION function, HDEVINFO set, SP_DEVINFO_DATA* data);
+  virtual BOOL getDeviceInstallParams(HDEVINFO set, SP_DEVINFO_DATA* data,
+                                      SP_DEVINSTALL_PARAMS_A* parameters);
+  virtual CONFIGRET connectMachine(const char* name, HMACHINE* machine);
+  virtual CONFIGRET locateDevNode(DEVINST* node, char* identifier, ULONG flags, HMACHINE machine);
+  virtual CONFIGRET reenumerateDevNode(DEVINST node, ULONG flags, HMACHINE machine);
+  virtual CONFIGRET disconnectMachine(HMACHINE machine);
+  virtual DWORD waitForSingleObject(HANDLE object, DWORD milliseconds);
+  virtual HANDLE createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, const char* name);
+  virtual HGLOBAL globalAlloc(UINT flags, SIZE_T bytes);
+  virtual HGLOBAL globalFree(HGLOBAL memory);
+  virtual void freeMemory(void* block);
+  virtual std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),
+                                     void* argument, unsigned flags, unsigned* identifier);
+
+  Originals& originals() { return originals_; }
+
+ private:
+  Originals originals_;
+};
+
+struct Redirected {
+  const char* name;
+  void* replacement;
+  std::size_t original;  // offset in Originals
+};
+
+// A set of replacement functions that ask one platform. There are so many as modules can be attached at
+// the same time; which set a call comes through tells whose call it is.
+class ReplacementSet {
+ public:
+  static constexpr std::size_t most = 8;
+
+  // Takes a free set; throws std::length_error when there is none.
+  explicit ReplacementSet(Platform& platform);
+  ~ReplacementSet();
+  ReplacementSet(const ReplacementSet&) = delete;
+  ReplacementSet& operator=(const ReplacementSet&) = delete;
+
+  std::span<const Redirected> functions() const;
+
+ private:
+  std::size_t number_ = 0;
+};
+
+}  // namespace sim

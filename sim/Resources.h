@@ -1,0 +1,39 @@
+// What the attached module takes from Windows beside boards, and what it is refused.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <set>
+
+namespace sim {
+
+class Resources {
+ public:
+  enum class Kind { event, globalMemory, thread };
+
+  // The k-th creation from now on fails, and so do the ones behind it up to `count` of them.
+  void fail(Kind kind, unsigned k, unsigned count = 1);
+
+  // Created through the module and not given back. Threads are not followed.
+  unsigned open(Kind kind) const;
+
+  // ---- for the redirected calls ----
+  // Counts one creation and tells whether it may be.
+  bool allows(Kind kind);
+  void noteTaken(Kind kind, const void* object);
+  void noteReturned(Kind kind, const void* object);
+
+ private:
+  struct Failure {
+    std::uint64_t first = 0;
+    std::uint64_t count = 0;
+  };
+
+  mutable std::mutex mutex_;
+  std::map<Kind, std::set<const void*>> open_;
+  std::map<Kind, std::uint64_t> created_;
+  std::map<Kind, Failure> failures_;
+};
+
+}  // namespace sim

@@ -1,0 +1,216 @@
+// A computer with simulated boards: what is not theirs passes on to Windows.
+#include <malloc.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "MachineInside.h"
+#include "Platforms.h"
+
+namespace sim {
+
+namespace {
+
+constexpr Microseconds microsecondsPerMillisecond = 1000;
+
+BOOL result(std::uint32_t error) {
+  SetLastError(error);
+  return error == 0 ? TRUE : FALSE;
+}
+
+class SimulatedPlatform : public Platform {
+ public:
+  explicit SimulatedPlatform(Machine& machine) : machine_(machine.inside()) {}
+
+  HANDLE createFile(const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                    DWORD disposition, DWORD flags, HANDLE templateFile) override {
+    if (!Machine::Inside::ownsPath(path)) {
+      return originals().createFile(path, access, share, security, disposition, flags, templateFile);
+    }
+    HANDLE file = INVALID_HANDLE_VALUE;
+    SetLastError(machine_.openFile(
+        {path, access, share, security != nullptr, disposition, flags, templateFile != nullptr}, file));
+    return file;
+  }
+
+  BOOL closeHandle(HANDLE handle) override {
+    if (!Machine::Inside::ownsFile(handle)) {
+      machine_.resources.noteReturned(Resources::Kind::event, handle);
+      return originals().closeHandle(handle);
+    }
+    return result(machine_.closeFile(handle));
+  }
+
+  BOOL deviceIoControl(HANDLE file, DWORD code, void* in, DWORD inLength, void* out, DWORD outLength,
+                       DWORD* returned, OVERLAPPED* overlapped) override {
+    if (!Machine::Inside::ownsFile(file)) {
+      return originals().deviceIoControl(file, code, in, inLength, out, outLength, returned, overlapped);
+    }
+    Driver* driver = machine_.driver(file);
+    if (driver == nullptr) return result(ERROR_INVALID_HANDLE);
+    if (returned == nullptr && overlapped == nullptr) return result(ERROR_INVALID_PARAMETER);
+    const ControlAnswer answer = driver->control({code, in, inLength, out, outLength, overlapped});
+    if (returned != nullptr) *returned = answer.bytes;
+    // A thread that asks again and again without any real waiting must not keep the others out.
+    if (answer.error != 0) SwitchToThread();
+    return result(answer.error);
+  }
+
+  HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner,
+                        DWORD flags) override {
+    if (interfaceClass == nullptr && enumerator != nullptr && std::strcmp(enumerator, "PCI") == 0) {
+      return listPci();
+    }
+    const BoardClass* boardClass = findBoardClass(interfaceClass);
+    if (boardClass == nullptr) {
+      return originals().getClassDevs(interfaceClass, enumerator, owner, flags);
+    }
+    // Without the flag the identifier would mean a set-up class, of which there are no devices.
+    const bool byInterface = (flags & DIGCF_DEVICEINTERFACE) != 0 && enumerator == nullptr;
+    HDEVINFO set = INVALID_HANDLE_VALUE;
+    SetLastError(machine_.makeSet(*boardClass, byInterface, set));
+    return set;
+  }
+
+  BOOL enumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* device, const GUID* interfaceClass, DWORD index,
+                            SP_DEVICE_INTERFACE_DATA* data) override {
+    if (!Machine::Inside::ownsSet(set)) {
+      return originals().enumDeviceInterfaces(set, device, interfaceClass, index, data);
+    }
+    return result(machine_.enumerate(set, interfaceClass, index, data));
+  }
+
+  BOOL getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
+                                SP_DEVICE_INTERFACE_DETAIL_DATA_A* detail, DWORD size, DWORD* requiredSize,
+                                SP_DEVINFO_DATA* device) override {
+    if (!Machine::Inside::ownsSet(set)) {
+      return originals().getDeviceInterfaceDetail(set, data, detail, size, requiredSize, device);
+    }
+    return result(machine_.detail(set, data, detail, size, requiredSize));
+  }
+
+  BOOL destroyDeviceInfoList(HDEVINFO set) override {
+    if (PciBus::ownsSet(set)) return result(machine_.pciBus.destroySet(set));
+    if (!Machine::Inside::ownsSet(set)) return originals().destroyDeviceInfoList(set);
+    return result(machine_.destroySet(set));
+  }
+
+  // The simulated time passes, and other threads get their turn.
+  void sleep(DWORD milliseconds) override {
+    machine_.clock.advance(milliseconds * microsecondsPerMillisecond);
+    machine_.wakeDriver();
+    machine_.trace.add("sleep " + std::to_string(milliseconds));
+    SwitchToThread();
+  }
+
+  BOOL enumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* data) override {
+    if (!PciBus::ownsSet(set)) return Platform::enumDeviceInfo(set, index, data);
+    return result(machine_.pciBus.enumerate(set, index, data));
+  }
+
+  BOOL getDeviceProperty(HDEVINFO set, SP_DEVINFO_DATA* data, DWORD property, DWORD* type, BYTE* buffer,
+                         DWORD size, DWORD* requiredSize) override {
+    if (!PciBus::ownsSet(set)) {
+      return Platform::getDeviceProperty(set, data, property, type, buffer, size, requiredSize);
+    }
+    return result(machine_.pciBus.property(set, data, property, type, buffer, size, requiredSize));
+  }
+
+  BOOL setClassInstallParams(HDEVINFO set, SP_DEVINFO_DATA* data, SP_CLASSINSTALL_HEADER* header,
+                             DWORD size) override {
+    if (!PciBus::ownsSet(set)) return Platform::setClassInstallParams(set, data, header, size);
+    return result(machine_.pciBus.setParameters(set, data, header, size));
+  }
+
+  BOOL callClassInstaller(DI_FUNCTION function, HDEVINFO set, SP_DEVINFO_DATA* data) override {
+    if (!PciBus::ownsSet(set)) return Platform::callClassInstaller(function, set, data);
+    return result(machine_.pciBus.callInstaller(function, set, data));
+  }
+
+  BOOL getDeviceInstallParams(HDEVINFO set, SP_DEVINFO_DATA* data,
+                              SP_DEVINSTALL_PARAMS_A* parameters) override {
+    if (!PciBus::ownsSet(set)) return Platform::getDeviceInstallParams(set, data, parameters);
+    return result(machine_.pciBus.installParameters(set, data, parameters));
+  }
+
+  CONFIGRET connectMachine(const char* name, HMACHINE* machine) override {
+    return machine_.pciBus.connect(name, machine);
+  }
+
+  CONFIGRET locateDevNode(DEVINST* node, char* identifier, ULONG flags, HMACHINE machine) override {
+    return machine_.pciBus.locate(node, identifier, flags, machine);
+  }
+
+  CONFIGRET reenumerateDevNode(DEVINST node, ULONG flags, HMACHINE machine) override {
+    return machine_.pciBus.rescan(node, flags, machine);
+  }
+
+  CONFIGRET disconnectMachine(HMACHINE machine) override { return machine_.pciBus.disconnect(machine); }
+
+  // A limit on the wait for a driver passes in simulated time.
+  DWORD waitForSingleObject(HANDLE object, DWORD milliseconds) override {
+    const bool inSimulatedTime =
+        milliseconds != 0 && milliseconds != INFINITE && machine_.loans.holdsEvent(object);
+    return inSimulatedTime ? machine_.waitWithin(object, milliseconds)
+                           : Platform::waitForSingleObject(object, milliseconds);
+  }
+
+  HANDLE createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, const char* name) override {
+    if (refuses(Resources::Kind::event)) return nullptr;
+    const HANDLE event = Platform::createEvent(security, manual, set, name);
+    if (event != nullptr) machine_.resources.noteTaken(Resources::Kind::event, event);
+    return event;
+  }
+
+  HGLOBAL globalAlloc(UINT flags, SIZE_T bytes) override {
+    if (refuses(Resources::Kind::globalMemory)) return nullptr;
+    const HGLOBAL memory = Platform::globalAlloc(flags, bytes);
+    if (memory != nullptr) machine_.resources.noteTaken(Resources::Kind::globalMemory, memory);
+    return memory;
+  }
+
+  HGLOBAL globalFree(HGLOBAL memory) override {
+    if (machine_.loans.any()) machine_.loans.noteFree(memory, GlobalSize(memory));
+    machine_.resources.noteReturned(Resources::Kind::globalMemory, memory);
+    return Platform::globalFree(memory);
+  }
+
+  void freeMemory(void* block) override {
+    if (block != nullptr && machine_.loans.any()) machine_.loans.noteFree(block, _msize(block));
+    Platform::freeMemory(block);
+  }
+
+  std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),
+                             void* argument, unsigned flags, unsigned* identifier) override {
+    if (!machine_.resources.allows(Resources::Kind::thread)) {
+      errno = EAGAIN;
+      return 0;
+    }
+    return Platform::beginThread(security, stack, start, argument, flags, identifier);
+  }
+
+ private:
+  bool refuses(Resources::Kind kind) {
+    if (machine_.resources.allows(kind)) return false;
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return true;
+  }
+
+  HDEVINFO listPci() {
+    HDEVINFO set = INVALID_HANDLE_VALUE;
+    std::uint32_t lastError = 0;
+    machine_.pciBus.makeSet(set, lastError);
+    SetLastError(lastError);
+    return set;
+  }
+
+  Machine::Inside& machine_;
+};
+
+}  // namespace
+
+std::unique_ptr<Platform> makeSimulatedPlatform(Machine& machine) {
+  return std::make_unique<SimulatedPlatform>(machine);
+}
+
+}  // namespace sim

@@ -1,0 +1,120 @@
+#include "UsbBoard.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "UsbFirmware.h"
+
+namespace sim {
+
+namespace {
+
+constexpr std::uint32_t errorDeviceNotConnected = 1167;
+
+}  // namespace
+
+UsbBoard::UsbBoard(std::string name, Clock& clock, Trace& trace)
+    : name_(std::move(name)),
+      trace_(trace),
+      sensor_(clock),
+      firmware_(std::make_unique<UsbFirmware>(clock, sensor_, faults_, commands_)) {}
+
+UsbBoard::~UsbBoard() = default;
+
+std::uint16_t UsbBoard::boardRegister(std::uint16_t address) const {
+  const std::lock_guard lock(mutex_);
+  return firmware_->registers().value(address);
+}
+
+void UsbBoard::setBoardRegister(std::uint16_t address, std::uint16_t value) {
+  const std::lock_guard lock(mutex_);
+  firmware_->registers().setValue(address, value);
+}
+
+std::uint16_t UsbBoard::targetWord(std::uint8_t subAddress) const {
+  const std::lock_guard lock(mutex_);
+  return firmware_->registers().word(subAddress);
+}
+
+void UsbBoard::setTargetWord(std::uint8_t subAddress, std::uint16_t value) {
+  const std::lock_guard lock(mutex_);
+  firmware_->registers().setWord(subAddress, value);
+}
+
+void UsbBoard::queueStatus(std::uint8_t code, char digit) {
+  const std::lock_guard lock(mutex_);
+  firmware_->queueStatus(code, digit);
+}
+
+void UsbBoard::setRecoveryAnswer(std::uint8_t answer) {
+  const std::lock_guard lock(mutex_);
+  firmware_->setRecoveryAnswer(answer);
+}
+
+void UsbBoard::unplug() {
+  const std::lock_guard lock(mutex_);
+  plugged_ = false;
+}
+
+void UsbBoard::plug() {
+  const std::lock_guard lock(mutex_);
+  plugged_ = true;
+}
+
+bool UsbBoard::isPlugged() const {
+  const std::lock_guard lock(mutex_);
+  return plugged_;
+}
+
+std::vector<std::uint8_t> UsbBoard::frameBytes(std::uint64_t number) const {
+  const std::lock_guard lock(mutex_);
+  return firmware_->registers().capture().frameBytes(number);
+}
+
+bool UsbBoard::open() {
+  const std::lock_guard lock(mutex_);
+  return !std::exchange(open_, true);
+}
+
+void UsbBoard::close() {
+  const std::lock_guard lock(mutex_);
+  open_ = false;
+}
+
+Answer UsbBoard::transfer(std::uint32_t pipe, std::uint32_t timeout, std::uint8_t* data,
+                          std::uint32_t length) {
+  const std::lock_guard lock(mutex_);
+  const Answer answer = meetFaults(
+      length, [&](std::uint32_t allowed) { return firmware_->transfer(pipe, timeout, data, allowed); });
+  trace_.add(
+      pipeLine(name_, {pipe, timeout, {data, length}, answer.bytes, answer.error, answer.statusReported}));
+  return answer;
+}
+
+Answer UsbBoard::descriptor(std::uint8_t* data, std::uint32_t length) {
+  const std::lock_guard lock(mutex_);
+  const Answer answer = meetFaults(length, [&](std::uint32_t allowed) -> Answer {
+    const std::vector<std::uint8_t> whole = UsbFirmware::descriptor();
+    const std::size_t count = std::min<std::size_t>(whole.size(), allowed);
+    std::copy_n(whole.begin(), count, data);
+    return {0, static_cast<std::uint32_t>(count), true};
+  });
+  trace_.add(name_ + " descriptor " + std::to_string(answer.bytes) + "/" + std::to_string(length) +
+             outcome(answer.error, answer.statusReported));
+  return answer;
+}
+
+// Counts the request and lets it meet its fault. `request` gets the bytes that it may move.
+template <class Request>
+Answer UsbBoard::meetFaults(std::uint32_t length, Request request) {
+  const std::optional<Fault> fault = faults_.nextRequest();
+  const auto meets = [&](Fault::Kind kind) { return fault && fault->kind == kind; };
+  if (meets(Fault::Kind::unplug)) plugged_ = false;
+  if (!plugged_) return {errorDeviceNotConnected, 0, false};
+  if (meets(Fault::Kind::refuse)) return {fault->value, 0, false};
+  Answer answer = request(meets(Fault::Kind::shorten) ? std::min(length, fault->value) : length);
+  if (meets(Fault::Kind::keepStatus)) answer.statusReported = false;
+  return answer;
+}
+
+}  // namespace sim

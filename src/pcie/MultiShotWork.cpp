@@ -1,0 +1,104 @@
+#include "pcie/MultiShotWork.h"
+
+#include <array>
+#include <limits>
+
+#include "pcie/BoardAccess.h"
+#include "pcie/BoardRegisters.h"
+
+namespace kvexa::pcie {
+
+namespace {
+
+// A result beside the driver's own: the capture request is under way.
+constexpr std::int32_t underWay = 1;
+
+void signal(HANDLE event) {
+  if (event != nullptr) SetEvent(event);
+}
+
+}  // namespace
+
+struct MultiShotWork::Requests {
+  PendingPointer<CaptureRecord> capture;
+  PendingPointer<IntervalRecord> interval;
+};
+
+void MultiShotWork::run() { finish(capture()); }
+
+// The outcome, which goes into the result word.
+std::int32_t MultiShotWork::capture() {
+  const bool notifies = options_.frameEvent != nullptr;
+  Requests requests{makePending<CaptureRecord>(),
+                    makePending<IntervalRecord>(notifies ? Completion::Event::own : Completion::Event::none)};
+  if (!requests.capture || !requests.interval || options_.endEvent == nullptr) return KVEXA_BUSY;
+  const std::int32_t started = start(requests);
+  if (started != underWay) return started;
+  const std::int32_t outcome = awaitEnd(requests);
+  sendCancelInterval(options_.driver);
+  sendStop(options_.driver);
+  return outcome;
+}
+
+std::int32_t MultiShotWork::start(Requests& requests) {
+  if (!pcieLockTakeUnless(abortEvent_.get())) return KVEXA_ABORTED;
+  writeRegister(options_.driver, Register::framePeriod, options_.frameCount);
+  if (options_.frameEvent != nullptr) {
+    sendCancelInterval(options_.driver);
+    writeRegister(options_.driver, Register::intervalBytes, options_.frameBytes & ~3U);
+  }
+  const std::uint32_t frames = options_.frameCount == 0 ? 1 : options_.frameCount;
+  requests.capture->record = {0,
+                              static_cast<Word>(reinterpret_cast<std::uintptr_t>(options_.buffer)),
+                              frames * options_.frameBytes,
+                              1,
+                              options_.continuous,
+                              options_.timeout,
+                              multiShotMode};
+  armInterval(requests);
+  // A refusal is no error here: the worker waits for an abort then. That is intended.
+  requests.capture->start(options_.driver, Request::capture);
+  const std::int32_t status =
+      captureStartStatus.resultOf(static_cast<volatile Word&>(requests.capture->record.status));
+  // A start that failed leaves with the mutex held: it is abandoned when this thread ends, and the next
+  // taker owns it. That is intended.
+  if (status != KVEXA_OK) return status;
+  pcieLockGive();
+  return underWay;
+}
+
+std::int32_t MultiShotWork::awaitEnd(Requests& requests) {
+  // The capture stands first, so that its end counts when several are set. Without a frame event the
+  // interval has no event to wait for, and the abort's takes its place.
+  const bool notifies = options_.frameEvent != nullptr;
+  const std::array<HANDLE, 3> objects{requests.capture->event(),
+                                      notifies ? requests.interval->event() : abortEvent_.get(),
+                                      abortEvent_.get()};
+  constexpr DWORD captureEnded = WAIT_OBJECT_0;
+  constexpr DWORD intervalPassed = WAIT_OBJECT_0 + 1;
+  while (!aborted_.load()) {
+    const DWORD object = WaitForMultipleObjects(notifies ? 3 : 2, objects.data(), FALSE, INFINITE);
+    if (object == captureEnded) {
+      return captureEndStatus.resultOf(static_cast<volatile Word&>(requests.capture->record.status));
+    }
+    if (!notifies || object != intervalPassed) return KVEXA_ABORTED;
+    signal(options_.frameEvent);
+    requests.interval->resetEvent();
+    armInterval(requests);
+  }
+  return KVEXA_ABORTED;
+}
+
+// What becomes of the request does not matter: frames are counted by the capture itself.
+void MultiShotWork::armInterval(Requests& requests) const {
+  requests.interval->record = {};
+  requests.interval->start(options_.driver, Request::armInterval);
+}
+
+void MultiShotWork::finish(std::int32_t outcome) const {
+  options_.result.set(outcome);
+  signal(options_.endEvent);
+  signal(options_.frameEvent);
+}
+
+}  // namespace kvexa::pcie

@@ -1,0 +1,145 @@
+#include "usb/ArrayCapture.h"
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <span>
+
+#include "kvexa.h"
+#include "usb/CaptureMachinery.h"
+#include "usb/Commands.h"
+#include "usb/PolledRegisters.h"
+#include "usb/TargetWords.h"
+#include "win32/Lock.h"
+#include "win32/ResultWord.h"
+#include "win32/WorkerThread.h"
+
+namespace kvexa::usb {
+
+namespace {
+
+constexpr std::uint32_t stopGrace = 2000;    // milliseconds beyond the capture's own time-out
+constexpr std::uint32_t drainInterval = 10;  // milliseconds
+
+struct ArrayOptions {
+  HANDLE driver;
+  std::uint32_t frameBytes;
+  std::span<void* const> buffers;
+  std::uint32_t timeout;
+  const HANDLE* events;
+  win32::ResultWord result;
+};
+
+class ArrayWork : public win32::Work {
+ public:
+  explicit ArrayWork(const ArrayOptions& options) : options_(options) {}
+
+  std::uint32_t timeout() const { return options_.timeout; }
+  void stop() { running_.store(false); }
+
+  void run() override {
+    options_.result.set(captureUntilStopped());
+    SetEvent(options_.events[options_.buffers.size()]);
+    // The capture counts as running until the caller stops it.
+    while (running_.load()) Sleep(0);
+  }
+
+ private:
+  std::int32_t captureUntilStopped() {
+    for (std::size_t i = 0; running_.load();) {
+      const DWORD held = WaitForSingleObject(options_.events[i], 0);
+      if (held == WAIT_OBJECT_0) {
+        SwitchToThread();  // the caller still holds this buffer
+        continue;
+      }
+      if (held != WAIT_TIMEOUT) return KVEXA_BUSY;
+      if (readFrame(options_.driver, options_.frameBytes, options_.buffers[i], options_.timeout) !=
+          KVEXA_OK) {
+        return KVEXA_TIMED_OUT;
+      }
+      options_.result.set(KVEXA_OK);
+      if (SetEvent(options_.events[i]) == FALSE) return KVEXA_BUSY;
+      i = (i + 1) % options_.buffers.size();
+      Sleep(0);
+    }
+    return KVEXA_OK;
+  }
+
+  const ArrayOptions options_;
+  std::atomic<bool> running_{true};
+};
+
+// The array capture that runs; at most one in the process.
+win32::Lock runningLock;
+std::shared_ptr<ArrayWork> runningWork;
+
+// The first result that is not KVEXA_OK ends the steps and is returned.
+template <class... Steps>
+std::int32_t inTurn(Steps... steps) {
+  std::int32_t result = KVEXA_OK;
+  static_cast<void>(((result = steps(), result == KVEXA_OK) && ...));
+  return result;
+}
+
+// Holds and releases the capture at once, and empties the image pipe.
+std::int32_t pulseHold(HANDLE driver) {
+  std::uint32_t control = 0;
+  return inTurn([&] { return readRegister(driver, Register::captureControl, control); },
+                [&] { return writeRegister(driver, Register::captureControl, control | captureHeld); },
+                [&] { return writeRegister(driver, Register::captureControl, control & ~captureHeld); },
+                [&] { return flushImagePipe(driver); });
+}
+
+std::int32_t awaitDrain(HANDLE driver, std::uint32_t timeout) {
+  for (std::uint32_t polls = timeout / drainInterval; polls > 0;) {
+    Sleep(drainInterval);
+    std::uint32_t status = 0;
+    const std::int32_t result = readTarget(driver, Target::status, status);
+    if (result != KVEXA_OK) return result;
+    --polls;
+    // A drain that the last poll sees is too late all the same. That is intended.
+    if ((status & statusDone) != 0 && polls > 0) return KVEXA_OK;
+  }
+  return KVEXA_BUSY;
+}
+
+}  // namespace
+
+std::int32_t startArray(HANDLE driver, std::uint32_t frameBytes, std::uint32_t ringSize, void* const* buffers,
+                        std::uint32_t timeout, const HANDLE* events, std::int32_t* resultWord) {
+  if (frameBytes == 0 || ringSize == 0 || buffers == nullptr || timeout == 0 || events == nullptr ||
+      resultWord == nullptr) {
+    return KVEXA_BAD_ARGUMENT;
+  }
+  const win32::LockGuard guard(runningLock);
+  if (runningWork) return KVEXA_FAILED;
+  const std::int32_t setUp = inTurn(
+      [&] { return pulseHold(driver); }, [&] { return writeRegister(driver, Register::storageStatus, 0); },
+      [&] { return writeRegister(driver, Register::captureMode, captureContinuous); });
+  if (setUp != KVEXA_OK) return setUp;
+  std::for_each_n(events, std::size_t{ringSize} + 1, ResetEvent);
+  auto work = std::make_shared<ArrayWork>(ArrayOptions{driver, frameBytes, std::span(buffers, ringSize),
+                                                       timeout, events, win32::ResultWord(resultWord)});
+  if (!win32::startWorker(work)) {
+    writeRegister(driver, Register::captureMode, captureStopped);
+    stopBoard(driver);
+    return KVEXA_BUSY;
+  }
+  runningWork = std::move(work);
+  return KVEXA_OK;
+}
+
+std::int32_t stopArray(HANDLE driver) {
+  const win32::LockGuard guard(runningLock);
+  const std::shared_ptr<ArrayWork> work = std::move(runningWork);
+  if (!work) return KVEXA_OK;
+  work->stop();
+  const std::uint64_t patience = std::uint64_t{work->timeout()} + stopGrace;
+  if (!work->waitForEnd(static_cast<DWORD>(std::min<std::uint64_t>(patience, INFINITE - 1))))
+    return KVEXA_BUSY;
+  return inTurn([&] { return writeRegister(driver, Register::captureMode, captureStopped); },
+                [&] { return awaitDrain(driver, work->timeout()); },
+                [&] { return writeTarget(driver, Target::status, 0); }, [&] { return pulseHold(driver); });
+}
+
+}  // namespace kvexa::usb

@@ -1,0 +1,248 @@
+#include "usb/ContinuousCapture.h"
+
+#include <algorithm>
+#include <limits>
+#include <memory>
+#include <span>
+
+#include "kvexa.h"
+#include "usb/CaptureMachinery.h"
+#include "usb/Commands.h"
+#include "usb/PolledRegisters.h"
+#include "usb/Status.h"
+#include "usb/TargetWords.h"
+#include "win32/AbortSignal.h"
+#include "win32/Lock.h"
+#include "win32/ResultWord.h"
+#include "win32/WorkerThread.h"
+
+namespace kvexa::usb {
+
+namespace {
+
+constexpr const char* captureEventName = "KVEXA_capture";
+constexpr std::uint32_t abortGrace = 500;  // milliseconds beyond the capture's own time-out
+
+struct ContinuousOptions {
+  HANDLE driver;
+  std::uint32_t frameBytes;
+  std::uint32_t frameCount;  // 0: endless
+  std::uint8_t* buffer;
+  std::uint32_t timeout;
+  HANDLE frameEvent;  // may be null
+  HANDLE endEvent;    // may be null
+  win32::ResultWord result;
+};
+
+void signal(HANDLE event) {
+  if (event != nullptr) SetEvent(event);
+}
+
+void stopAfterSequence(HANDLE driver) {
+  writeRegister(driver, Register::captureMode, captureSingle);
+  stopBoard(driver);
+}
+
+// The worker of the continuous capture that runs, for the abort to wait for.
+class RunningWorker {
+ public:
+  // Under the lock, so that an abort finds the worker either not at all or running.
+  bool start(std::shared_ptr<win32::Work> work) {
+    const win32::LockGuard guard(lock_);
+    if (!win32::startWorker(work)) return false;
+    work_.swap(work);
+    return true;
+  }
+
+  // Forgets the worker and returns it; null when there is none.
+  std::shared_ptr<win32::Work> take() {
+    std::shared_ptr<win32::Work> taken;
+    const win32::LockGuard guard(lock_);
+    work_.swap(taken);
+    return taken;
+  }
+
+  // Called by a worker at its end, so that nothing of it stays behind.
+  void forget(const win32::Work* ended) {
+    std::shared_ptr<win32::Work> last;
+    const win32::LockGuard guard(lock_);
+    if (work_.get() == ended) work_.swap(last);
+  }
+
+ private:
+  win32::Lock lock_;
+  std::shared_ptr<win32::Work> work_;
+};
+
+RunningWorker runningWorker;
+
+class ContinuousWork : public win32::Work {
+ public:
+  ContinuousWork(const ContinuousOptions& options, const win32::AbortWatch& abort)
+      : options_(options), abort_(abort) {}
+
+  void run() override {
+    if (options_.frameCount == 0) {
+      captureEndlessly();
+    } else {
+      captureCounted();
+    }
+    runningWorker.forget(this);
+  }
+
+ private:
+  bool isStopped() const { return finished_ || abort_.isRaised(); }
+
+  void read(std::uint8_t* destination) const {
+    options_.result.set(KVEXA_BUSY);
+    if (readFrame(options_.driver, options_.frameBytes, destination, options_.timeout) != KVEXA_OK) {
+      options_.result.set(KVEXA_TIMED_OUT);
+    }
+  }
+
+  void captureEndlessly() const {
+    const win32::OwnedObject watched(OpenEventA(EVENT_ALL_ACCESS, TRUE, captureEventName));
+    while (!isStopped()) {
+      read(options_.buffer);
+      if (options_.frameEvent == nullptr) continue;
+      if (isStopped()) break;
+      options_.result.set(KVEXA_OK);
+      signal(options_.frameEvent);
+    }
+    if (options_.endEvent == nullptr) return;
+    options_.result.set(KVEXA_ABORTED);
+    signal(options_.endEvent);
+  }
+
+  void captureCounted() {
+    const std::size_t stride = options_.frameBytes / 4 * 4;
+    std::uint8_t* destination = options_.buffer;
+    std::uint32_t frames = 0;
+    // When the n-th frame has come there is one pass more, into the area behind the n frames. Intended.
+    while (!isStopped() || frames == options_.frameCount) {
+      read(destination);
+      if (!isStopped()) {
+        signal(options_.frameEvent);
+        options_.result.set(KVEXA_OK);
+      }
+      destination += stride;
+      if (++frames != options_.frameCount) continue;
+      finished_ = true;
+      options_.result.set(KVEXA_OK);
+      signal(options_.endEvent);
+    }
+    // The end event comes a second time after a run that was complete. That is intended.
+    options_.result.set(KVEXA_BUSY);
+    signal(options_.endEvent);
+    stopAfterSequence(options_.driver);
+  }
+
+  const ContinuousOptions options_;
+  const win32::AbortWatch abort_;
+  bool finished_ = false;
+};
+
+class RingWork : public win32::Work {
+ public:
+  RingWork(HANDLE driver, std::uint32_t frameBytes, std::span<void* const> buffers, std::uint32_t timeout,
+           const HANDLE* events, win32::ResultWord result, const win32::AbortWatch& abort)
+      : driver_(driver),
+        frameBytes_(frameBytes),
+        buffers_(buffers),
+        timeout_(timeout),
+        events_(events),
+        result_(result),
+        abort_(abort) {}
+
+  void run() override {
+    for (std::size_t i = 0; !abort_.isRaised();) {
+      if (WaitForSingleObject(events_[i], 0) != WAIT_TIMEOUT) {
+        SwitchToThread();  // the caller still holds this buffer
+      } else if (readFrame(driver_, frameBytes_, buffers_[i], timeout_) != KVEXA_OK) {
+        result_.set(KVEXA_TIMED_OUT);
+      } else {
+        result_.set(KVEXA_OK);
+        SetEvent(events_[i]);
+        i = (i + 1) % buffers_.size();
+      }
+    }
+    result_.set(KVEXA_ABORTED);
+    SetEvent(events_[buffers_.size()]);
+    stopAfterSequence(driver_);
+  }
+
+ private:
+  const HANDLE driver_;
+  const std::uint32_t frameBytes_;
+  const std::span<void* const> buffers_;
+  const std::uint32_t timeout_;
+  const HANDLE* const events_;
+  const win32::ResultWord result_;
+  const win32::AbortWatch abort_;
+};
+
+// KVEXA_REQUEST_FAILED when one of the transfers failed.
+std::int32_t setUpSequence(HANDLE driver, std::uint64_t bytes) {
+  const std::int32_t held = holdStrictly(driver);
+  flushImagePipe(driver);
+  const std::int32_t armed = writeRegister(driver, Register::storageStatus, 0);
+  const std::int32_t sized = writeRegister(driver, Register::bufferSize, sequenceBufferSize(bytes));
+  const std::int32_t released = releaseStrictly(driver);
+  if ((held | armed | sized | released) != KVEXA_OK) return KVEXA_REQUEST_FAILED;
+  writeRegister(driver, Register::captureMode, captureContinuous);
+  return KVEXA_OK;
+}
+
+// A worker that cannot be created leaves a stopped board.
+std::int32_t startedOrStopped(HANDLE driver, bool started) {
+  if (started) return KVEXA_OK;
+  stopAfterSequence(driver);
+  return KVEXA_BUSY;
+}
+
+}  // namespace
+
+std::int32_t startContinuous(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
+                             std::uint32_t timeout, HANDLE frameEvent, HANDLE endEvent,
+                             std::int32_t* resultWord) {
+  if (frameBytes == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
+  const win32::AbortWatch abort;
+  const std::int32_t setUp = setUpSequence(driver, std::uint64_t{frameBytes} * std::max(frameCount, 1U));
+  if (setUp != KVEXA_OK) return setUp;
+  for (const HANDLE event : {frameEvent, endEvent}) {
+    if (event != nullptr) ResetEvent(event);
+  }
+  const ContinuousOptions options{driver,  frameBytes, frameCount, static_cast<std::uint8_t*>(buffer),
+                                  timeout, frameEvent, endEvent,   win32::ResultWord(resultWord)};
+  return startedOrStopped(driver, runningWorker.start(std::make_shared<ContinuousWork>(options, abort)));
+}
+
+std::int32_t startRing(HANDLE driver, std::uint32_t frameBytes, std::uint32_t ringSize, void* const* buffers,
+                       std::uint32_t timeout, const HANDLE* events, std::int32_t* resultWord) {
+  if (frameBytes == 0 || ringSize == 0 || buffers == nullptr || events == nullptr) return KVEXA_BAD_ARGUMENT;
+  const win32::AbortWatch abort;
+  const std::int32_t setUp = setUpSequence(driver, std::uint64_t{frameBytes} * ringSize);
+  if (setUp != KVEXA_OK) return setUp;
+  std::for_each_n(events, std::size_t{ringSize} + 1, ResetEvent);
+  return startedOrStopped(driver, win32::startWorker(std::make_shared<RingWork>(
+                                      driver, frameBytes, std::span(buffers, ringSize), timeout, events,
+                                      win32::ResultWord(resultWord), abort)));
+}
+
+std::int32_t abortCapture(HANDLE driver) {
+  win32::AbortWatch::raise();
+  if (const auto worker = runningWorker.take()) {
+    const std::uint64_t patience = std::uint64_t{abortTimeout()} + abortGrace;
+    worker->waitForEnd(static_cast<DWORD>(std::min<std::uint64_t>(patience, INFINITE - 1)));
+  }
+  const std::int32_t stopped = writeRegister(driver, Register::captureMode, captureStopped);
+  if (stopped != KVEXA_OK) return stopped;
+  const std::int32_t engine = writeTarget(driver, Target::status, 0);
+  const std::int32_t held = hold(driver);
+  checkStatus(driver);
+  flushImagePipe(driver);
+  checkStatus(driver);
+  return stopped | engine | held;
+}
+
+}  // namespace kvexa::usb

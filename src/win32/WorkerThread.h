@@ -1,0 +1,37 @@
+// Threads of the library's own.
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+
+#include "win32/Handles.h"
+
+namespace kvexa::win32 {
+
+// What a worker works on. The thread keeps it alive until it has run.
+class Work {
+ public:
+  Work() = default;
+  Work(const Work&) = delete;
+  Work& operator=(const Work&) = delete;
+  virtual ~Work() = default;
+
+  virtual void run() = 0;
+
+  // Whether the worker came to its end within the time.
+  bool waitForEnd(DWORD milliseconds) const {
+    return WaitForSingleObject(thread_.get(), milliseconds) == WAIT_OBJECT_0;
+  }
+
+ private:
+  friend bool startWorker(const std::shared_ptr<Work>& work);
+
+  OwnedObject thread_;
+};
+
+// Runs the work on a thread of its own, which keeps the library loaded until it ends. False when the
+// thread cannot be made; then the work has not run and nothing is left.
+bool startWorker(const std::shared_ptr<Work>& work);
+
+}  // namespace kvexa::win32
