@@ -1,172 +1,225 @@
 #include "BayerToRgb.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <iterator>
-#include <limits>
-#include <utility>
+
+#include "BayerPixel.h"
+#include "FrameLimits.h"
+#include "Packing.h"
 
 namespace kvexa::convert {
 namespace {
 
-enum class Colour { blue, green, red };
+// A converter for one pattern, sample type and packing.
+template <typename SampleType, Packing packingOfPixels, std::uint32_t patternCode>
+struct Conversion {
+  using Sample = SampleType;
+  static constexpr Packing packing = packingOfPixels;
+  static constexpr std::uint32_t pattern = patternCode;
+  static constexpr std::size_t bytesPerPixel = pixelBytes(packing);
 
-// Where a pixel stands in the 2x2 cell. Red samples lie where a row that holds red crosses a column that
-// holds red, blue ones where neither does.
-struct Site {
-  bool redRow;
-  bool redColumn;
+  Packer<Sample, packing> pack;
+  unsigned bits;
+  std::size_t width;
+  std::size_t height;
+  const RowKernels& kernels;
 
-  constexpr Colour colour() const {
-    if (redRow != redColumn) return Colour::green;
-    return redRow ? Colour::red : Colour::blue;
+  template <Site site, Reach reach>
+  void writePixel(const BayerRows<Sample>& rows, std::uint8_t* output, std::size_t column) const {
+    pack(output + column * bytesPerPixel, channel<site, reach, Colour::red>(rows, column),
+         channel<site, reach, Colour::green>(rows, column), channel<site, reach, Colour::blue>(rows, column));
   }
-  constexpr Site neighbour(int rows, int columns) const {
-    return {redRow != (rows % 2 != 0), redColumn != (columns % 2 != 0)};
-  }
-};
 
-// Site of the top-left pixel: 0 GRBG, 1 RGGB, 2 BGGR, 3 GBRG.
-constexpr Site patternOrigin(std::uint32_t pattern) { return {pattern < 2, pattern % 2 == 1}; }
-
-// Which of the rows and columns around a pixel lie inside the image.
-struct Reach {
-  bool above = true;
-  bool below = true;
-  bool left = true;
-  bool right = true;
-
-  constexpr bool has(int rows, int columns) const {
-    return (rows >= 0 || above) && (rows <= 0 || below) && (columns >= 0 || left) && (columns <= 0 || right);
-  }
-};
-
-struct Rows {
-  const std::uint8_t* above;
-  const std::uint8_t* own;
-  const std::uint8_t* below;
-
-  const std::uint8_t* at(int offset) const { return offset < 0 ? above : offset > 0 ? below : own; }
-};
-
-template <Site site, Reach reach, Colour wanted>
-constexpr bool contributes(int neighbour) {
-  const int rows = neighbour / 3 - 1;
-  const int columns = neighbour % 3 - 1;
-  return reach.has(rows, columns) && site.neighbour(rows, columns).colour() == wanted;
-}
-
-// One colour of one pixel: its own sample, or else the truncated mean of the samples of that colour among
-// the neighbours inside the image. Which those are is settled when this is compiled.
-template <Site site, Reach reach, Colour wanted>
-std::uint8_t channel(const Rows& rows, std::size_t column) {
-  if constexpr (site.colour() == wanted) {
-    return rows.own[column];
-  } else {
-    return [&]<int... neighbour>(std::integer_sequence<int, neighbour...>) {
-      constexpr unsigned count = (0U + ... + contributes<site, reach, wanted>(neighbour));
-      const auto sample = [&]<int n>(std::integral_constant<int, n>) -> unsigned {
-        if constexpr (contributes<site, reach, wanted>(n)) {
-          return rows.at(n / 3 - 1)[column + static_cast<std::size_t>(n % 3) - 1];
-        } else {
-          return 0;
-        }
-      };
-      return static_cast<std::uint8_t>((0U + ... + sample(std::integral_constant<int, neighbour>{})) / count);
+  // Columns first to width - 2; start is the site of column 0.
+  template <Site start, Reach reach>
+  void writeColumns(const BayerRows<Sample>& rows, std::uint8_t* output, std::size_t first) const {
+    constexpr Site odd = start.neighbour(0, 1);
+    std::size_t column = first;
+    if (column % 2 == 0 && column + 1 < width) writePixel<start, reach>(rows, output, column++);
+    for (; column + 2 < width; column += 2) {
+      writePixel<odd, reach>(rows, output, column);
+      writePixel<start, reach>(rows, output, column + 1);
     }
-    (std::make_integer_sequence<int, 9>{});
+    if (column + 1 < width) writePixel<odd, reach>(rows, output, column);
   }
-}
 
-template <Site site, Reach reach>
-void writePixel(const Rows& rows, std::uint8_t* output, std::size_t column) {
-  std::uint8_t* pixel = output + column * 3;
-  pixel[0] = channel<site, reach, Colour::blue>(rows, column);
-  pixel[1] = channel<site, reach, Colour::green>(rows, column);
-  pixel[2] = channel<site, reach, Colour::red>(rows, column);
-}
-
-// One output row; first is the site of its first pixel, reach says which neighbour rows there are.
-template <Site first, Reach reach>
-void writeRow(const Rows& rows, std::uint8_t* output, std::size_t width) {
-  constexpr Site second = first.neighbour(0, 1);
-  constexpr Reach leftEnd{reach.above, reach.below, false, true};
-  constexpr Reach rightEnd{reach.above, reach.below, true, false};
-
-  writePixel<first, leftEnd>(rows, output, 0);
-  std::size_t column = 1;
-  for (; column + 2 < width; column += 2) {
-    writePixel<second, reach>(rows, output, column);
-    writePixel<first, reach>(rows, output, column + 1);
+  template <Site start, Reach reach>
+  void writeEnds(const BayerRows<Sample>& rows, std::uint8_t* output) const {
+    constexpr Reach leftEnd{reach.above, reach.below, false, true};
+    constexpr Reach rightEnd{reach.above, reach.below, true, false};
+    writePixel<start, leftEnd>(rows, output, 0);
+    if (width % 2 != 0) {
+      writePixel<start, rightEnd>(rows, output, width - 1);
+    } else {
+      writePixel<start.neighbour(0, 1), rightEnd>(rows, output, width - 1);
+    }
   }
-  if (column + 1 < width) {
-    writePixel<second, reach>(rows, output, column);
-    writePixel<first, rightEnd>(rows, output, column + 1);
-  } else {
-    writePixel<second, rightEnd>(rows, output, column);
+
+  // wide tells the loops for 16-bit samples that sums of four do not fit 16 bits.
+  template <Site start>
+  void writeInteriorRow(const BayerRows<Sample>& rows, std::uint8_t* output, bool wide) const {
+    constexpr Site odd = start.neighbour(0, 1);
+    constexpr bool colourFirst = odd.colour() != Colour::green;
+    constexpr bool bytes888 = packing == Packing::rgb888;
+    BayerRowKernel kernel = kernels.bayer8[bytes888][odd.redRow][colourFirst];
+    if constexpr (sizeof(Sample) == 2) kernel = kernels.bayer16[wide][bytes888][odd.redRow][colourFirst];
+    std::size_t first = 1;
+    if (kernel != nullptr) {
+      first = kernel(rows.above.bytes(), rows.own.bytes(), rows.below.bytes(), output, width, bits);
+    }
+    writeColumns<start, Reach{}>(rows, output, first);
+    writeEnds<start, Reach{}>(rows, output);
   }
-}
 
-// The top row is made from rows 2 and 3, row 3 being its only neighbour row; this is intended. Its corners
-// alone use rows 0 and 1.
-template <Site origin>
-void writeTopRow(const std::uint8_t* source, std::uint8_t* output, std::size_t width) {
-  constexpr Reach reach{.above = false};
-  constexpr Reach leftEnd{.above = false, .left = false};
-  constexpr Reach rightEnd{.above = false, .right = false};
-  writeRow<origin, reach>({nullptr, source + 2 * width, source + 3 * width}, output, width);
-
-  const Rows corner{nullptr, source, source + width};
-  writePixel<origin, leftEnd>(corner, output, 0);
-  if (width % 2 == 0) {
-    writePixel<origin.neighbour(0, 1), rightEnd>(corner, output, width - 1);
-  } else {
-    writePixel<origin, rightEnd>(corner, output, width - 1);
+  // The top row is made from rows 2 and 3, row 3 being its only neighbour row; this is intended. Its
+  // corners alone use rows 0 and 1.
+  template <Site origin>
+  void writeTopRow(const std::uint8_t* source, std::uint8_t* output) const {
+    constexpr Reach reach{.above = false};
+    const auto row = [&](std::size_t index) {
+      return SampleRow<Sample>(source + index * width * sizeof(Sample));
+    };
+    const BayerRows<Sample> rows{row(2), row(2), row(3)};
+    writeColumns<origin, reach>(rows, output, 1);
+    if constexpr (pattern == 0 && packing == Packing::rgb565 && sizeof(Sample) == 1) {
+      halveBlueOfGreenSites(rows, output);
+    }
+    writeEnds<origin, reach>({row(0), row(0), row(1)}, output);
   }
-}
 
-template <std::uint32_t pattern>
-void convert(const std::uint8_t* source, std::uint8_t* destination, std::size_t width, std::size_t height) {
-  constexpr Site even = patternOrigin(pattern);
-  constexpr Site odd = even.neighbour(1, 0);
-  const auto rowsAround = [&](std::size_t row) {
-    const std::uint8_t* own = source + row * width;
-    return Rows{own - width, own, own + width};
+  // Green sites of this one converter's top row carry half the blue; this is intended.
+  void halveBlueOfGreenSites(const BayerRows<Sample>& rows, std::uint8_t* output) const {
+    for (std::size_t column = 2; column + 1 < width; column += 2) {
+      std::uint8_t* pixel = output + column * bytesPerPixel;
+      const auto word = loadWord<std::uint16_t>(pixel);
+      storeWord(pixel, static_cast<std::uint16_t>((word & 0xFFE0) | rows.below[column] >> 4));
+    }
+  }
+
+  void writeFrame(const std::uint8_t* source, std::uint8_t* destination) const {
+    constexpr Site even = patternOrigin(pattern);
+    constexpr Site odd = even.neighbour(1, 0);
+    const std::size_t sourcePitch = width * sizeof(Sample);
+    const auto rowsAround = [&](std::size_t row) {
+      const std::uint8_t* own = source + row * sourcePitch;
+      return BayerRows<Sample>{SampleRow<Sample>(own - sourcePitch), SampleRow<Sample>(own),
+                               SampleRow<Sample>(own + sourcePitch)};
+    };
+    const auto outputRow = [&](std::size_t row) { return destination + row * width * bytesPerPixel; };
+
+    writeTopRow<even>(source, destination);
+    RowDepth depth(*this, source);
+    std::size_t row = 1;
+    for (; row + 2 < height; row += 2) {
+      writeInteriorRow<odd>(rowsAround(row), outputRow(row), depth.isWide());
+      writeInteriorRow<even>(rowsAround(row + 1), outputRow(row + 1), depth.isWide());
+    }
+    if (row + 1 < height) {
+      writeInteriorRow<odd>(rowsAround(row), outputRow(row), depth.isWide());
+      ++row;
+    }
+    if (row % 2 == 0) {
+      writeBottomRow<even>(source + row * sourcePitch, outputRow(row));
+    } else {
+      writeBottomRow<odd>(source + row * sourcePitch, outputRow(row));
+    }
+  }
+
+  // Says of one interior row after the other whether its three source rows hold samples of 2^14 or more.
+  class RowDepth {
+   public:
+    RowDepth(const Conversion& conversion, const std::uint8_t* source)
+        : conversion_(conversion), next_(source) {
+      above_ = bitsOfNextRow();
+      own_ = bitsOfNextRow();
+    }
+
+    bool isWide() {
+      const std::uint32_t below = bitsOfNextRow();
+      const std::uint32_t all = above_ | own_ | below;
+      above_ = own_;
+      own_ = below;
+      return all >= 1U << 14;
+    }
+
+   private:
+    std::uint32_t bitsOfNextRow() {
+      if (sizeof(Sample) == 1 || conversion_.kernels.combinedBits16 == nullptr) return 0;
+      const std::uint8_t* row = next_;
+      next_ += conversion_.width * sizeof(Sample);
+      return conversion_.kernels.combinedBits16(row, conversion_.width);
+    }
+
+    const Conversion& conversion_;
+    const std::uint8_t* next_;
+    std::uint32_t above_;
+    std::uint32_t own_;
   };
-  const auto outputRow = [&](std::size_t row) { return destination + row * width * 3; };
 
-  writeTopRow<even>(source, destination, width);
-  std::size_t row = 1;
-  for (; row + 2 < height; row += 2) {
-    writeRow<odd, Reach{}>(rowsAround(row), outputRow(row), width);
-    writeRow<even, Reach{}>(rowsAround(row + 1), outputRow(row + 1), width);
+  template <Site start>
+  void writeBottomRow(const std::uint8_t* own, std::uint8_t* output) const {
+    constexpr Reach reach{.below = false};
+    const BayerRows<Sample> rows{SampleRow<Sample>(own - width * sizeof(Sample)), SampleRow<Sample>(own),
+                                 SampleRow<Sample>(own)};
+    writeColumns<start, reach>(rows, output, 1);
+    writeEnds<start, reach>(rows, output);
   }
-  if (row + 1 < height) {
-    writeRow<odd, Reach{}>(rowsAround(row), outputRow(row), width);
-    ++row;
-  }
-  constexpr Reach bottom{.below = false};
-  const std::uint8_t* last = source + row * width;
-  if (row % 2 == 0) {
-    writeRow<even, bottom>({last - width, last, nullptr}, outputRow(row), width);
-  } else {
-    writeRow<odd, bottom>({last - width, last, nullptr}, outputRow(row), width);
-  }
+};
+
+struct Frame {
+  const void* source;
+  void* destination;
+  std::uint32_t width;
+  std::uint32_t height;
+  std::uint32_t bits;
+};
+
+template <typename Sample, Packing packing, std::uint32_t pattern>
+void convertFrame(const Frame& frame, const RowKernels& kernels) {
+  Packer<Sample, packing> pack;
+  if constexpr (sizeof(Sample) == 2) pack.bits = frame.bits;
+  const Conversion<Sample, packing, pattern> conversion{pack, frame.bits, frame.width, frame.height, kernels};
+  conversion.writeFrame(bytesOf(frame.source), bytesOf(frame.destination));
 }
 
-bool isConvertible(const void* source, const void* destination, std::uint32_t width, std::uint32_t height) {
-  constexpr std::uint64_t bytesPerPixel = 3;
-  return source != nullptr && destination != nullptr && width >= 4 && height >= 4 &&
-         std::uint64_t{width} * height <= std::numeric_limits<std::size_t>::max() / bytesPerPixel;
+template <typename Sample, Packing packing>
+bool convert(const Frame& frame, std::uint32_t pattern, const RowKernels& kernels) {
+  constexpr void (*converters[patternCount])(const Frame&, const RowKernels&) = {
+      convertFrame<Sample, packing, 0>, convertFrame<Sample, packing, 1>, convertFrame<Sample, packing, 2>,
+      convertFrame<Sample, packing, 3>};
+  constexpr std::size_t largerPixel = std::max(sizeof(Sample), pixelBytes(packing));
+  if (frame.source == nullptr || frame.destination == nullptr || frame.width < 4 || frame.height < 4 ||
+      !fitsMemory(frame.width, frame.height, largerPixel) || pattern >= patternCount) {
+    return false;
+  }
+  converters[pattern](frame, kernels);
+  return true;
 }
 
 }  // namespace
 
+bool raw8ToRgb565(const std::uint8_t* source, std::uint16_t* destination, std::uint32_t width,
+                  std::uint32_t height, std::uint32_t pattern, const RowKernels& kernels) noexcept {
+  return convert<std::uint8_t, Packing::rgb565>({source, destination, width, height, 8}, pattern, kernels);
+}
+
 bool raw8ToRgb888(const std::uint8_t* source, std::uint8_t* destination, std::uint32_t width,
-                  std::uint32_t height, std::uint32_t pattern) {
-  constexpr decltype(&convert<0>) converters[] = {convert<0>, convert<1>, convert<2>, convert<3>};
-  if (!isConvertible(source, destination, width, height) || pattern >= std::size(converters)) return false;
-  converters[pattern](source, destination, width, height);
-  return true;
+                  std::uint32_t height, std::uint32_t pattern, const RowKernels& kernels) noexcept {
+  return convert<std::uint8_t, Packing::rgb888>({source, destination, width, height, 8}, pattern, kernels);
+}
+
+bool raw16ToRgb565(const std::uint16_t* source, std::uint16_t* destination, std::uint32_t width,
+                   std::uint32_t height, std::uint32_t pattern, std::uint32_t bits,
+                   const RowKernels& kernels) noexcept {
+  return isSampleDepth(bits) && convert<std::uint16_t, Packing::rgb565>(
+                                    {source, destination, width, height, bits}, pattern, kernels);
+}
+
+bool raw16ToRgb888(const std::uint16_t* source, std::uint8_t* destination, std::uint32_t width,
+                   std::uint32_t height, std::uint32_t pattern, std::uint32_t bits,
+                   const RowKernels& kernels) noexcept {
+  return isSampleDepth(bits) && convert<std::uint16_t, Packing::rgb888>(
+                                    {source, destination, width, height, bits}, pattern, kernels);
 }
 
 }  // namespace kvexa::convert

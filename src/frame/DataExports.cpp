@@ -1,7 +1,6 @@
-// Parameter files, frame sizes, conversion and image files: no board is needed.
+// Parameter files, frame sizes and image files: no board is needed.
 #include <windows.h>
 
-#include "convert/BayerToRgb.h"
 #include "files/BmpWriter.h"
 #include "files/CapParamReader.h"
 #include "files/FrameSize.h"
@@ -32,12 +31,6 @@ kVexaCalcFrameSizeEx(const CapParam* param, uint32_t* frameBytes, uint32_t* byte
   *width = size->width;
   *height = size->height;
   return KVEXA_OK;
-}
-
-KVEXA_EXPORT(int32_t)
-kVexaRaw8ToRgb888(const uint8_t* source, uint8_t* destination, uint32_t width, uint32_t height,
-                  uint32_t pattern) {
-  return convert::raw8ToRgb888(source, destination, width, height, pattern) ? KVEXA_OK : KVEXA_BAD_ARGUMENT;
 }
 
 KVEXA_EXPORT(int32_t)

@@ -108,6 +108,14 @@ enum KvexaPixelFormat {
   KVEXA_FORMAT_GREY8 = 13   /* one byte a pixel */
 };
 
+/* The equations from Y, U, V to colour: BT.601 studio range or full range, in integers or in doubles. */
+enum KvexaYuyvMethod {
+  KVEXA_YUYV_INTEGER_STUDIO = 0,
+  KVEXA_YUYV_DOUBLE_STUDIO = 1,
+  KVEXA_YUYV_INTEGER_FULL = 2,
+  KVEXA_YUYV_DOUBLE_FULL = 3
+};
+
 /* What kVexaSaveBmpFile writes. */
 enum KvexaBmpKind {
   KVEXA_BMP_24_BITS = 10000,
@@ -936,19 +944,136 @@ KVEXA_API int32_t KVEXA_CALL kVexaReloadPcieDeviceEx(void);
 /* ---- Images ------------------------------------------------------------------------------------ */
 
 /*
- * Converts a Bayer frame of 8-bit samples to 24-bit colour by bilinear interpolation.
- *   source       in: width * height samples, top row first, rows not padded
- *   destination  out: width * height * 3 bytes, blue, green, red, top row first, rows not padded
+ * The conversions take no board and keep no state; any thread. Images are row-major, top row first, rows
+ * not padded. Buffers may stand at any address; source and destination must not overlap. "888" is three
+ * bytes a pixel (blue, green, red), "565" a little-endian word with red on top. Every one returns KVEXA_OK,
+ * or KVEXA_BAD_ARGUMENT with nothing written: for a null pointer, a size that its text does not allow or
+ * whose image exceeds the address space, and codes (pattern, bits, method, order, format) out of their
+ * range. Products of width and height are formed so that they cannot wrap. Buffer sizes are the caller's
+ * promise.
+ */
+
+/*
+ * Convert a Bayer frame by bilinear interpolation.
+ *   source       in: width * height samples; 16-bit samples carry the pixel in their low bits
+ *   destination  out: width * height pixels
  *   width        in: pixels, 4 or more
  *   height       in: pixels, 4 or more
  *   pattern      in: KvexaBayerPattern
- * KVEXA_BAD_ARGUMENT for a null pointer, a size below 4 or whose image exceeds the address space, or
- * an unknown pattern; nothing is written. A missing colour is the truncated mean of the nearest
- * samples of that colour. The top row, but for its corners, is interpolated from source rows 2 and 3.
- * source and destination must not overlap. Any thread.
+ *   bits         in: depth of 16-bit samples, 9 to 16
+ * A missing colour is the truncated mean of the nearest samples of that colour; at the borders of those
+ * inside the image. The top row, but for its corners, is interpolated from source rows 2 and 3. A 16-bit
+ * sample beyond its depth is not masked: in 565 it spills into the next field, in 888 the low 8 bits of
+ * the shifted value remain. kVexaRaw8ToRgb565 with KVEXA_BAYER_GRBG gives the green sites of the top row,
+ * its corners excepted, half their blue.
  */
+KVEXA_API int32_t KVEXA_CALL kVexaRaw8ToRgb565(const uint8_t* source, uint16_t* destination, uint32_t width,
+                                               uint32_t height, uint32_t pattern);
 KVEXA_API int32_t KVEXA_CALL kVexaRaw8ToRgb888(const uint8_t* source, uint8_t* destination, uint32_t width,
                                                uint32_t height, uint32_t pattern);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw16ToRgb565(const uint16_t* source, uint16_t* destination, uint32_t width,
+                                                uint32_t height, uint32_t pattern, uint32_t bits);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw16ToRgb888(const uint16_t* source, uint8_t* destination, uint32_t width,
+                                                uint32_t height, uint32_t pattern, uint32_t bits);
+
+/*
+ * Convert a Bayer frame through 3x3 kernels of the caller's: demosaicing, colour correction and sharpening
+ * in one.
+ *   source       in: width * height samples
+ *   destination  out: width * height pixels with a black frame one pixel wide; Ex: the interior alone,
+ *                (width - 2) * (height - 2) pixels
+ *   width        in: pixels, 4 or more; Ex: 3 or more
+ *   height       in: pixels, 4 or more; Ex: 3 or more
+ *   pattern      in: KvexaBayerPattern
+ *   kernels      in: 12 kernels of 9 doubles (row above, own row, row below); 3 (for red, green, blue) a
+ *                site, the sites in the order blue, green in a row with blue, green in a row with red, red
+ *   bits         in: depth of 16-bit samples, 9 to 16
+ * A sum above the largest sample value becomes that value. There is no clamp at zero: a negative sum is
+ * truncated toward zero and its low bits reach the pixel. Sums that no 32-bit integer holds, and what is
+ * not a number, count as 0x80000000.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaRaw8ToMtxRgb565(const uint8_t* source, uint16_t* destination,
+                                                  uint32_t width, uint32_t height, uint32_t pattern,
+                                                  const double* kernels);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw8ToMtxRgb888(const uint8_t* source, uint8_t* destination, uint32_t width,
+                                                  uint32_t height, uint32_t pattern, const double* kernels);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw8ToMtxRgb565Ex(const uint8_t* source, uint16_t* destination,
+                                                    uint32_t width, uint32_t height, uint32_t pattern,
+                                                    const double* kernels);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw8ToMtxRgb888Ex(const uint8_t* source, uint8_t* destination,
+                                                    uint32_t width, uint32_t height, uint32_t pattern,
+                                                    const double* kernels);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw16ToMtxRgb565(const uint16_t* source, uint16_t* destination,
+                                                   uint32_t width, uint32_t height, uint32_t pattern,
+                                                   const double* kernels, uint32_t bits);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw16ToMtxRgb888(const uint16_t* source, uint8_t* destination,
+                                                   uint32_t width, uint32_t height, uint32_t pattern,
+                                                   const double* kernels, uint32_t bits);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw16ToMtxRgb565Ex(const uint16_t* source, uint16_t* destination,
+                                                     uint32_t width, uint32_t height, uint32_t pattern,
+                                                     const double* kernels, uint32_t bits);
+KVEXA_API int32_t KVEXA_CALL kVexaRaw16ToMtxRgb888Ex(const uint16_t* source, uint8_t* destination,
+                                                     uint32_t width, uint32_t height, uint32_t pattern,
+                                                     const double* kernels, uint32_t bits);
+
+/*
+ * Convert a YUV 4:2:2 frame of bytes U, Y0, V, Y1 with the studio-range equations: in integers (result of
+ * white is 254), Ex: in doubles.
+ *   source       in: width * height / 2 groups of four bytes, each two pixels
+ *   destination  out: width * height pixels; the last one of an odd count is not written
+ *   width        in: pixels
+ *   height       in: pixels; width * height is 2 or more
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaYuyvToRgb565(const uint8_t* source, uint16_t* destination, uint32_t width,
+                                               uint32_t height);
+KVEXA_API int32_t KVEXA_CALL kVexaYuyvToRgb888(const uint8_t* source, uint8_t* destination, uint32_t width,
+                                               uint32_t height);
+KVEXA_API int32_t KVEXA_CALL kVexaYuyvToRgb565Ex(const uint8_t* source, uint16_t* destination, uint32_t width,
+                                                 uint32_t height);
+KVEXA_API int32_t KVEXA_CALL kVexaYuyvToRgb888Ex(const uint8_t* source, uint8_t* destination, uint32_t width,
+                                                 uint32_t height);
+
+/*
+ * The same through a colour matrix of the caller's.
+ *   matrix  in: 13 doubles: the weights of Y, U, V and a constant for red, then for green and for blue,
+ *           and a scale of the three constants
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaYuyvToMtxRgb565(const uint8_t* source, uint16_t* destination,
+                                                  uint32_t width, uint32_t height, const double* matrix);
+KVEXA_API int32_t KVEXA_CALL kVexaYuyvToMtxRgb888(const uint8_t* source, uint8_t* destination, uint32_t width,
+                                                  uint32_t height, const double* matrix);
+
+/*
+ * Convert a YUV 4:2:2 frame by any method, order and format.
+ *   source       in: width * height / 2 groups of four samples, each two pixels
+ *   destination  out: width * height pixels of the format; the last one of an odd count is not written
+ *   width        in: pixels
+ *   height       in: pixels; width * height is 2 or more
+ *   method       in: KvexaYuyvMethod
+ *   order        in: 0 for Y0, U, Y1, V; any other value for U, Y0, V, Y1
+ *   format       in: KVEXA_FORMAT_BGR24, KVEXA_FORMAT_RGB565 or KVEXA_FORMAT_RGB555; the last keeps red in
+ *                bits 15 to 11, has green in bits 9 to 5, and its bit 10 is 0
+ *   bits         in: depth of 16-bit samples, 9 to 16
+ * Samples of any depth give channels of 8 bits, clamped at both ends. With 16-bit samples the double
+ * studio-range method subtracts 16 from the luma whatever the depth.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaYuyv8ToRgbT2(const uint8_t* source, void* destination, uint32_t width,
+                                               uint32_t height, uint32_t method, uint32_t order,
+                                               uint32_t format);
+KVEXA_API int32_t KVEXA_CALL kVexaYuyv16ToRgbT2(const uint16_t* source, void* destination, uint32_t width,
+                                                uint32_t height, uint32_t method, uint32_t order,
+                                                uint32_t format, uint32_t bits);
+
+/*
+ * The same through a colour matrix of 13 doubles. Here an order above 1 is refused. With 16-bit samples
+ * the scale of the constants is multiplied by 1 << (bits - 8).
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaYuyv8ToMtxRgbT2(const uint8_t* source, void* destination, uint32_t width,
+                                                  uint32_t height, uint32_t order, uint32_t format,
+                                                  const double* matrix);
+KVEXA_API int32_t KVEXA_CALL kVexaYuyv16ToMtxRgbT2(const uint16_t* source, void* destination, uint32_t width,
+                                                   uint32_t height, uint32_t order, uint32_t format,
+                                                   const double* matrix, uint32_t bits);
 
 /*
  * Saves a rectangle of an image as a Windows bitmap, bottom row first. Rows are written at their exact

@@ -1,0 +1,26 @@
+#include "ConversionFuzzer.h"
+#include "convert/FilteredBayer.h"
+
+using namespace kvexa::convert;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::Input input(data, size);
+  const std::uint32_t width = input.below(100), height = input.below(10), pattern = input.below(5);
+  const std::uint32_t bits = 8 + input.below(10);
+  const bool deep = input.byte() % 2 != 0;
+  const Packing packing = input.byte() % 2 != 0 ? Packing::rgb888 : Packing::rgb565;
+  const Extent extent = input.byte() % 2 != 0 ? Extent::interior : Extent::framed;
+  const bool alike = input.byte() % 2 != 0;  // all weights the same, or each its own
+  double weights[108];
+  for (double& weight : weights) weight = alike && &weight != weights ? weights[0] : input.number();
+  const std::size_t pixels = std::size_t{width} * height;
+  const auto source = input.content(pixels * (deep ? 2 : 1));
+  fuzz::compareAllSets(pixels * 3, [&](const RowKernels& kernels, std::uint8_t* output) {
+    if (!deep) {
+      return filterRaw8(source.data(), output, width, height, pattern, weights, packing, extent, kernels);
+    }
+    const auto* words = reinterpret_cast<const std::uint16_t*>(source.data());
+    return filterRaw16(words, output, width, height, pattern, weights, bits, packing, extent, kernels);
+  });
+  return 0;
+}

@@ -1,0 +1,29 @@
+#include "ConversionFuzzer.h"
+#include "convert/YuyvToRgb.h"
+
+using namespace kvexa::convert;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzz::Input input(data, size);
+  const std::uint32_t width = input.below(150), height = input.below(8);
+  const std::uint32_t bits = 8 + input.below(10), format = 9 + input.below(5);
+  const bool deep = input.byte() % 2 != 0;
+  const YuyvOrder order = input.byte() % 2 != 0 ? YuyvOrder::chromaFirst : YuyvOrder::lumaFirst;
+  const std::uint32_t method = input.below(5);
+  double matrix[13] = {};
+  if (method == yuyvMethodCount) {
+    for (double& weight : matrix) weight = input.number();
+  }
+  const std::size_t pixels = std::size_t{width} * height;
+  const auto source = input.content(pixels * (deep ? 4 : 2));
+  fuzz::compareAllSets(pixels * 3, [&](const RowKernels& kernels, std::uint8_t* output) {
+    if (method == yuyvMethodCount) {
+      return deep ? yuyv16ToMtxRgb(source.data(), output, width, height, matrix, order, format, bits, kernels)
+                  : yuyv8ToMtxRgb(source.data(), output, width, height, matrix, order, format, kernels);
+    }
+    const YuyvMethod chosen{method};
+    return deep ? yuyv16ToRgb(source.data(), output, width, height, chosen, order, format, bits, kernels)
+                : yuyv8ToRgb(source.data(), output, width, height, chosen, order, format, kernels);
+  });
+  return 0;
+}

@@ -1,0 +1,62 @@
+#include "InstructionSet.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+namespace kvexa::convert {
+
+constinit const RowKernels scalarRowKernels{};
+
+namespace {
+
+struct Entry {
+  const char* name;
+  const RowKernels* kernels;
+};
+
+constexpr Entry entries[] = {{"scalar", &scalarRowKernels},
+                             {"sse2", &sse2RowKernels},
+                             {"sse41", &sse41RowKernels},
+                             {"avx2", &avx2RowKernels}};
+static_assert(std::size(entries) == std::size(allInstructionSets));
+
+const Entry& entryOf(InstructionSet set) { return entries[static_cast<std::size_t>(set)]; }
+
+// These also ask whether the operating system saves the wide registers.
+bool isSupported(InstructionSet set) {
+  __builtin_cpu_init();
+  switch (set) {
+    case InstructionSet::scalar:
+    case InstructionSet::sse2: return true;  // everything is compiled for it
+    case InstructionSet::sse41: return __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("sse4.1");
+    case InstructionSet::avx2: return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+  }
+  return false;
+}
+
+InstructionSet choose() {
+  InstructionSet widest = InstructionSet::scalar;
+  const char* wanted = std::getenv("KVEXA_INSTRUCTION_SET");
+  for (const InstructionSet set : allInstructionSets) {
+    if (!isSupported(set)) continue;
+    widest = set;
+    if (wanted != nullptr && std::strcmp(wanted, nameOf(set)) == 0) return set;
+  }
+  return widest;
+}
+
+const InstructionSet chosen = choose();
+
+}  // namespace
+
+const char* nameOf(InstructionSet set) noexcept { return entryOf(set).name; }
+
+const RowKernels* rowKernelsOf(InstructionSet set) noexcept {
+  return isSupported(set) ? entryOf(set).kernels : nullptr;
+}
+
+InstructionSet chosenInstructionSet() noexcept { return chosen; }
+const RowKernels& chosenRowKernels() noexcept { return *entryOf(chosen).kernels; }
+
+}  // namespace kvexa::convert

@@ -1,0 +1,24 @@
+// The instruction sets that the converters are compiled for, and which of them runs.
+#pragma once
+
+#include "RowKernels.h"
+
+namespace kvexa::convert {
+
+enum class InstructionSet { scalar, sse2, sse41, avx2 };
+
+constexpr InstructionSet allInstructionSets[] = {InstructionSet::scalar, InstructionSet::sse2,
+                                                 InstructionSet::sse41, InstructionSet::avx2};
+
+const char* nameOf(InstructionSet set) noexcept;
+
+// Null when the processor or the operating system does not support the set.
+const RowKernels* rowKernelsOf(InstructionSet set) noexcept;
+
+// The widest set of this machine, chosen once when the library is loaded. The environment variable
+// KVEXA_INSTRUCTION_SET (scalar, sse2, sse41, avx2), read at that moment, chooses a narrower one; it is
+// meant for tests and measurements, and a name that is unknown or not supported is ignored.
+InstructionSet chosenInstructionSet() noexcept;
+const RowKernels& chosenRowKernels() noexcept;
+
+}  // namespace kvexa::convert

@@ -1,0 +1,42 @@
+// Runs the loops of an instruction set over the groups of a frame.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "RowKernels.h"
+#include "YuyvMethods.h"
+
+namespace kvexa::convert {
+
+// The sums of a method as plain weights, for an estimate; the order of terms is lost here.
+struct AffineSums {
+  double weights[3][3];
+  double constants[3];
+};
+
+// Which loop does the groups of a frame, and with what.
+struct YuyvAhead {
+  YuyvKernel kernel = nullptr;
+  YuyvParameters parameters;
+  bool estimates = false;
+  AffineSums sums{};
+
+  // Converts as many groups as the loop can and returns how many.
+  std::size_t run(const RowKernels& kernels, const std::uint8_t* source, std::uint8_t* pixels,
+                  std::size_t groups, std::size_t sampleBytes, std::size_t pixelBytes);
+};
+
+// order and format as indices: format less the first code.
+YuyvAhead aheadOf(const RowKernels& kernels, const IntegerMethod& method, std::size_t sampleBytes,
+                  YuyvOrder order, std::size_t format);
+YuyvAhead aheadOf(const RowKernels& kernels, const DoubleMethod& method, std::size_t sampleBytes,
+                  YuyvOrder order, std::size_t format);
+YuyvAhead aheadOf(const RowKernels& kernels, const MatrixMethod& method, std::size_t sampleBytes,
+                  YuyvOrder order, std::size_t format);
+
+// The estimate for samples up to a value. Not usable where a sum could leave the range of the loops'
+// integers, or is no number.
+YuyvEstimate estimateOf(const AffineSums& sums, double largestSample);
+
+}  // namespace kvexa::convert

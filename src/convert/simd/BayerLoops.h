@@ -1,0 +1,172 @@
+// Interior rows of Bayer mosaics in vectors. A unit includes this after its vocabulary.
+#pragma once
+
+#include "../Packing.h"
+#include "../RowKernels.h"
+
+namespace kvexa::convert {
+namespace {
+
+// Runs step(column) over the interior columns, vector by vector of the given number of pixels (even), and
+// once more, overlapping, for the rest; of an odd number of columns the last is left.
+template <std::size_t pixels, typename Step>
+KVEXA_INLINE std::size_t forInteriorColumns(std::size_t width, const Step& step) {
+  if (width < pixels + 2) return 1;
+  std::size_t column = 1;
+  for (; column + pixels + 1 <= width; column += pixels) step(column);
+  if (column + 1 < width) {
+    const std::size_t last = (width - 1 - pixels - 1) / 2 * 2 + 1;
+    if (last + pixels > column) step(last);
+    column = last + pixels;
+  }
+  return column;
+}
+
+// ---- 8-bit samples: sums in words, pixels of even and of odd places apart ----
+
+struct ByteColumns {
+  Integers left, first, second, right;  // columns -1, 0, 1, 2 of every pair, as words
+
+  KVEXA_INLINE static ByteColumns at(const std::uint8_t* row) {
+    const Integers low = words(0xFF);
+    const Integers before = load(row - 1), after = load(row + 1);
+    return {both(before, low), down16<8>(before), both(after, low), down16<8>(after)};
+  }
+};
+
+struct WordPixels {
+  Integers red, green, blue;
+};
+
+// The pixels of even and of odd places of a row. Its own colour is red or blue; the other comes from the
+// rows around it.
+template <bool redRow, bool colourFirst>
+KVEXA_INLINE void interpolatePairs(const std::uint8_t* above, const std::uint8_t* own,
+                                   const std::uint8_t* below, WordPixels& first, WordPixels& second) {
+  const ByteColumns a = ByteColumns::at(above), o = ByteColumns::at(own), b = ByteColumns::at(below);
+  const Integers firstColumn = add16(a.first, b.first), secondColumn = add16(a.second, b.second);
+  Integers own1, own2, green1, green2, other1, other2;
+  if constexpr (colourFirst) {
+    own1 = o.first;
+    green1 = down16<2>(add16(firstColumn, add16(o.left, o.second)));
+    other1 = down16<2>(add16(secondColumn, add16(a.left, b.left)));
+    own2 = down16<1>(add16(o.first, o.right));
+    green2 = o.second;
+    other2 = down16<1>(secondColumn);
+  } else {
+    own1 = down16<1>(add16(o.left, o.second));
+    green1 = o.first;
+    other1 = down16<1>(firstColumn);
+    own2 = o.second;
+    green2 = down16<2>(add16(secondColumn, add16(o.first, o.right)));
+    other2 = down16<2>(add16(firstColumn, add16(a.right, b.right)));
+  }
+  first = redRow ? WordPixels{own1, green1, other1} : WordPixels{other1, green1, own1};
+  second = redRow ? WordPixels{own2, green2, other2} : WordPixels{other2, green2, own2};
+}
+
+KVEXA_INLINE Integers packed565(const WordPixels& pixel) {
+  return either(either(up16<8>(both(pixel.red, words(0xF8))), up16<3>(both(pixel.green, words(0xFC)))),
+                down16<3>(pixel.blue));
+}
+
+template <Packing packing, bool redRow, bool colourFirst>
+std::size_t bayer8(const std::uint8_t* above, const std::uint8_t* own, const std::uint8_t* below,
+                   std::uint8_t* output, std::size_t width, unsigned) {
+  constexpr std::size_t size = pixelBytes(packing);
+  return forInteriorColumns<vectorBytes>(width, [=](std::size_t column) {
+    WordPixels first, second;
+    interpolatePairs<redRow, colourFirst>(above + column, own + column, below + column, first, second);
+    std::uint8_t* pixels = output + column * size;
+    if constexpr (packing == Packing::rgb565) {
+      storeInTurn(pixels, packed565(first), packed565(second));
+    } else {
+      storeInThrees(pixels, either(first.blue, up16<8>(first.green)), either(first.red, up16<8>(second.blue)),
+                    either(second.green, up16<8>(second.red)));
+    }
+  });
+}
+
+// ---- 16-bit samples: one word a pixel, both sites computed, the right one taken ----
+
+// Truncated means of words that use all 16 bits. The mean of four is that of two means, one less where
+// their halves did not add up to a carry.
+KVEXA_INLINE Integers mean2(Integers a, Integers b) {
+  return sub16(meanUp16(a, b), both(differing(a, b), words(1)));
+}
+KVEXA_INLINE Integers mean4(Integers a, Integers b, Integers c, Integers d) {
+  const Integers p = mean2(a, b), q = mean2(c, d);
+  const Integers carry = both(differing(a, b), differing(c, d));
+  return sub16(meanUp16(p, q), both(onlySecond(carry, differing(p, q)), words(1)));
+}
+
+struct NarrowMeans {  // samples below 2^14: sums of four fit
+  KVEXA_INLINE static Integers of2(Integers a, Integers b) { return down16<1>(add16(a, b)); }
+  KVEXA_INLINE static Integers of4(Integers a, Integers b, Integers c, Integers d) {
+    return down16<2>(add16(add16(a, b), add16(c, d)));
+  }
+};
+struct WideMeans {
+  KVEXA_INLINE static Integers of2(Integers a, Integers b) { return mean2(a, b); }
+  KVEXA_INLINE static Integers of4(Integers a, Integers b, Integers c, Integers d) {
+    return mean4(a, b, c, d);
+  }
+};
+
+template <typename Means, bool redRow, bool colourFirst>
+KVEXA_INLINE WordPixels interpolateWords(const std::uint8_t* above, const std::uint8_t* own,
+                                         const std::uint8_t* below) {
+  const Integers up = load(above), down = load(below), left = load(own - 2), right = load(own + 2);
+  const Integers centre = load(own);
+  const Integers cross = Means::of4(up, down, left, right);
+  const Integers corners = Means::of4(load(above - 2), load(above + 2), load(below - 2), load(below + 2));
+  const Integers row = Means::of2(left, right), column = Means::of2(up, down);
+  const auto take = [](Integers atColour, Integers atGreen) {
+    return colourFirst ? evenOdd16(atColour, atGreen) : evenOdd16(atGreen, atColour);
+  };
+  const Integers ownColour = take(centre, row), green = take(cross, centre), other = take(corners, column);
+  return redRow ? WordPixels{ownColour, green, other} : WordPixels{other, green, ownColour};
+}
+
+// Shifts by a count that is not known when this is compiled are high halves of products.
+template <typename Means, Packing packing, bool redRow, bool colourFirst>
+std::size_t bayer16(const std::uint8_t* above, const std::uint8_t* own, const std::uint8_t* below,
+                    std::uint8_t* output, std::size_t width, unsigned bits) {
+  const Integers toFive = words(1 << (21 - bits)), toSix = words(1 << (22 - bits));
+  const Integers toEight = words(1 << (24 - bits));
+  constexpr std::size_t size = pixelBytes(packing);
+  return forInteriorColumns<vectorBytes / 2>(width, [=](std::size_t column) {
+    const std::size_t at = 2 * column;
+    const WordPixels mean = interpolateWords<Means, redRow, colourFirst>(above + at, own + at, below + at);
+    std::uint8_t* pixels = output + column * size;
+    if constexpr (packing == Packing::rgb565) {
+      const Integers redGreen =
+          add16(up16<11>(mulHigh16(mean.red, toFive)), up16<5>(mulHigh16(mean.green, toSix)));
+      store(pixels, add16(redGreen, mulHigh16(mean.blue, toFive)));
+    } else {
+      const Integers blue = both(mulHigh16(mean.blue, toEight), words(0xFF));
+      storeBgr(pixels, either(blue, up16<8>(mulHigh16(mean.green, toEight))), mulHigh16(mean.red, toEight));
+    }
+  });
+}
+
+// The bits that any of the samples has.
+std::uint32_t combinedBits16(const std::uint8_t* samples, std::size_t count) {
+  Integers all = zeroIntegers();
+  std::size_t i = 0;
+  constexpr std::size_t step = vectorBytes / 2;
+  for (; i + step <= count; i += step) all = either(all, load(samples + 2 * i));
+  std::uint16_t parts[step];
+  store(reinterpret_cast<std::uint8_t*>(parts), all);
+  std::uint32_t result = 0;
+  for (const std::uint16_t part : parts) result |= part;
+  for (; i < count; ++i) {
+    std::uint16_t sample;
+    __builtin_memcpy(&sample, samples + 2 * i, 2);
+    result |= sample;
+  }
+  return result;
+}
+
+}  // namespace
+}  // namespace kvexa::convert

@@ -1,0 +1,241 @@
+// The vector vocabulary in registers of 128 bits: SSE2, and SSE4.1 where the unit is compiled for it.
+// Everything has internal linkage: code compiled for one set must never stand in for another's.
+#pragma once
+
+#include <emmintrin.h>
+#ifdef __SSE4_1__
+#include <smmintrin.h>
+#endif
+
+#include <cstddef>
+#include <cstdint>
+
+#define KVEXA_INLINE inline __attribute__((always_inline))
+
+namespace kvexa::convert {
+namespace {
+
+using Integers = __m128i;
+using Floats = __m128;
+using Doubles = __m128d;
+constexpr std::size_t vectorBytes = 16;
+
+KVEXA_INLINE Integers load(const std::uint8_t* bytes) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+}
+KVEXA_INLINE void store(std::uint8_t* bytes, Integers a) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), a);
+}
+// Two neighbouring vectors so that operations within 128 bits keep the order of what they join.
+KVEXA_INLINE void loadForJoin(const std::uint8_t* bytes, Integers& first, Integers& second) {
+  first = load(bytes);
+  second = load(bytes + vectorBytes);
+}
+
+KVEXA_INLINE Integers words(int value) { return _mm_set1_epi16(static_cast<short>(value)); }
+KVEXA_INLINE Integers dwords(int value) { return _mm_set1_epi32(value); }
+KVEXA_INLINE Integers zeroIntegers() { return _mm_setzero_si128(); }
+KVEXA_INLINE Integers both(Integers a, Integers b) { return _mm_and_si128(a, b); }
+KVEXA_INLINE Integers either(Integers a, Integers b) { return _mm_or_si128(a, b); }
+KVEXA_INLINE Integers differing(Integers a, Integers b) { return _mm_xor_si128(a, b); }
+KVEXA_INLINE Integers onlySecond(Integers a, Integers b) { return _mm_andnot_si128(a, b); }
+
+KVEXA_INLINE Integers add16(Integers a, Integers b) { return _mm_add_epi16(a, b); }
+KVEXA_INLINE Integers sub16(Integers a, Integers b) { return _mm_sub_epi16(a, b); }
+KVEXA_INLINE Integers addSaturated16(Integers a, Integers b) { return _mm_adds_epu16(a, b); }
+KVEXA_INLINE Integers subSaturated16(Integers a, Integers b) { return _mm_subs_epu16(a, b); }
+KVEXA_INLINE Integers mulLow16(Integers a, Integers b) { return _mm_mullo_epi16(a, b); }
+KVEXA_INLINE Integers mulHigh16(Integers a, Integers b) { return _mm_mulhi_epu16(a, b); }
+KVEXA_INLINE Integers meanUp16(Integers a, Integers b) { return _mm_avg_epu16(a, b); }
+KVEXA_INLINE Integers min16(Integers a, Integers b) { return _mm_min_epi16(a, b); }
+KVEXA_INLINE Integers max16(Integers a, Integers b) { return _mm_max_epi16(a, b); }
+template <int count>
+KVEXA_INLINE Integers up16(Integers a) {
+  return _mm_slli_epi16(a, count);
+}
+template <int count>
+KVEXA_INLINE Integers down16(Integers a) {
+  return _mm_srli_epi16(a, count);
+}
+template <int count>
+KVEXA_INLINE Integers downSigned16(Integers a) {
+  return _mm_srai_epi16(a, count);
+}
+
+KVEXA_INLINE Integers add32(Integers a, Integers b) { return _mm_add_epi32(a, b); }
+KVEXA_INLINE Integers multiplyPairs(Integers a, Integers b) { return _mm_madd_epi16(a, b); }
+template <int count>
+KVEXA_INLINE Integers up32(Integers a) {
+  return _mm_slli_epi32(a, count);
+}
+template <int count>
+KVEXA_INLINE Integers down32(Integers a) {
+  return _mm_srli_epi32(a, count);
+}
+KVEXA_INLINE Integers downSigned32By(Integers a, unsigned count) {
+  return _mm_sra_epi32(a, _mm_cvtsi32_si128(static_cast<int>(count)));
+}
+
+// Joins and splits within each 128 bits.
+KVEXA_INLINE Integers joinSigned32(Integers a, Integers b) { return _mm_packs_epi32(a, b); }
+KVEXA_INLINE Integers joinUnsigned16(Integers a, Integers b) { return _mm_packus_epi16(a, b); }
+KVEXA_INLINE Integers mixLow16(Integers a, Integers b) { return _mm_unpacklo_epi16(a, b); }
+KVEXA_INLINE Integers mixHigh16(Integers a, Integers b) { return _mm_unpackhi_epi16(a, b); }
+KVEXA_INLINE Integers mixLow32(Integers a, Integers b) { return _mm_unpacklo_epi32(a, b); }
+KVEXA_INLINE Integers mixHigh32(Integers a, Integers b) { return _mm_unpackhi_epi32(a, b); }
+// Even 32-bit lanes of a, then of b; odd ones likewise.
+KVEXA_INLINE Integers even32(Integers a, Integers b) {
+  return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0x88));
+}
+KVEXA_INLINE Integers odd32(Integers a, Integers b) {
+  return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0xDD));
+}
+// Swaps the middle two of every four words.
+KVEXA_INLINE Integers swapMiddle16(Integers a) {
+  return _mm_shufflehi_epi16(_mm_shufflelo_epi16(a, 0xD8), 0xD8);
+}
+
+// Words of a in the even places, of b in the odd ones.
+KVEXA_INLINE Integers evenOdd16(Integers a, Integers b) {
+#ifdef __SSE4_1__
+  return _mm_blend_epi16(a, b, 0xAA);
+#else
+  const Integers low = dwords(0xFFFF);
+  return either(both(a, low), onlySecond(low, b));
+#endif
+}
+
+KVEXA_INLINE unsigned anyBit(Integers a) {
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, zeroIntegers()))) ^ 0xFFFFU;
+}
+
+// ---- Pixels ----
+
+// Words of the pixels of even places and of odd places, to memory in turn.
+KVEXA_INLINE void storeInTurn(std::uint8_t* output, Integers even, Integers odd) {
+  store(output, mixLow16(even, odd));
+  store(output + 16, mixHigh16(even, odd));
+}
+
+// Four times B, G, R and a byte that is dropped become 12 bytes in front.
+KVEXA_INLINE Integers dropFourthBytes(Integers a) {
+#ifdef __SSE4_1__
+  return _mm_shuffle_epi8(a, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
+#else
+  const Integers first = _mm_set1_epi64x(0xFFFFFF);
+  const Integers second = _mm_set1_epi64x(0xFFFFFF000000);
+  const Integers sixes = either(both(a, first), both(_mm_srli_epi64(a, 8), second));
+  const Integers low = _mm_setr_epi32(-1, 0xFFFF, 0, 0);
+  return either(both(sixes, low), onlySecond(low, _mm_srli_si128(sixes, 2)));
+#endif
+}
+
+KVEXA_INLINE void storeTwelveBytes(std::uint8_t* output, Integers a) {
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(output), a);
+  const int last = _mm_cvtsi128_si32(_mm_srli_si128(a, 8));
+  __builtin_memcpy(output + 8, &last, 4);
+}
+
+// Pixels from words of blue with green above, and words whose low byte is red. Nothing is written beyond
+// the pixels.
+KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers red) {
+  store(output, dropFourthBytes(mixLow16(blueGreen, red)));
+  storeTwelveBytes(output + 12, dropFourthBytes(mixHigh16(blueGreen, red)));
+}
+
+// Three vectors of words to memory in turn: first, second, third, first and so on.
+KVEXA_INLINE void storeInThrees(std::uint8_t* output, Integers first, Integers second, Integers third) {
+#ifdef __SSE4_1__
+  const Integers a =
+      _mm_shuffle_epi8(first, _mm_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11));
+  const Integers b =
+      _mm_shuffle_epi8(second, _mm_setr_epi8(10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5));
+  const Integers c =
+      _mm_shuffle_epi8(third, _mm_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15));
+  store(output, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x92), c, 0x24));
+  store(output + 16, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x24), c, 0x49));
+  store(output + 32, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x49), c, 0x92));
+#else
+  const Integers low = mixLow16(first, second), high = mixHigh16(first, second);
+  const Integers thirdLow = mixLow16(third, zeroIntegers()), thirdHigh = mixHigh16(third, zeroIntegers());
+  const auto sixes = [](Integers pairs) {  // two groups of three words and one that is dropped
+    const Integers mask = _mm_setr_epi32(-1, 0xFFFF, 0, 0);
+    return either(both(pairs, mask), onlySecond(mask, _mm_srli_si128(pairs, 2)));
+  };
+  const Integers p0 = sixes(mixLow32(low, thirdLow)), p1 = sixes(mixHigh32(low, thirdLow));
+  const Integers p2 = sixes(mixLow32(high, thirdHigh)), p3 = sixes(mixHigh32(high, thirdHigh));
+  store(output, either(p0, _mm_slli_si128(p1, 12)));
+  store(output + 16, either(_mm_srli_si128(p1, 4), _mm_slli_si128(p2, 8)));
+  store(output + 32, either(_mm_srli_si128(p2, 8), _mm_slli_si128(p3, 4)));
+#endif
+}
+
+// ---- Single precision ----
+
+constexpr std::size_t floatLanes = 4;
+
+KVEXA_INLINE Floats loadFloats(const float* at) { return _mm_loadu_ps(at); }
+KVEXA_INLINE void storeFloats(float* at, Floats a) { _mm_storeu_ps(at, a); }
+KVEXA_INLINE Floats floats(float value) { return _mm_set1_ps(value); }
+KVEXA_INLINE Floats toFloats(Integers a) { return _mm_cvtepi32_ps(a); }
+KVEXA_INLINE Integers truncated(Floats a) { return _mm_cvttps_epi32(a); }
+KVEXA_INLINE Floats add(Floats a, Floats b) { return _mm_add_ps(a, b); }
+KVEXA_INLINE Floats min(Floats a, Floats b) { return _mm_min_ps(a, b); }
+// a * b + c; fused where the set can, which the bound of the error allows for.
+KVEXA_INLINE Floats multiplyAdd(Floats a, Floats b, Floats c) { return _mm_add_ps(_mm_mul_ps(a, b), c); }
+KVEXA_INLINE Floats mixLow(Floats a, Floats b) { return _mm_unpacklo_ps(a, b); }
+KVEXA_INLINE Floats mixHigh(Floats a, Floats b) { return _mm_unpackhi_ps(a, b); }
+
+// A vector of bytes or words as lanes of 32 bits.
+KVEXA_INLINE Integers widen8(const std::uint8_t* at) {
+  int four;
+  __builtin_memcpy(&four, at, 4);
+#ifdef __SSE4_1__
+  return _mm_cvtepu8_epi32(_mm_cvtsi32_si128(four));
+#else
+  const Integers zero = zeroIntegers();
+  return _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(four), zero), zero);
+#endif
+}
+KVEXA_INLINE Integers widen16(const std::uint8_t* at) {
+  const Integers eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(at));
+  return _mm_unpacklo_epi16(eight, zeroIntegers());
+}
+
+// Two vectors of 32-bit lanes to one of their low words, in order.
+KVEXA_INLINE Integers lowWords(Integers a, Integers b) {
+  return _mm_packs_epi32(_mm_srai_epi32(_mm_slli_epi32(a, 16), 16),
+                         _mm_srai_epi32(_mm_slli_epi32(b, 16), 16));
+}
+// The same of values that fit 16 bits.
+KVEXA_INLINE Integers smallWords(Integers a, Integers b) { return _mm_packs_epi32(a, b); }
+
+KVEXA_INLINE void storeIntegers(std::int32_t* at, Integers a) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(at), a);
+}
+KVEXA_INLINE Integers loadIntegers(const std::int32_t* at) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+}
+
+// ---- Double precision: never fused, terms in the order written ----
+
+constexpr std::size_t doubleLanes = 2;
+
+KVEXA_INLINE Doubles loadDoubles(const double* at) { return _mm_loadu_pd(at); }
+KVEXA_INLINE void storeDoubles(double* at, Doubles a) { _mm_storeu_pd(at, a); }
+KVEXA_INLINE Doubles doubles(double value) { return _mm_set1_pd(value); }
+KVEXA_INLINE Doubles widen(const float* at) {
+  return _mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at))));
+}
+KVEXA_INLINE Doubles add(Doubles a, Doubles b) { return _mm_add_pd(a, b); }
+KVEXA_INLINE Doubles sub(Doubles a, Doubles b) { return _mm_sub_pd(a, b); }
+KVEXA_INLINE Doubles mul(Doubles a, Doubles b) { return _mm_mul_pd(a, b); }
+// limit when value is beyond it, else value, also when that is not a number.
+KVEXA_INLINE Doubles atMost(Doubles limit, Doubles value) { return _mm_min_pd(limit, value); }
+KVEXA_INLINE Doubles atLeast(Doubles limit, Doubles value) { return _mm_max_pd(limit, value); }
+KVEXA_INLINE void storeTruncated(std::int32_t* at, Doubles a) {
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(at), _mm_cvttpd_epi32(a));
+}
+
+}  // namespace
+}  // namespace kvexa::convert

@@ -1,0 +1,20 @@
+# Tests of all converters through the interface, for the DLL and for the native build alike; each
+# instruction set is forced in turn, in a process of its own.
+set(conversionTests
+  ${CMAKE_CURRENT_LIST_DIR}/ConversionEnvironmentTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ConversionEqualityTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ConversionExamplesTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ConversionRefusalTest.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/Converters.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ExpectedPixels.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/YuyvTriplesTest.cpp
+)
+
+function(addConversionTests program)
+  add_executable(${program} ${conversionTests} ${ARGN})
+  target_include_directories(${program} PRIVATE ${CMAKE_SOURCE_DIR})
+  foreach(set scalar sse2 sse41 avx2)
+    add_test(NAME ${program}_${set} COMMAND ${program})
+    set_tests_properties(${program}_${set} PROPERTIES ENVIRONMENT "KVEXA_INSTRUCTION_SET=${set}")
+  endforeach()
+endfunction()
