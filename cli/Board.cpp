@@ -9,6 +9,10 @@ namespace cli {
 
 void step(const std::string& call, std::int32_t result) {
   std::printf("  %-24s %d\n", call.c_str(), result);
+  require(call, result);
+}
+
+void require(const std::string& call, std::int32_t result) {
   if (result < 0) throw Failure(call + " returned " + describe(result));
 }
 

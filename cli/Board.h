@@ -11,6 +11,9 @@ namespace cli {
 // Prints "  kVexaPowerV1On            0" and throws Failure when the result is negative.
 void step(const std::string& call, std::int32_t result);
 
+// Throws Failure when the result is negative, and prints nothing.
+void require(const std::string& call, std::int32_t result);
+
 class Board {
  public:
   Board(std::uint32_t type, std::uint32_t index);

@@ -25,10 +25,10 @@ Session::Session(const SessionOptions& options) {
     if (traceFile_) attachment_ = std::make_unique<sim::Attachment>(library, realTrace_);
     return;
   }
-  if (options.boardType == KVEXA_BOARD_PCIE) {
-    machine_.addPcieBoards(options.boardCount);
-  } else {
-    for (std::uint32_t i = 0; i < options.boardCount; ++i) machine_.addUsbBoard().sensor().setScene(scene);
+  for (std::uint32_t i = 0; i < options.boardCount; ++i) {
+    sim::Sensor& sensor = options.boardType == KVEXA_BOARD_PCIE ? machine_.addPcieBoard().sensor()
+                                                                : machine_.addUsbBoard().sensor();
+    sensor.setScene(scene);
   }
   attachment_ = std::make_unique<sim::Attachment>(library, machine_);
 }

@@ -10,6 +10,7 @@
 #include "CaptureCommand.h"
 #include "ListCommand.h"
 #include "Session.h"
+#include "StreamCommand.h"
 
 namespace {
 
@@ -69,6 +70,37 @@ void addCapture(CLI::App& app, cli::SessionOptions& session, cli::CaptureOptions
   });
 }
 
+void addStream(CLI::App& app, cli::SessionOptions& session, cli::StreamOptions& options) {
+  CLI::App* command =
+      app.add_subcommand("stream", "capture frame after frame from a USB board, until Ctrl-C ends it");
+  addSessionOptions(*command, session);
+  command->add_option("--scene", session.scene, "BMP or JPEG picture in front of the simulated camera");
+  command->add_option("--index", options.boardIndex, "board index, from 0")->capture_default_str();
+  command->add_option("--regs", options.registers, "register-setting file of the sensor")->required();
+  command->add_option("--params", options.parameters, "capture-parameter file")->required();
+  command->add_option("--count", options.count, "frames to capture; without it there is no end")
+      ->check(CLI::Range(1U, 999999999U));
+  command->add_option("--out", options.pictures,
+                      "name of the pictures, '#' for the frame's number: frame-#.bmp");
+  command->add_option("--pattern", options.pattern, "Bayer pattern of the sensor")
+      ->transform(oneOf(patterns))
+      ->default_str("grbg");
+  // Less leaves the board no time to stop.
+  command->add_option("--timeout", options.timeout, "milliseconds to wait for a frame")
+      ->check(CLI::Range(100U, 600000U))
+      ->capture_default_str();
+  command->add_option("--buffers", options.buffers, "frames in this computer's memory")
+      ->check(CLI::Range(2U, 1000U))
+      ->capture_default_str();
+  command->add_flag(
+      "--frame-counter", options.frameCounter,
+      "count missing frames by the number that the sensor draws (the simulated one: register 0x010C)");
+  command->callback([&] {
+    const cli::Session boards(session);
+    cli::stream(options);
+  });
+}
+
 void addList(CLI::App& app, cli::SessionOptions& session) {
   CLI::App* command = app.add_subcommand("list", "count the boards that are present");
   addSessionOptions(*command, session);
@@ -87,6 +119,8 @@ int main(int argc, char** argv) {
     cli::SessionOptions session;
     cli::CaptureOptions captureOptions;
     addCapture(app, session, captureOptions);
+    cli::StreamOptions streamOptions;
+    addStream(app, session, streamOptions);
     addList(app, session);
     try {
       app.parse(argc, argv);

@@ -13,6 +13,8 @@ constexpr Microseconds microsecondsPerMillisecond = 1000;
 // after this time.
 constexpr std::chrono::milliseconds lookAgain{1};
 
+constexpr std::chrono::milliseconds hostsTurnLimit{500};
+
 }  // namespace
 
 DriverThread::~DriverThread() {
@@ -45,7 +47,7 @@ void DriverThread::wake() {
   changed_.notify_all();
 }
 
-DWORD DriverThread::waitWithin(HANDLE event, DWORD milliseconds) {
+DWORD DriverThread::waitWithin(HANDLE event, DWORD milliseconds, const std::function<void()>& waits) {
   const HANDLE passed = CreateEventA(nullptr, TRUE, FALSE, nullptr);
   std::list<Alarm> own;
   own.push_back({clock_.now() + milliseconds * microsecondsPerMillisecond, passed});
@@ -54,6 +56,7 @@ DWORD DriverThread::waitWithin(HANDLE event, DWORD milliseconds) {
     const std::lock_guard lock(mutex_);
     alarms_.splice(alarms_.end(), own);
   }
+  waits();
   serve();
   // The request comes first: its event counts when both are set.
   const std::array<HANDLE, 2> objects{event, passed};
@@ -79,6 +82,7 @@ void DriverThread::run() {
 
 void DriverThread::step(std::uint64_t seen, const std::vector<Source*>& sources) {
   bool waiting = false;
+  if (const auto until = hostsTurn(seen)) return waitForChange(seen, until);
   for (Source* source : sources) {
     if (const auto until = source->awaitsHostUntil()) return waitForChange(seen, until);
     waiting = waiting || source->isWaiting();
@@ -118,6 +122,14 @@ void DriverThread::waitForChange(std::uint64_t seen, std::optional<RealTime> unt
   }
 }
 
+// After an alarm the time stands still until the program has done something about it.
+std::optional<DriverThread::RealTime> DriverThread::hostsTurn(std::uint64_t seen) {
+  const std::lock_guard lock(mutex_);
+  if (alarm_ && (alarm_->changes != seen || std::chrono::steady_clock::now() >= alarm_->until))
+    alarm_.reset();
+  return alarm_ ? std::optional(alarm_->until) : std::nullopt;
+}
+
 // A rung alarm stays in the list, without its event, until its owner takes it out.
 void DriverThread::ring(Microseconds now) {
   const std::lock_guard lock(mutex_);
@@ -125,6 +137,7 @@ void DriverThread::ring(Microseconds now) {
     if (alarm.event == nullptr || alarm.at > now) continue;
     SetEvent(alarm.event);
     alarm.event = nullptr;
+    alarm_ = Turn{changes_, std::chrono::steady_clock::now() + hostsTurnLimit};
   }
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <mutex>
 #include <optional>
@@ -56,12 +57,17 @@ class DriverThread {
   void wake();
 
   // Waits for an event that a pending request sets, as WaitForSingleObject does, but in simulated time.
-  DWORD waitWithin(HANDLE event, DWORD milliseconds);
+  // `waits` is called when the time has begun to count.
+  DWORD waitWithin(HANDLE event, DWORD milliseconds, const std::function<void()>& waits);
 
  private:
   struct Alarm {
     Microseconds at;
     HANDLE event;
+  };
+  struct Turn {
+    std::uint64_t changes;
+    RealTime until;
   };
   struct Next {
     Microseconds at;
@@ -71,6 +77,7 @@ class DriverThread {
   void run();
   void step(std::uint64_t seen, const std::vector<Source*>& sources);
   std::optional<Next> findNext(const std::vector<Source*>& sources);
+  std::optional<RealTime> hostsTurn(std::uint64_t seen);
   void waitForChange(std::uint64_t seen, std::optional<RealTime> until);
   void ring(Microseconds now);
 
@@ -79,6 +86,7 @@ class DriverThread {
   std::condition_variable changed_;
   std::vector<Source*> sources_;
   std::list<Alarm> alarms_;
+  std::optional<Turn> alarm_;
   std::uint64_t changes_ = 0;
   bool ends_ = false;
   std::thread thread_;

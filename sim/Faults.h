@@ -14,6 +14,7 @@ struct Fault {
     refuse,      // the driver refuses the request with the Windows error `value`
     keepStatus,  // the driver accepts the request, but does not report success in its status word
     shorten,     // the request moves at most `value` bytes
+    corrupt,     // USB: every byte that moves has the bits of `value` turned round
     unplug,      // the board is pulled out just before the request
     answer,      // PCIe: the driver's status word is `value`, and the request is over at once
     answerLater  // PCIe: the driver's status word is `value` when the request is over

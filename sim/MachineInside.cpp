@@ -202,6 +202,19 @@ Driver* Machine::Inside::driver(HANDLE file) const {
   return found == files_.end() ? nullptr : found->second->driver.get();
 }
 
+void Machine::Inside::noteWait(HANDLE event) {
+  std::vector<PcieDriver*> drivers;
+  {
+    const std::lock_guard lock(mutex_);
+    drivers = pcieDrivers_;
+  }
+  for (PcieDriver* driver : drivers) driver->board().noteWait(event);
+}
+
+DWORD Machine::Inside::waitWithin(HANDLE event, DWORD milliseconds) {
+  return driverThread_.waitWithin(event, milliseconds, [&] { noteWait(event); });
+}
+
 Machine::Inside::Board& Machine::Inside::addBoard(
     std::uint32_t type, const std::function<std::unique_ptr<Driver>(std::string)>& makeDriver) {
   const BoardClass& boardClass = boardClasses.at(type);

@@ -62,7 +62,9 @@ struct Machine::Inside {
 
   // The time has passed otherwise than by the driver's thread.
   void wakeDriver() { driverThread_.wake(); }
-  DWORD waitWithin(HANDLE event, DWORD milliseconds) { return driverThread_.waitWithin(event, milliseconds); }
+  // A wait for an event that a request to a board sets.
+  void noteWait(HANDLE event);
+  DWORD waitWithin(HANDLE event, DWORD milliseconds);
 
  private:
   struct Board {

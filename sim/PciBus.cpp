@@ -53,14 +53,14 @@ void PciBus::leaveLastError(std::uint32_t error) {
   lastError_ = error;
 }
 
-void PciBus::needReboot(unsigned function) {
+void PciBus::needReboot(unsigned number) {
   const std::lock_guard lock(mutex_);
-  functions_.at(function).needsReboot = true;
+  functions_.at(number).needsReboot = true;
 }
 
-bool PciBus::isEnabled(unsigned function) const {
+bool PciBus::isEnabled(unsigned number) const {
   const std::lock_guard lock(mutex_);
-  return functions_.at(function).enabled;
+  return functions_.at(number).enabled;
 }
 
 unsigned PciBus::openSets() const {
@@ -117,7 +117,7 @@ std::uint32_t PciBus::property(HDEVINFO set, const SP_DEVINFO_DATA* data, std::u
   if (type != nullptr) *type = REG_MULTI_SZ;
   if (required != nullptr) *required = static_cast<DWORD>(text.size());
   if (buffer == nullptr || size < text.size()) return ERROR_INSUFFICIENT_BUFFER;
-  std::memcpy(buffer, text.data(), text.size());
+  std::copy_n(text.begin(), text.size(), buffer);
   return 0;
 }
 

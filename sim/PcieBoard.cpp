@@ -127,6 +127,14 @@ std::uint32_t PcieBoard::lutWord(std::size_t index) const {
   return lut_.word(index);
 }
 
+void PcieBoard::noteWait(HANDLE event) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!engine_.noteWait(event)) return;
+  }
+  thread_.wake();
+}
+
 bool PcieBoard::open() {
   const std::lock_guard lock(mutex_);
   return !std::exchange(open_, true);
@@ -145,18 +153,10 @@ ControlAnswer PcieBoard::control(const PcieShape& shape, const ControlRequest& r
   {
     const std::lock_guard lock(mutex_);
     engine_.settle();
-    const std::optional<Fault> fault = faults_.nextRequest();
-    if (meets(fault, Fault::Kind::unplug)) unplug();
-    Words words(shape.words);
-    std::memcpy(words.data(), request.in, words.size() * sizeof words[0]);
-    const std::string line = pcieRequestText(name_, shape, words);
-    if (!plugged_) return refuse(line, ERROR_DEVICE_NOT_CONNECTED);
-    if (meets(fault, Fault::Kind::refuse)) return refuse(line, fault->value);
-    if (const std::uint32_t error = check(shape, words)) return refuse(line, error);
-    answer = carryOut(line, shape, request, fault);
+    answer = meetRequest(shape, request);
     waits = engine_.pending() != 0;
   }
-  if (waits) thread_.serve();
+  waits ? thread_.serve() : thread_.wake();
   return answer;
 }
 
@@ -185,8 +185,15 @@ ControlAnswer PcieBoard::refuse(const std::string& line, std::uint32_t error) {
   return {error, 0};
 }
 
-ControlAnswer PcieBoard::carryOut(const std::string& line, const PcieShape& shape,
-                                  const ControlRequest& request, const std::optional<Fault>& fault) {
+ControlAnswer PcieBoard::meetRequest(const PcieShape& shape, const ControlRequest& request) {
+  const std::optional<Fault> fault = faults_.nextRequest();
+  if (meets(fault, Fault::Kind::unplug)) unplug();
+  Words words(shape.words);
+  std::memcpy(words.data(), request.in, words.size() * sizeof words[0]);
+  const std::string line = pcieRequestText(name_, shape, words);
+  if (!plugged_) return refuse(line, ERROR_DEVICE_NOT_CONNECTED);
+  if (meets(fault, Fault::Kind::refuse)) return refuse(line, fault->value);
+  if (const std::uint32_t error = check(shape, words)) return refuse(line, error);
   return shape.overlapped ? start(line, shape, request, fault) : complete(line, shape, request, fault);
 }
 

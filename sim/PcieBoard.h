@@ -83,6 +83,8 @@ class PcieBoard : private DriverThread::Source {
   std::uint32_t lutWord(std::size_t index) const;
 
   // ---- for the driver ----
+  // The program waits for the event of a request.
+  void noteWait(HANDLE event);
   bool open();  // false when somebody has it open already
   void close();
   ControlAnswer control(const PcieShape& shape, const ControlRequest& request);
@@ -96,8 +98,7 @@ class PcieBoard : private DriverThread::Source {
   void settle() override;
 
   ControlAnswer refuse(const std::string& line, std::uint32_t error);
-  ControlAnswer carryOut(const std::string& line, const PcieShape& shape, const ControlRequest& request,
-                         const std::optional<Fault>& fault);
+  ControlAnswer meetRequest(const PcieShape& shape, const ControlRequest& request);
   ControlAnswer complete(const std::string& line, const PcieShape& shape, const ControlRequest& request,
                          const std::optional<Fault>& fault);
   ControlAnswer start(const std::string& line, const PcieShape& shape, const ControlRequest& request,

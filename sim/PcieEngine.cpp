@@ -7,8 +7,9 @@ namespace sim {
 
 namespace {
 
-// So long the next frame waits for a program that was told of an interval to arm the next one.
-constexpr std::chrono::milliseconds hostsTurn{250};
+// So long the time stands still until a program that was told of an interval arms the next one, or one that
+// asked for a measurement waits for it.
+constexpr std::chrono::milliseconds hostsTurn{500};
 
 constexpr unsigned measuredFrames = 2;
 
@@ -52,6 +53,14 @@ std::optional<DriverThread::RealTime> PcieEngine::awaitsHostUntil() const {
 void PcieEngine::add(PcieWait kind, RequestPointer request, std::optional<std::uint32_t> status) {
   waiting_.push_back({kind, std::move(request), status, clock_.now(), 0, std::nullopt});
   begin(waiting_.back());
+}
+
+bool PcieEngine::noteWait(HANDLE event) {
+  const bool endsTurn = std::ranges::any_of(waiting_, [event](const Waiting& waiting) {
+    return waiting.kind == PcieWait::measurement && waiting.request->isFor(event);
+  });
+  if (endsTurn) awaitsHost_.reset();
+  return endsTurn;
 }
 
 void PcieEngine::stop() {
@@ -161,17 +170,21 @@ void PcieEngine::handle(const Event& event) {
   if (event.entry->kind == PcieWait::measurement) fillMeasurement(*event.entry);
   const bool tellsHost = event.entry->kind == PcieWait::interval && event.entry->request->hasEvent() &&
                          !isHeld(PcieWait::interval);
-  if (tellsHost) awaitsHost_ = std::chrono::steady_clock::now() + hostsTurn;
+  if (tellsHost) giveHostItsTurn();
   end(event.entry, event.status);
 }
 
 void PcieEngine::begin(Waiting& waiting) {
   awaitsHost_.reset();
   if (waiting.kind == PcieWait::interval) waiting.from = transfer_.isActive() ? transfer_.position() : 0;
+  // A limit on the wait counts from its begin.
+  if (waiting.kind == PcieWait::measurement) giveHostItsTurn();
   if (waiting.kind != PcieWait::capture) return;
   transfer_.start(orderOf(waiting.request->words()), clock_.now());
   for (Waiting& each : waiting_) each.from = 0;
 }
+
+void PcieEngine::giveHostItsTurn() { awaitsHost_ = std::chrono::steady_clock::now() + hostsTurn; }
 
 void PcieEngine::fillMeasurement(Waiting& measurement) {
   const SensorPicture picture = sensor_.picture();

@@ -40,6 +40,9 @@ class PcieEngine {
   // Takes a request. With a status of its own it carries that one in the end.
   void add(PcieWait kind, RequestPointer request, std::optional<std::uint32_t> status);
 
+  // The program waits for the end of a request. Whether that ends its turn.
+  bool noteWait(HANDLE event);
+
   // Whether a capture moves frames.
   bool isCapturing() const { return transfer_.isActive(); }
 
@@ -85,6 +88,7 @@ class PcieEngine {
   std::optional<Microseconds> measurementEnd(Waiting& measurement);
   void handle(const Event& event);
   void begin(Waiting& waiting);
+  void giveHostItsTurn();
   void fillMeasurement(Waiting& measurement);
   void end(Entry entry, std::uint32_t status);
   void finish(Entry entry, std::uint32_t outcome);

@@ -27,6 +27,7 @@ class PendingRequest {
   // False when its event is no event.
   bool isValid() const { return valid_; }
   bool hasEvent() const { return event_ != nullptr; }
+  bool isFor(HANDLE event) const { return event != nullptr && event == ticket_->event; }
 
   const PcieShape& shape() const { return shape_; }
   std::vector<std::uint32_t>& words() { return words_; }

@@ -150,6 +150,11 @@ struct Replacement {
     return guarded(memory, [&] { return platform.globalFree(memory); });
   }
 
+  static void* __cdecl allocateMemory(std::size_t bytes) {
+    Platform& platform = platformOf(set);
+    return guarded(static_cast<void*>(nullptr), [&] { return platform.allocateMemory(bytes); });
+  }
+
   static void __cdecl freeMemory(void* block) {
     Platform& platform = platformOf(set);
     guarded(0, [&] {
@@ -242,6 +247,8 @@ HANDLE Platform::createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL se
 HGLOBAL Platform::globalAlloc(UINT flags, SIZE_T bytes) { return originals().globalAlloc(flags, bytes); }
 
 HGLOBAL Platform::globalFree(HGLOBAL memory) { return originals().globalFree(memory); }
+
+void* Platform::allocateMemory(std::size_t bytes) { return originals().allocateMemory(bytes); }
 
 void Platform::freeMemory(void* block) { originals().freeMemory(block); }
 

@@ -37,6 +37,7 @@ namespace sim {
   X(CreateEventA, createEvent)                                  \
   X(GlobalAlloc, globalAlloc)                                   \
   X(GlobalFree, globalFree)                                     \
+  X(malloc, allocateMemory)                                     \
   X(free, freeMemory)                                           \
   X(_beginthreadex, beginThread)                                \
   X(Sleep, sleep)
@@ -88,6 +89,7 @@ class Platform {
   virtual HANDLE createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, const char* name);
   virtual HGLOBAL globalAlloc(UINT flags, SIZE_T bytes);
   virtual HGLOBAL globalFree(HGLOBAL memory);
+  virtual void* allocateMemory(std::size_t bytes);
   virtual void freeMemory(void* block);
   virtual std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),
                                      void* argument, unsigned flags, unsigned* identifier);

@@ -1,6 +1,8 @@
 // What the attached module takes from Windows beside boards, and what it is refused.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -15,12 +17,16 @@ class Resources {
   // The k-th creation from now on fails, and so do the ones behind it up to `count` of them.
   void fail(Kind kind, unsigned k, unsigned count = 1);
 
+  // From now on there are no heap blocks of so many bytes or more; 0 ends that.
+  void failBlocksFrom(std::size_t bytes) { failingBlocks_ = bytes; }
+
   // Created through the module and not given back. Threads are not followed.
   unsigned open(Kind kind) const;
 
   // ---- for the redirected calls ----
   // Counts one creation and tells whether it may be.
   bool allows(Kind kind);
+  bool allowsBlock(std::size_t bytes) const { return failingBlocks_ == 0 || bytes < failingBlocks_; }
   void noteTaken(Kind kind, const void* object);
   void noteReturned(Kind kind, const void* object);
 
@@ -30,6 +36,7 @@ class Resources {
     std::uint64_t count = 0;
   };
 
+  std::atomic<std::size_t> failingBlocks_ = 0;
   mutable std::mutex mutex_;
   std::map<Kind, std::set<const void*>> open_;
   std::map<Kind, std::uint64_t> created_;

@@ -149,10 +149,12 @@ class SimulatedPlatform : public Platform {
 
   // A limit on the wait for a driver passes in simulated time.
   DWORD waitForSingleObject(HANDLE object, DWORD milliseconds) override {
-    const bool inSimulatedTime =
-        milliseconds != 0 && milliseconds != INFINITE && machine_.loans.holdsEvent(object);
-    return inSimulatedTime ? machine_.waitWithin(object, milliseconds)
-                           : Platform::waitForSingleObject(object, milliseconds);
+    if (milliseconds == 0 || !machine_.loans.holdsEvent(object)) {
+      return Platform::waitForSingleObject(object, milliseconds);
+    }
+    if (milliseconds != INFINITE) return machine_.waitWithin(object, milliseconds);
+    machine_.noteWait(object);
+    return Platform::waitForSingleObject(object, milliseconds);
   }
 
   HANDLE createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, const char* name) override {
@@ -173,6 +175,10 @@ class SimulatedPlatform : public Platform {
     if (machine_.loans.any()) machine_.loans.noteFree(memory, GlobalSize(memory));
     machine_.resources.noteReturned(Resources::Kind::globalMemory, memory);
     return Platform::globalFree(memory);
+  }
+
+  void* allocateMemory(std::size_t bytes) override {
+    return machine_.resources.allowsBlock(bytes) ? Platform::allocateMemory(bytes) : nullptr;
   }
 
   void freeMemory(void* block) override {

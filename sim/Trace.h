@@ -33,12 +33,12 @@ namespace sim {
 //   pcie0 capture complete 00000000
 //   pcie0 writeBlock [00000000 00000001 00000001 00000002 00000000 00000104 00000036 00000000 00000002
 //     00000002 00000080] pending                                                  (in one line)
-// Behind the arrow stands the driver's status word, then what the driver filled in: a register's value always,
-// a measurement's three words and the data of a block only when the status is 0. Of data at most 16 words are
-// shown (" .." behind them when there are more); data that go the other way are not part of the record. A
-// request that stays pending has a second line, when the driver completes it. The other requests are called
-// lockMemory, unlockMemory, writeSensor, readSensor, autoActual, interval, cancelInterval, readBlock, readLut
-// and writeLut. The restart of PCI functions is described in PciBus.h.
+// Behind the arrow stands the driver's status word, then what the driver filled in: a register's value
+// always, a measurement's three words and the data of a block only when the status is 0. Of data at most 16
+// words are shown (" .." behind them when there are more); data that go the other way are not part of the
+// record. A request that stays pending has a second line, when the driver completes it. The other requests
+// are called lockMemory, unlockMemory, writeSensor, readSensor, autoActual, interval, cancelInterval,
+// readBlock, readLut and writeLut. The restart of PCI functions is described in PciBus.h.
 class Trace {
  public:
   // Lines kept in memory; when nobody takes them the oldest are forgotten. A thread that only yields

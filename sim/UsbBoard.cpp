@@ -11,6 +11,10 @@ namespace {
 
 constexpr std::uint32_t errorDeviceNotConnected = 1167;
 
+void turnBits(std::span<std::uint8_t> bytes, std::uint8_t turned) {
+  for (auto& byte : bytes) byte ^= turned;
+}
+
 }  // namespace
 
 UsbBoard::UsbBoard(std::string name, Clock& clock, Trace& trace)
@@ -84,17 +88,35 @@ void UsbBoard::close() {
 Answer UsbBoard::transfer(std::uint32_t pipe, std::uint32_t timeout, std::uint8_t* data,
                           std::uint32_t length) {
   const std::lock_guard lock(mutex_);
-  const Answer answer = meetFaults(
-      length, [&](std::uint32_t allowed) { return firmware_->transfer(pipe, timeout, data, allowed); });
+  const Answer answer = meetFaults(length, [&](std::uint32_t allowed, std::uint8_t turned) {
+    if (turned == 0 || data == nullptr) return firmware_->transfer(pipe, timeout, data, allowed);
+    return corruptTransfer(pipe, timeout, {data, allowed}, turned);
+  });
   trace_.add(
       pipeLine(name_, {pipe, timeout, {data, length}, answer.bytes, answer.error, answer.statusReported}));
   return answer;
 }
 
+// Bytes are turned on their way, so an outbound buffer of the host stays as it is.
+Answer UsbBoard::corruptTransfer(std::uint32_t pipe, std::uint32_t timeout, std::span<std::uint8_t> data,
+                                 std::uint8_t turned) {
+  const bool isOutbound = pipe == 0 || pipe == 3;
+  std::vector<std::uint8_t> bytes(data.begin(), data.end());
+  if (isOutbound) turnBits(bytes, turned);
+  const auto length = static_cast<std::uint32_t>(bytes.size());
+  const Answer answer = firmware_->transfer(pipe, timeout, bytes.data(), length);
+  if (isOutbound) return answer;
+  bytes.resize(std::min<std::size_t>(answer.bytes, bytes.size()));
+  turnBits(bytes, turned);
+  std::ranges::copy(bytes, data.begin());
+  return answer;
+}
+
 Answer UsbBoard::descriptor(std::uint8_t* data, std::uint32_t length) {
   const std::lock_guard lock(mutex_);
-  const Answer answer = meetFaults(length, [&](std::uint32_t allowed) -> Answer {
-    const std::vector<std::uint8_t> whole = UsbFirmware::descriptor();
+  const Answer answer = meetFaults(length, [&](std::uint32_t allowed, std::uint8_t turned) -> Answer {
+    std::vector<std::uint8_t> whole = UsbFirmware::descriptor();
+    turnBits(whole, turned);
     const std::size_t count = std::min<std::size_t>(whole.size(), allowed);
     std::copy_n(whole.begin(), count, data);
     return {0, static_cast<std::uint32_t>(count), true};
@@ -104,7 +126,8 @@ Answer UsbBoard::descriptor(std::uint8_t* data, std::uint32_t length) {
   return answer;
 }
 
-// Counts the request and lets it meet its fault. `request` gets the bytes that it may move.
+// Counts the request and lets it meet its fault. `request` gets the bytes that it may move, and the bits to
+// turn round in them.
 template <class Request>
 Answer UsbBoard::meetFaults(std::uint32_t length, Request request) {
   const std::optional<Fault> fault = faults_.nextRequest();
@@ -112,7 +135,8 @@ Answer UsbBoard::meetFaults(std::uint32_t length, Request request) {
   if (meets(Fault::Kind::unplug)) plugged_ = false;
   if (!plugged_) return {errorDeviceNotConnected, 0, false};
   if (meets(Fault::Kind::refuse)) return {fault->value, 0, false};
-  Answer answer = request(meets(Fault::Kind::shorten) ? std::min(length, fault->value) : length);
+  const std::uint8_t turned = meets(Fault::Kind::corrupt) ? static_cast<std::uint8_t>(fault->value) : 0;
+  Answer answer = request(meets(Fault::Kind::shorten) ? std::min(length, fault->value) : length, turned);
   if (meets(Fault::Kind::keepStatus)) answer.statusReported = false;
   return answer;
 }

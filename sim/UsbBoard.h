@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,9 @@ class UsbBoard {
   Answer descriptor(std::uint8_t* data, std::uint32_t length);
 
  private:
+  Answer corruptTransfer(std::uint32_t pipe, std::uint32_t timeout, std::span<std::uint8_t> data,
+                         std::uint8_t turned);
+
   template <class Request>
   Answer meetFaults(std::uint32_t length, Request request);
 

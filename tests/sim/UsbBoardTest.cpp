@@ -214,6 +214,22 @@ TEST_F(UsbBoardTest, MeetsItsFaults) {
   EXPECT_EQ(board.faults().requestCount(), 4U);
 }
 
+TEST_F(UsbBoardTest, CorruptsWhatMoves) {
+  Bytes packet = {1, 0x80, 7, 2, 0, 1, 0};
+  const Bytes before = packet;
+  board.faults().at(1, {Fault::Kind::corrupt, 0x80});
+  EXPECT_EQ(board.transfer(3, 1000, packet.data(), 7).error, 0U);
+  EXPECT_EQ(packet, before);
+  EXPECT_EQ(board.targetWord(7), 0);
+  EXPECT_EQ(status().at(4), 0x60);
+
+  EXPECT_EQ(send(packet).error, 0U);
+  EXPECT_EQ(status().at(4), 0);
+  send({0, 0x80, 7, 2, 0});
+  board.faults().at(1, {Fault::Kind::corrupt, 0x0F});
+  EXPECT_EQ(receive(4, 7), (Bytes{0x0F, 0x8F, 0x08, 0x0D, 0x0F, 0x0E, 0x0F}));
+}
+
 TEST_F(UsbBoardTest, IsPulledOutAndPluggedInAgain) {
   board.faults().at(2, {Fault::Kind::unplug});
   EXPECT_EQ(send({0x01, 0x81, 0x00}).error, 0U);

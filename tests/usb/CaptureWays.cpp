@@ -9,6 +9,9 @@ namespace {
 
 constexpr unsigned ringSize = 4;
 constexpr unsigned mostPolls = 60;
+constexpr unsigned addressPort = 0;
+constexpr unsigned dataPort = 1;
+constexpr unsigned packetRequests = 3;  // a packet, and two for its status
 
 bool holds(const std::string& line, const std::string& part) { return line.find(part) != std::string::npos; }
 
@@ -26,7 +29,7 @@ void CaptureWays::SetUp() {
     nameEvent(buffers->full(i).get(), "full " + std::to_string(i));
   }
   for (unsigned k = 1; k <= countedFrames; ++k) {
-    nameBuffer(buffers->frame(0) + k * frameBytes, "+" + std::to_string(k));
+    nameBuffer(buffers->frame(0) + k * frameBytes, std::string("+").append(std::to_string(k)));
   }
   nameEvent(buffers->end().get(), "end");
 }
@@ -38,6 +41,7 @@ void CaptureWays::begin() {
   frameEvent.reset();
   endEvent.reset();
   for (const auto& event : buffers->events) event.reset();
+  board.setBoardRegister(0x0102, 0);
 }
 
 CaptureWays::Run CaptureWays::finish(std::int32_t start, std::int32_t end, const Event& last) {
@@ -123,20 +127,18 @@ std::vector<CaptureWays::Request> CaptureWays::requestsOf(Run (CaptureWays::*way
 
   std::vector<Request> requests;
   unsigned address = 0;
-  bool isWrite = false;
   for (const auto& line : lines) {
     Request request{Request::Kind::transfer, 0, false};
     if (holds(line, "pipe0") || holds(line, "pipe1")) request.kind = Request::Kind::status;
     if (holds(line, "pipe2")) request.kind = Request::Kind::frame;
     if (holds(line, "[01 81 ")) request.kind = Request::Kind::command;
     if (holds(line, "pipe3") && request.kind == Request::Kind::transfer) {
-      isWrite = byteOf(line, 0) == 1;
-      if (byteOf(line, 2) == 0) address = byteOf(line, 5) | byteOf(line, 6) << 8;
-      if (byteOf(line, 2) > 1) address = 0;
-    }
-    if (request.kind == Request::Kind::transfer) {
-      request.address = address;
-      request.isWrite = isWrite;
+      const unsigned subAddress = byteOf(line, 2);
+      if (subAddress == addressPort) address = byteOf(line, 5) | byteOf(line, 6) << 8;
+      request.address = subAddress <= dataPort ? address : 0;
+      request.isWrite = byteOf(line, 0) == 1;
+      // The address goes out for what is done at it.
+      if (subAddress == dataPort) requests[requests.size() - packetRequests].isWrite = request.isWrite;
     }
     requests.push_back(request);
   }

@@ -10,7 +10,7 @@
 namespace kvexa::test {
 
 class CaptureWays : public EngineTest {
- protected:
+ public:
   // How a capture went, as its caller sees it.
   struct Run {
     std::int32_t start = 0;
@@ -25,8 +25,8 @@ class CaptureWays : public EngineTest {
   struct Request {
     enum class Kind { transfer, status, command, frame };
     Kind kind;
-    unsigned address;  // of the board register that a transfer to the data port reaches
-    bool isWrite;      // a transfer to the data port writes
+    unsigned address;  // of the board register, 0 for other words of the board
+    bool isWrite;      // for its writing
   };
 
   void SetUp() override;

@@ -1,0 +1,36 @@
+#include "Interrupt.h"
+
+#include <atomic>
+
+#include "Failure.h"
+
+namespace cli {
+
+namespace {
+
+std::atomic<HANDLE> pressed{nullptr};
+
+// Windows calls this on a thread of its own.
+BOOL WINAPI onKey(DWORD key) {
+  if (key != CTRL_C_EVENT && key != CTRL_BREAK_EVENT) return FALSE;
+  const HANDLE event = pressed.load();
+  return event != nullptr && SetEvent(event) != FALSE ? TRUE : FALSE;
+}
+
+}  // namespace
+
+Interrupt::Interrupt() : event_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
+  if (event_ == nullptr) throw Failure("no memory for an event");
+  pressed = event_;
+  // A program that started this one may have told it to ignore Ctrl-C.
+  SetConsoleCtrlHandler(nullptr, FALSE);
+  SetConsoleCtrlHandler(onKey, TRUE);
+}
+
+Interrupt::~Interrupt() {
+  SetConsoleCtrlHandler(onKey, FALSE);
+  pressed = nullptr;
+  CloseHandle(event_);
+}
+
+}  // namespace cli

@@ -1,0 +1,35 @@
+// One line on standard output that tells how things stand: rewritten in place on a terminal, a new line every
+// second elsewhere.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace cli {
+
+class LiveLine {
+ public:
+  LiveLine();
+
+  // Ends the line, so that what comes next starts on one of its own.
+  ~LiveLine();
+  LiveLine(const LiveLine&) = delete;
+  LiveLine& operator=(const LiveLine&) = delete;
+
+  // Whether it is time to show something new; asked first, as finding out what may cost something.
+  bool isDue() const;
+  void show(const std::string& text);
+
+  // The last text, which stays.
+  void finish(const std::string& text);
+
+ private:
+  void print(const std::string& text);
+
+  bool terminal_;
+  bool open_ = false;
+  std::size_t shown_ = 0;  // characters of the line that stands
+  std::uint64_t last_ = 0;
+};
+
+}  // namespace cli

@@ -1,0 +1,33 @@
+// Buffers for a ring or an array capture, each beside a page that faults, with their events.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "tests/files/GuardedMemory.h"
+#include "tests/usb/EngineTest.h"
+
+namespace kvexa::test {
+
+class FrameRing {
+ public:
+  FrameRing(unsigned size, std::uint32_t frameBytes, std::uint8_t mark) : events(size + 1) {
+    for (unsigned i = 0; i < size; ++i) {
+      memory.push_back(std::make_unique<GuardedMemory>(frameBytes, MemoryEdge::upper, mark));
+      buffers.push_back(memory.back()->data());
+    }
+    for (const auto& event : events) handles.push_back(event.get());
+  }
+
+  unsigned size() const { return static_cast<unsigned>(buffers.size()); }
+  std::uint8_t* frame(unsigned i) { return memory[i]->data(); }
+  const Event& full(unsigned i) const { return events[i]; }
+  const Event& end() const { return events.back(); }
+
+  std::vector<std::unique_ptr<GuardedMemory>> memory;
+  std::vector<Event> events;
+  std::vector<void*> buffers;
+  std::vector<void*> handles;
+};
+
+}  // namespace kvexa::test
