@@ -48,7 +48,7 @@ void PciBus::fail(Step step, std::uint32_t error, unsigned k, unsigned count) {
   failures_[step] = {error, std::max(k, 1U) - 1, count};
 }
 
-void PciBus::leaveLastError(std::uint32_t error) {
+void PciBus::leaveLastError(std::optional<std::uint32_t> error) {
   const std::lock_guard lock(mutex_);
   lastError_ = error;
 }
@@ -70,20 +70,19 @@ unsigned PciBus::openSets() const {
 
 bool PciBus::ownsSet(HDEVINFO set) { return setHandles.holds(number(set)); }
 
-std::uint32_t PciBus::makeSet(HDEVINFO& set, std::uint32_t& lastError) {
+std::optional<std::uint32_t> PciBus::makeSet(HDEVINFO& set) {
   const std::lock_guard lock(mutex_);
   std::uint32_t error = errorOf(Step::list);
   const std::uintptr_t handle = freeHandle(setHandles, sets_, lastSet_);
   if (error == 0 && handle == 0) error = ERROR_NOT_ENOUGH_MEMORY;
   note("list", error);
-  lastError = error != 0 ? error : lastError_;
   if (error != 0) return error;
   Set& made = sets_[handle];
   for (unsigned i = 0; i < functions_.size(); ++i) {
     if (functions_[i].listed) made.functions.push_back(i);
   }
   set = reinterpret_cast<HDEVINFO>(handle);
-  return 0;
+  return lastError_;
 }
 
 std::uint32_t PciBus::destroySet(HDEVINFO set) {

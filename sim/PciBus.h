@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,8 +43,8 @@ class PciBus {
   // The k-th use of the step from now on fails, and so do the ones behind it up to `count` of them.
   void fail(Step step, std::uint32_t error, unsigned k = 1, unsigned count = 1);
 
-  // Listing the functions succeeds, but leaves this last error.
-  void leaveLastError(std::uint32_t error);
+  // Listing the functions succeeds, but leaves this last error. Otherwise it leaves the one of before.
+  void leaveLastError(std::optional<std::uint32_t> error);
 
   // A restart of the function wants Windows to be restarted too.
   void needReboot(unsigned number);
@@ -53,7 +54,8 @@ class PciBus {
 
   // ---- for the redirected calls; a Windows error each, 0 for success ----
   static bool ownsSet(HDEVINFO set);
-  std::uint32_t makeSet(HDEVINFO& set, std::uint32_t& lastError);
+  // The last error that is left behind; nothing leaves the one of before.
+  std::optional<std::uint32_t> makeSet(HDEVINFO& set);
   std::uint32_t destroySet(HDEVINFO set);
   std::uint32_t enumerate(HDEVINFO set, std::uint32_t index, SP_DEVINFO_DATA* data);
   std::uint32_t property(HDEVINFO set, const SP_DEVINFO_DATA* data, std::uint32_t which, DWORD* type,
@@ -97,7 +99,7 @@ class PciBus {
   Trace& trace_;
   std::vector<Function> functions_;
   std::map<Step, Failure> failures_;
-  std::uint32_t lastError_ = 0;
+  std::optional<std::uint32_t> lastError_;
   std::map<std::uintptr_t, Set> sets_;
   std::uintptr_t lastSet_ = 0;
 };

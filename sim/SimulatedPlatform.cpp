@@ -204,9 +204,8 @@ class SimulatedPlatform : public Platform {
 
   HDEVINFO listPci() {
     HDEVINFO set = INVALID_HANDLE_VALUE;
-    std::uint32_t lastError = 0;
-    machine_.pciBus.makeSet(set, lastError);
-    SetLastError(lastError);
+    const DWORD before = GetLastError();
+    SetLastError(machine_.pciBus.makeSet(set).value_or(before));
     return set;
   }
 

@@ -75,6 +75,7 @@ TEST_F(PcieLate, MeasurementWhoseStopWasRefusedCompletesByItself) {
   EXPECT_EQ(1U, board.pending(PcieWait::measurement));
   board.hold(PcieWait::measurement, false);
   until([&] { return board.pending() == 0; });
+  EXPECT_NE(std::string::npos, trace().find("autoActual complete 00000000 00000040 00000040"));
   EXPECT_EQ(untouched, actual.firstDimension);
   expectNothingLeft();
 }

@@ -106,7 +106,7 @@ TEST_F(PcieReload, LastErrorBehindAGoodListCounts) {
   bus.addBoard();
   bus.leaveLastError(259);
   EXPECT_EQ(-302, kVexaReloadPcieDevice());
-  bus.leaveLastError(0);
+  bus.leaveLastError(std::nullopt);
   SetLastError(ERROR_ACCESS_DENIED);  // of before
   EXPECT_EQ(KVEXA_OK, kVexaReloadPcieDevice());
 }
@@ -191,10 +191,10 @@ TEST_F(PcieReload, ListsThatLackTheirEndAreReadAsFarAsTheyGo) {
   EXPECT_EQ(list + restart(0) + list, trace());
 }
 
-// An entry that the function before left in the buffer is not taken for this one's.
+// What the function before left in the buffer is not taken for the end of this one's.
 TEST_F(PcieReload, ShortListBehindALongOneIsReadAlone) {
-  bus.add({"PCI\\A_LONG_FIRST_ENTRY", bridge});
-  bus.addRaw("PCI\\A_LONG_FIRST_ENTRY");
+  bus.add({bridge});
+  bus.addRaw(bridge.substr(0, bridge.size() - 1));
   EXPECT_EQ(-306, kVexaReloadPcieDevice());
   EXPECT_EQ(list + restart(0) + list, trace());
 }

@@ -206,6 +206,9 @@ TEST_F(PcieSensorRegister, MoreThan1024SingleWordsAreRefused) {
   EXPECT_EQ("", trace());
   EXPECT_EQ(KVEXA_OK, kVexaRegWriteS(&handle, slave << 1, 0x2000, 1, 1024, words.data()));
   EXPECT_EQ(1024U, requestsSent());
+  EXPECT_EQ(KVEXA_OK, kVexaRegReadS(&handle, slave << 1 | 1, 0x2000, 1, 1024, words.data()));
+  EXPECT_EQ(0xA5U, words[1023]);
+  EXPECT_EQ(untouched, words[1024]);
 }
 
 TEST_F(PcieSensorRegister, WrongParityOfTheBusFormIsRefused) {

@@ -38,7 +38,7 @@ TEST_F(PciBusTest, ListsFunctionsWithTheirIdentifiers) {
   SetLastError(99);
   const HDEVINFO set = list();
   EXPECT_NE(set, INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), 0U);
+  EXPECT_EQ(GetLastError(), 99U);
   SP_DEVINFO_DATA data = device(set, 0);
   BYTE buffer[100];
   DWORD type = 0;
