@@ -19,6 +19,11 @@ PcieTransfer::Order orderOf(const std::vector<std::uint32_t>& words) {
           words[PcieWord::captureMode] == PcieMode::oneShot, words[PcieWord::captureTimeout]};
 }
 
+std::uint32_t statusOfStopped(PendingRequest& capture) {
+  const bool oneShot = capture.words()[PcieWord::captureMode] == PcieMode::oneShot;
+  return oneShot ? PcieStatus::stopped : PcieStatus::success;
+}
+
 }  // namespace
 
 PcieEngine::PcieEngine(Clock& clock, const Sensor& sensor, PcieRegisters& registers, Told told)
@@ -68,10 +73,13 @@ void PcieEngine::stop() {
   for (auto entry = waiting_.begin(); entry != waiting_.end();) {
     const auto each = entry++;
     if (each->end) continue;
-    if (each->kind == PcieWait::measurement) end(each, PcieStatus::stopped);
-    if (each->kind != PcieWait::capture) continue;
-    const bool oneShot = each->request->words()[PcieWord::captureMode] == PcieMode::oneShot;
-    end(each, stopStatus_.value_or(oneShot ? PcieStatus::stopped : PcieStatus::success));
+    // Whatever ends here is gone from the list.
+    switch (each->kind) {
+      case PcieWait::measurement: end(each, PcieStatus::stopped); break;
+      case PcieWait::capture: end(each, stopStatus_.value_or(statusOfStopped(*each->request))); break;
+      case PcieWait::interval:
+      case PcieWait::block: break;
+    }
   }
 }
 

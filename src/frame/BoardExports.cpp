@@ -47,11 +47,11 @@ std::int32_t close(BoardHandle* board) {
 using namespace kvexa;
 
 KVEXA_EXPORT(int32_t) kVexaDevNum(uint32_t* usbCount, uint32_t* pcieCount) {
-  return frame::guarded(frame::countAll, usbCount, pcieCount);
+  return frame::countAll(usbCount, pcieCount);
 }
 
 KVEXA_EXPORT(int32_t) kVexaDevOpen(uint32_t boardType, uint32_t boardIndex, BoardHandle* board) {
-  return frame::guarded(frame::open, boardType, boardIndex, board);
+  return frame::open(boardType, boardIndex, board);
 }
 
-KVEXA_EXPORT(int32_t) kVexaDevClose(BoardHandle* board) { return frame::guarded(frame::close, board); }
+KVEXA_EXPORT(int32_t) kVexaDevClose(BoardHandle* board) { return frame::close(board); }

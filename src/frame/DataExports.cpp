@@ -7,10 +7,9 @@
 #include "frame/Dispatch.h"
 
 using namespace kvexa;
-using frame::guarded;
 
 KVEXA_EXPORT(int32_t) kVexaGetCapFileParam(const char* path, CapParam* param) {
-  return guarded(files::readCapParamFile, path, param);
+  return files::readCapParamFile(path, param);
 }
 
 KVEXA_EXPORT(uint32_t) kVexaCalcFrameSize(const CapParam* param, uint32_t alignment) {
@@ -36,5 +35,5 @@ kVexaCalcFrameSizeEx(const CapParam* param, uint32_t* frameBytes, uint32_t* byte
 KVEXA_EXPORT(int32_t)
 kVexaSaveBmpFile(const char* path, const void* image, uint32_t imageWidth, uint32_t imageHeight,
                  const SaveRect* rect, uint32_t format, uint32_t kind) {
-  return guarded(files::saveBmp, path, image, imageWidth, imageHeight, rect, format, kind);
+  return files::saveBmp(path, image, imageWidth, imageHeight, rect, format, kind);
 }

@@ -34,31 +34,16 @@ auto call(Operation operation, const BoardHandle& board, Arguments... arguments)
 }
 
 // Calls the operation of the board's type with the arguments. A handle that is refused gives
-// KVEXA_BAD_ARGUMENT in the USB operation's result type. No exception gets past here.
+// KVEXA_BAD_ARGUMENT in the USB operation's result type.
 template <class Usb, class Pcie, class... Arguments>
-auto dispatch(const BoardHandle* board, Usb usbOperation, Pcie pcieOperation, Arguments... arguments) noexcept
+auto dispatch(const BoardHandle* board, Usb usbOperation, Pcie pcieOperation, Arguments... arguments)
     -> decltype(call(usbOperation, *board, arguments...)) {
   using Result = decltype(call(usbOperation, *board, arguments...));
   if (!isOpen(board)) return static_cast<Result>(KVEXA_BAD_ARGUMENT);
-  try {
-    switch (board->boardType) {
-      case KVEXA_BOARD_USB: return call(usbOperation, *board, arguments...);
-      case KVEXA_BOARD_PCIE: return static_cast<Result>(call(pcieOperation, *board, arguments...));
-      default: return static_cast<Result>(KVEXA_BAD_ARGUMENT);
-    }
-  } catch (...) {
-    return static_cast<Result>(KVEXA_FAILED);
-  }
-}
-
-// For functions that take no board.
-template <class Operation, class... Arguments>
-auto guarded(Operation operation, Arguments... arguments) noexcept
-    -> std::invoke_result_t<Operation, Arguments...> {
-  try {
-    return operation(arguments...);
-  } catch (...) {
-    return static_cast<std::invoke_result_t<Operation, Arguments...>>(KVEXA_FAILED);
+  switch (board->boardType) {
+    case KVEXA_BOARD_USB: return call(usbOperation, *board, arguments...);
+    case KVEXA_BOARD_PCIE: return static_cast<Result>(call(pcieOperation, *board, arguments...));
+    default: return static_cast<Result>(KVEXA_BAD_ARGUMENT);
   }
 }
 

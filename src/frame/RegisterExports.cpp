@@ -15,7 +15,6 @@
 
 using namespace kvexa;
 using frame::dispatch;
-using frame::guarded;
 using frame::ignored;
 using frame::notOnUsb;
 
@@ -72,11 +71,11 @@ KVEXA_EXPORT(int32_t) kVexaSetI2cFile(const char* path, const BoardHandle* board
 }
 
 KVEXA_EXPORT(int32_t) kUsbIniFileToBuf(const char* path, RegisterTableEntry* table, uint32_t* lineCount) {
-  return guarded(files::readRegisterTableFile, path, table, lineCount);
+  return files::readRegisterTableFile(path, table, lineCount);
 }
 
 KVEXA_EXPORT(int32_t) kUsbBufToReg(void* driverHandle, const RegisterTableEntry* table, uint32_t lineCount) {
-  return guarded(usb::playRegisterTable, driverHandle, table, lineCount);
+  return usb::playRegisterTable(driverHandle, table, lineCount);
 }
 
 KVEXA_EXPORT(int32_t) kVexaLocalReset(const BoardHandle* board) {
@@ -113,13 +112,13 @@ KVEXA_EXPORT(int32_t) kVexaGetUsbStatus(const BoardHandle* board, uint8_t* block
 }
 
 KVEXA_EXPORT(int32_t) kUsbExCmd(void* driverHandle, const uint8_t* command) {
-  return guarded(usb::extendedCommandByNumber, driverHandle, command);
+  return usb::extendedCommandByNumber(driverHandle, command);
 }
 
 extern "C" KVEXA_API int32_t KVEXA_CALL_CDECL kUsbGetData(void* driverHandle, uint32_t length,
                                                           uint32_t* received, void* buffer,
                                                           uint32_t timeout) {
-  return guarded(usb::getData, driverHandle, length, received, buffer, timeout);
+  return usb::getData(driverHandle, length, received, buffer, timeout);
 }
 
 KVEXA_EXPORT(int32_t) kVexaSetWaitAckTimes(const BoardHandle* board, uint32_t time) {
@@ -142,6 +141,6 @@ KVEXA_EXPORT(int32_t) kVexaUnlockMemory(const BoardHandle* board, uint32_t start
   return dispatch(board, notOnUsb, pcie::unlockMemory, start, length);
 }
 
-KVEXA_EXPORT(int32_t) kVexaReloadPcieDevice() { return guarded(pcie::reloadDevice); }
+KVEXA_EXPORT(int32_t) kVexaReloadPcieDevice() { return pcie::reloadDevice(); }
 
-KVEXA_EXPORT(int32_t) kVexaReloadPcieDeviceEx() { return guarded(pcie::reloadDeviceEx); }
+KVEXA_EXPORT(int32_t) kVexaReloadPcieDeviceEx() { return pcie::reloadDeviceEx(); }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
+#include <utility>
 
 #include "pcie/BoardAccess.h"
 #include "pcie/MultiShotWork.h"
@@ -19,7 +19,7 @@ namespace {
 class Slot {
  public:
   // Under the lock, so that an abort finds the worker either not at all or running.
-  bool start(const std::shared_ptr<MultiShotWork>& work) {
+  bool start(const win32::Shared<MultiShotWork>& work) {
     const win32::LockGuard guard(lock_);
     dropEnded();
     if (!win32::startWorker(work)) return false;
@@ -34,28 +34,28 @@ class Slot {
   }
 
   // A worker that was aborted and has not ended yet, or null. Lets go of all that have ended.
-  std::shared_ptr<MultiShotWork> nextAborted() {
+  win32::Shared<MultiShotWork> nextAborted() {
     const win32::LockGuard guard(lock_);
     dropEnded();
-    std::shared_ptr<MultiShotWork> work = newest_;
+    win32::Shared<MultiShotWork> work = newest_;
     while (work && !work->isAborted()) work = work->earlier;
     return work;
   }
 
  private:
   void dropEnded() {
-    for (auto* link = &newest_; *link != nullptr;) {
+    for (auto* link = &newest_; *link;) {
       if (!(*link)->waitForEnd(0)) {
         link = &(*link)->earlier;
         continue;
       }
-      std::shared_ptr<MultiShotWork> earlier = (*link)->earlier;
+      win32::Shared<MultiShotWork> earlier = (*link)->earlier;
       *link = std::move(earlier);
     }
   }
 
   win32::Lock lock_;
-  std::shared_ptr<MultiShotWork> newest_;
+  win32::Shared<MultiShotWork> newest_;
 };
 
 std::array<Slot, boardSlots> slots;
@@ -66,8 +66,8 @@ std::int32_t startWork(std::uint32_t slot, const MultiShotOptions& options) {
   }
   win32::OwnedObject abortEvent(CreateEventA(nullptr, TRUE, FALSE, nullptr));
   if (!abortEvent) return KVEXA_BUSY;
-  const auto work = std::make_shared<MultiShotWork>(options, std::move(abortEvent));
-  return slots[slot].start(work) ? KVEXA_OK : KVEXA_BUSY;
+  const auto work = win32::makeShared<MultiShotWork>(options, std::move(abortEvent));
+  return work && slots[slot].start(work) ? KVEXA_OK : KVEXA_BUSY;
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
+#include <utility>
 
 #include "pcie/Requests.h"
 #include "win32/ResultWord.h"
@@ -40,7 +40,7 @@ class MultiShotWork : public win32::Work {
   void wakeAborted() { SetEvent(abortEvent_.get()); }
 
   // The worker before this one on the same board; for the board's slot.
-  std::shared_ptr<MultiShotWork> earlier;
+  win32::Shared<MultiShotWork> earlier;
 
  private:
   struct Requests;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <memory>
 #include <span>
+#include <utility>
 
 #include "kvexa.h"
 #include "usb/CaptureMachinery.h"
@@ -71,7 +71,7 @@ class ArrayWork : public win32::Work {
 
 // The array capture that runs; at most one in the process.
 win32::Lock runningLock;
-std::shared_ptr<ArrayWork> runningWork;
+win32::Shared<ArrayWork> runningWork;
 
 // The first result that is not KVEXA_OK ends the steps and is returned.
 template <class... Steps>
@@ -113,13 +113,14 @@ std::int32_t startArray(HANDLE driver, std::uint32_t frameBytes, std::uint32_t r
   }
   const win32::LockGuard guard(runningLock);
   if (runningWork) return KVEXA_FAILED;
+  auto work = win32::makeShared<ArrayWork>(ArrayOptions{driver, frameBytes, std::span(buffers, ringSize),
+                                                        timeout, events, win32::ResultWord(resultWord)});
+  if (!work) return KVEXA_BUSY;
   const std::int32_t setUp = inTurn(
       [&] { return pulseHold(driver); }, [&] { return writeRegister(driver, Register::storageStatus, 0); },
       [&] { return writeRegister(driver, Register::captureMode, captureContinuous); });
   if (setUp != KVEXA_OK) return setUp;
   std::for_each_n(events, std::size_t{ringSize} + 1, ResetEvent);
-  auto work = std::make_shared<ArrayWork>(ArrayOptions{driver, frameBytes, std::span(buffers, ringSize),
-                                                       timeout, events, win32::ResultWord(resultWord)});
   if (!win32::startWorker(work)) {
     writeRegister(driver, Register::captureMode, captureStopped);
     stopBoard(driver);
@@ -131,7 +132,7 @@ std::int32_t startArray(HANDLE driver, std::uint32_t frameBytes, std::uint32_t r
 
 std::int32_t stopArray(HANDLE driver) {
   const win32::LockGuard guard(runningLock);
-  const std::shared_ptr<ArrayWork> work = std::move(runningWork);
+  const win32::Shared<ArrayWork> work = std::move(runningWork);
   if (!work) return KVEXA_OK;
   work->stop();
   const std::uint64_t patience = std::uint64_t{work->timeout()} + stopGrace;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <limits>
-#include <memory>
 #include <span>
+#include <utility>
 
 #include "kvexa.h"
 #include "usb/CaptureMachinery.h"
@@ -47,31 +47,29 @@ void stopAfterSequence(HANDLE driver) {
 class RunningWorker {
  public:
   // Under the lock, so that an abort finds the worker either not at all or running.
-  bool start(std::shared_ptr<win32::Work> work) {
+  bool start(win32::Shared<win32::Work> work) {
     const win32::LockGuard guard(lock_);
     if (!win32::startWorker(work)) return false;
-    work_.swap(work);
+    work_ = std::move(work);
     return true;
   }
 
   // Forgets the worker and returns it; null when there is none.
-  std::shared_ptr<win32::Work> take() {
-    std::shared_ptr<win32::Work> taken;
+  win32::Shared<win32::Work> take() {
     const win32::LockGuard guard(lock_);
-    work_.swap(taken);
-    return taken;
+    return std::move(work_);
   }
 
   // Called by a worker at its end, so that nothing of it stays behind.
   void forget(const win32::Work* ended) {
-    std::shared_ptr<win32::Work> last;
+    win32::Shared<win32::Work> last;
     const win32::LockGuard guard(lock_);
-    if (work_.get() == ended) work_.swap(last);
+    if (work_.get() == ended) last = std::move(work_);
   }
 
  private:
   win32::Lock lock_;
-  std::shared_ptr<win32::Work> work_;
+  win32::Shared<win32::Work> work_;
 };
 
 RunningWorker runningWorker;
@@ -206,27 +204,28 @@ std::int32_t startContinuous(HANDLE driver, std::uint32_t frameBytes, std::uint3
                              std::uint32_t timeout, HANDLE frameEvent, HANDLE endEvent,
                              std::int32_t* resultWord) {
   if (frameBytes == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
-  const win32::AbortWatch abort;
+  const ContinuousOptions options{driver,  frameBytes, frameCount, static_cast<std::uint8_t*>(buffer),
+                                  timeout, frameEvent, endEvent,   win32::ResultWord(resultWord)};
+  const auto work = win32::makeShared<ContinuousWork>(options, win32::AbortWatch());
+  if (!work) return KVEXA_BUSY;
   const std::int32_t setUp = setUpSequence(driver, std::uint64_t{frameBytes} * std::max(frameCount, 1U));
   if (setUp != KVEXA_OK) return setUp;
   for (const HANDLE event : {frameEvent, endEvent}) {
     if (event != nullptr) ResetEvent(event);
   }
-  const ContinuousOptions options{driver,  frameBytes, frameCount, static_cast<std::uint8_t*>(buffer),
-                                  timeout, frameEvent, endEvent,   win32::ResultWord(resultWord)};
-  return startedOrStopped(driver, runningWorker.start(std::make_shared<ContinuousWork>(options, abort)));
+  return startedOrStopped(driver, runningWorker.start(work));
 }
 
 std::int32_t startRing(HANDLE driver, std::uint32_t frameBytes, std::uint32_t ringSize, void* const* buffers,
                        std::uint32_t timeout, const HANDLE* events, std::int32_t* resultWord) {
   if (frameBytes == 0 || ringSize == 0 || buffers == nullptr || events == nullptr) return KVEXA_BAD_ARGUMENT;
-  const win32::AbortWatch abort;
+  const auto work = win32::makeShared<RingWork>(driver, frameBytes, std::span(buffers, ringSize), timeout,
+                                                events, win32::ResultWord(resultWord), win32::AbortWatch());
+  if (!work) return KVEXA_BUSY;
   const std::int32_t setUp = setUpSequence(driver, std::uint64_t{frameBytes} * ringSize);
   if (setUp != KVEXA_OK) return setUp;
   std::for_each_n(events, std::size_t{ringSize} + 1, ResetEvent);
-  return startedOrStopped(driver, win32::startWorker(std::make_shared<RingWork>(
-                                      driver, frameBytes, std::span(buffers, ringSize), timeout, events,
-                                      win32::ResultWord(resultWord), abort)));
+  return startedOrStopped(driver, win32::startWorker(work));
 }
 
 std::int32_t abortCapture(HANDLE driver) {

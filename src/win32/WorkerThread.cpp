@@ -2,6 +2,7 @@
 
 #include <process.h>
 
+#include <memory>
 #include <new>
 
 namespace kvexa::win32 {
@@ -9,7 +10,7 @@ namespace kvexa::win32 {
 namespace {
 
 struct Start {
-  std::shared_ptr<Work> work;
+  Shared<Work> work;
   HMODULE library = nullptr;
 };
 
@@ -32,7 +33,7 @@ unsigned __stdcall runWorker(void* argument) {
 
 }  // namespace
 
-bool startWorker(const std::shared_ptr<Work>& work) {
+bool startWorker(const Shared<Work>& work) {
   std::unique_ptr<Start> start(new (std::nothrow) Start{work, keepLibraryLoaded()});
   if (!start) return false;
   OwnedObject thread(reinterpret_cast<HANDLE>(

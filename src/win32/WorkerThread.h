@@ -3,20 +3,14 @@
 
 #include <windows.h>
 
-#include <memory>
-
 #include "win32/Handles.h"
+#include "win32/Shared.h"
 
 namespace kvexa::win32 {
 
 // What a worker works on. The thread keeps it alive until it has run.
-class Work {
+class Work : public Counted {
  public:
-  Work() = default;
-  Work(const Work&) = delete;
-  Work& operator=(const Work&) = delete;
-  virtual ~Work() = default;
-
   virtual void run() = 0;
 
   // Whether the worker came to its end within the time.
@@ -25,13 +19,13 @@ class Work {
   }
 
  private:
-  friend bool startWorker(const std::shared_ptr<Work>& work);
+  friend bool startWorker(const Shared<Work>& work);
 
   OwnedObject thread_;
 };
 
 // Runs the work on a thread of its own, which keeps the library loaded until it ends. False when the
 // thread cannot be made; then the work has not run and nothing is left.
-bool startWorker(const std::shared_ptr<Work>& work);
+bool startWorker(const Shared<Work>& work);
 
 }  // namespace kvexa::win32

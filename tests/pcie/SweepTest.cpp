@@ -148,9 +148,8 @@ class PcieSweep : public PcieTest {
   // The board as a healthy call needs it.
   void prepare() {
     board.faults().clear();
-    stream(128, 8);
-    const std::uint32_t slow = 0;
-    ASSERT_EQ(KVEXA_OK, kVexaFpgaWrite(&handle, 0x118, 1, &slow));
+    if (!board.sensor().isStreaming()) stream(128, 8);
+    board.setBoardRegister(0x118, 0);
     ASSERT_EQ(KVEXA_OK, kVexaCancelInterval(&handle));
     ASSERT_EQ(KVEXA_OK, kVexaLockMemory(&handle, 16, 4096));
     trace();

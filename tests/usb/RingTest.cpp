@@ -230,6 +230,18 @@ TEST_F(Ring, BadArgumentsAreRefusedAndNothingIsSent) {
   EXPECT_EQ(0U, calls.workerCount());
 }
 
+TEST_F(Ring, WithoutMemoryForTheWorkerNothingIsSent) {
+  prepare(2);
+  trace();
+  machine.resources().failBlocksFrom(1);
+  const std::int32_t result = start();
+  machine.resources().failBlocksFrom(0);
+  EXPECT_EQ(KVEXA_BUSY, result);
+  EXPECT_EQ("", trace());
+  EXPECT_EQ("", log());
+  EXPECT_EQ(unset, word);
+}
+
 TEST_F(Ring, WorkerThatCannotBeCreatedLeavesTheBoardStopped) {
   prepare(2);
   calls.refuseWorkers = true;
