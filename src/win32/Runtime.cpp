@@ -21,4 +21,5 @@ void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(blo
 void operator delete[](void* block, std::size_t /*size*/) noexcept { std::free(block); }
 
 // Where the tables of abstract classes point to; never called. The name is the compiler's own.
-extern "C" void __cxa_pure_virtual() { std::abort(); }  // NOLINT(bugprone-reserved-identifier)
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
+extern "C" void __cxa_pure_virtual() { std::abort(); }

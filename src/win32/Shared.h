@@ -34,8 +34,13 @@ class Shared {
   Shared(Shared&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class Derived>
   Shared(const Shared<Derived>& other) : Shared(other.get()) {}  // NOLINT(google-explicit-constructor)
-  Shared& operator=(Shared other) noexcept {
-    std::swap(object_, other.object_);
+  Shared& operator=(const Shared& other) {
+    if (this != &other) *this = Shared(other);
+    return *this;
+  }
+  Shared& operator=(Shared&& other) noexcept {
+    Shared taken(std::move(other));
+    std::swap(object_, taken.object_);
     return *this;
   }
   ~Shared() {
