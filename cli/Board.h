@@ -1,18 +1,15 @@
 // An open board that closes itself, and the telling of every step taken on it.
 #pragma once
 
-#include <kvexa.h>
+#include <kvexa.hpp>
 
 #include <cstdint>
 #include <string>
 
 namespace cli {
 
-// Prints "  kVexaPowerV1On            0" and throws Failure when the result is negative.
+// Prints "  kVexaPowerV1On            0" and throws kvexa::Error when the result is negative.
 void step(const std::string& call, std::int32_t result);
-
-// Throws Failure when the result is negative, and prints nothing.
-void require(const std::string& call, std::int32_t result);
 
 class Board {
  public:
@@ -21,14 +18,15 @@ class Board {
   Board(const Board&) = delete;
   Board& operator=(const Board&) = delete;
 
-  const BoardHandle* handle() const { return &handle_; }
+  const BoardHandle* handle() const { return board_.handle(); }
+  const kvexa::Board& owner() const { return board_; }
 
   // Supplies and clock on, then out of reset; and the way back.
   void powerUp();
   void powerDown();
 
  private:
-  BoardHandle handle_{};
+  kvexa::Board board_;
 };
 
 }  // namespace cli

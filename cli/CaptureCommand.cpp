@@ -1,6 +1,6 @@
 #include "CaptureCommand.h"
 
-#include <kvexa.h>
+#include <kvexa.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -28,12 +28,10 @@ std::vector<std::uint8_t> captureFrame(const Board& board, const FrameLayout& fr
 
 void savePicture(const FrameLayout& frame, const std::vector<std::uint8_t>& raw, std::uint32_t pattern,
                  OutputFiles& files) {
-  std::vector<std::uint8_t> colour(std::size_t{3} * frame.width * frame.height);
-  step("kVexaRaw8ToRgb888", kVexaRaw8ToRgb888(raw.data(), colour.data(), frame.width, frame.height, pattern));
+  kvexa::Image colour(frame.width, frame.height);
+  step("kVexaRaw8ToRgb888", colour.fromBayer8(raw.data(), pattern));
   const std::string path = files.name("frame.bmp");
-  const SaveRect all{0, 0, frame.width, frame.height};
-  step("kVexaSaveBmpFile", kVexaSaveBmpFile(path.c_str(), colour.data(), frame.width, frame.height, &all,
-                                            KVEXA_FORMAT_BGR24, KVEXA_BMP_24_BITS));
+  step("kVexaSaveBmpFile", colour.saveBmp(path));
   std::printf("    picture                %s\n", path.c_str());
 }
 

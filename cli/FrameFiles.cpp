@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "Failure.h"
-#include "ResultText.h"
 
 namespace cli {
 
@@ -23,7 +22,7 @@ std::size_t findMark(const std::string& name) {
 }
 
 void check(const std::string& path, const char* call, std::int32_t result) {
-  if (result < 0) throw Failure(path + ": " + call + " returned " + describe(result));
+  kvexa::require(path + ": " + call, result);
 }
 
 }  // namespace
@@ -48,12 +47,9 @@ FrameFiles::FrameFiles(std::string name, std::uint32_t count)
 void FrameFiles::save(std::uint32_t number, const std::uint8_t* samples, const FrameLayout& frame,
                       std::uint32_t pattern) {
   const std::string path = pathOf(number);
-  colour_.resize(std::size_t{3} * frame.width * frame.height);
-  check(path, "kVexaRaw8ToRgb888",
-        kVexaRaw8ToRgb888(samples, colour_.data(), frame.width, frame.height, pattern));
-  const SaveRect all{0, 0, frame.width, frame.height};
-  const std::int32_t result = kVexaSaveBmpFile(path.c_str(), colour_.data(), frame.width, frame.height, &all,
-                                               KVEXA_FORMAT_BGR24, KVEXA_BMP_24_BITS);
+  colour_.resize(frame.width, frame.height);
+  check(path, "kVexaRaw8ToRgb888", colour_.fromBayer8(samples, pattern));
+  const std::int32_t result = colour_.saveBmp(path);
   if (result < 0) {
     std::error_code ignored;
     if (std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);

@@ -1,9 +1,10 @@
 // The pictures of a stream: numbered files, each whole or not there.
 #pragma once
 
+#include <kvexa.hpp>
+
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "FrameSetup.h"
 
@@ -26,7 +27,7 @@ class FrameFiles {
   std::string name_;
   std::size_t mark_;
   unsigned digits_;
-  std::vector<std::uint8_t> colour_;
+  kvexa::Image colour_{0, 0};
 };
 
 }  // namespace cli

@@ -1,6 +1,6 @@
 #include "StreamCommand.h"
 
-#include <kvexa.h>
+#include <kvexa.hpp>
 
 #include <cstdio>
 #include <optional>
@@ -9,7 +9,6 @@
 #include "Failure.h"
 #include "FrameFiles.h"
 #include "FrameSetup.h"
-#include "FrameStream.h"
 #include "Interrupt.h"
 #include "LiveLine.h"
 #include "sim/Sensor.h"
@@ -29,7 +28,7 @@ class Powered {
     if (!on_) return;
     try {
       board_.powerDown();
-    } catch (const Failure&) {
+    } catch (const kvexa::Error&) {
       // The command fails already, with the reason of that.
     }
   }
@@ -114,25 +113,26 @@ void checkFormat(const StreamOptions& options, const FrameLayout& frame) {
 }
 
 // The capture ends at a frame that does not come; one that is late may be a sensor that pauses.
-void startAgain(FrameStream& frames, const Progress& progress, const StreamOptions& options) {
+void startAgain(kvexa::CaptureSession& frames, const Progress& progress, const StreamOptions& options) {
   if (progress.timeoutsInARow() == mostTimeoutsInARow) {
     throw Failure("no frame came within " + std::to_string(options.timeout) + " ms, " +
                   std::to_string(mostTimeoutsInARow) + " times in a row; does the sensor stream?");
   }
-  require("kVexaMultiShotCapArrayStop", frames.stop());
-  require("kVexaMultiShotCapArrayStart", frames.start());
+  kvexa::require("kVexaMultiShotCapArrayStop", frames.stop());
+  kvexa::require("kVexaMultiShotCapArrayStart", frames.start());
 }
 
 void run(const Board& board, const FrameLayout& layout, const StreamOptions& options, FrameFiles* files,
          Progress& progress) {
   const Interrupt interrupt;
-  FrameStream frames(board, layout, options.buffers, options.timeout);
+  kvexa::CaptureSession frames(board.owner(), layout.bytes, options.buffers, options.timeout);
   step("kVexaMultiShotCapArrayStart", frames.start());
   LiveLine line;
   while (!progress.isComplete()) {
-    const FrameStream::Next next = frames.next(interrupt.event());
-    if (next == FrameStream::Next::interrupted) break;
-    if (next == FrameStream::Next::timedOut) {
+    const auto next = frames.next(interrupt.event());
+    if (next == kvexa::CaptureSession::Next::interrupted) break;
+    if (next == kvexa::CaptureSession::Next::ended) {
+      if (frames.result() != KVEXA_TIMED_OUT) throw kvexa::Error("the capture", frames.result());
       progress.addTimeout();
       startAgain(frames, progress, options);
       continue;

@@ -66,6 +66,7 @@ extern "C" {
 
 /* ---- Codes ------------------------------------------------------------------------------------- */
 
+/* What each one means in a sentence, and what to do, stands in kvexa_results.inc. */
 enum KvexaResult {
   KVEXA_OK = 0,
   KVEXA_FAILED = -1,            /* no code of its own; the function says what it means there */
@@ -87,7 +88,13 @@ enum KvexaResult {
   KVEXA_NOT_ON_PCIE = -100,     /* a capture or buffer function that only USB boards have */
   KVEXA_NOT_ON_USB = -101,      /* a function that only PCIe boards have */
   KVEXA_FILE_NOT_OPENED = -200, /* the file could not be opened or created */
-  KVEXA_RELOAD_FAILED = -300    /* -301 to -306: which step of a driver reload failed */
+  KVEXA_RELOAD_FAILED = -300,   /* never returned itself: -301 to -306 tell which step failed */
+  KVEXA_RELOAD_NO_MEMORY = -301,
+  KVEXA_RELOAD_NO_DEVICE_LIST = -302,
+  KVEXA_RELOAD_NO_IDENTIFIERS = -303,
+  KVEXA_RELOAD_NEEDS_REBOOT = -304,
+  KVEXA_RELOAD_CHANGE_FAILED = -305,
+  KVEXA_RELOAD_NO_DEVICE = -306
 };
 
 enum BoardType { KVEXA_BOARD_USB = 0, KVEXA_BOARD_PCIE = 1 };
@@ -933,10 +940,10 @@ KVEXA_API int32_t KVEXA_CALL kVexaUnlockMemory(const BoardHandle* board, uint32_
 /*
  * Restart the device functions of all PCIe boards; no board need be open. The second form re-scans the bus
  * and tries once more when a function is missing.
- * KVEXA_OK, or KVEXA_RELOAD_FAILED less 1 (no memory), 2 (the devices could not be listed), 3 (a device's
- * identifiers could not be read), 5 (disabling or enabling failed), 6 (no board's function is there). That
- * Windows wants a reboot is not reported. Needs administrator rights. Every call keeps one list of devices
- * until the process ends. One thread a process.
+ * KVEXA_OK, KVEXA_RELOAD_NO_MEMORY, KVEXA_RELOAD_NO_DEVICE_LIST, KVEXA_RELOAD_NO_IDENTIFIERS,
+ * KVEXA_RELOAD_CHANGE_FAILED or KVEXA_RELOAD_NO_DEVICE. That Windows wants a reboot
+ * (KVEXA_RELOAD_NEEDS_REBOOT) is not reported. Needs administrator rights. Every call keeps one list of
+ * devices until the process ends. One thread a process.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaReloadPcieDevice(void);
 KVEXA_API int32_t KVEXA_CALL kVexaReloadPcieDeviceEx(void);
