@@ -10,8 +10,10 @@ endif()
 set(folders src sim cli tests bench fuzz examples)
 list(TRANSFORM folders PREPEND ${CMAKE_SOURCE_DIR}/ OUTPUT_VARIABLE roots)
 list(TRANSFORM roots APPEND /*.h OUTPUT_VARIABLE headerGlobs)
+list(TRANSFORM roots APPEND /*.hpp OUTPUT_VARIABLE publicHeaderGlobs)
+list(TRANSFORM roots APPEND /*.c OUTPUT_VARIABLE cGlobs)
 list(TRANSFORM roots APPEND /*.cpp OUTPUT_VARIABLE sourceGlobs)
-file(GLOB_RECURSE headers CONFIGURE_DEPENDS ${headerGlobs})
+file(GLOB_RECURSE headers CONFIGURE_DEPENDS ${headerGlobs} ${publicHeaderGlobs} ${cGlobs})
 file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${sourceGlobs})
 
 # clang-tidy does not know where the cross compiler keeps its headers.

@@ -34,12 +34,25 @@
  * unless the text says otherwise. Files are named by zero-terminated strings in the ANSI code page.
  *
  * Blocking. A register transfer is a few driver requests of at most 1000 ms each.
+ *
+ * Unloading. FreeLibrary while a capture runs is safe: its worker keeps the library loaded, the capture goes
+ * on, and the library goes when its last worker has ended. Buffers, events and result words stay the
+ * capture's until then. LoadLibrary gives the same library once more, and with it kVexaAbortCapture. No
+ * thread may be inside a function when the last reference goes. Boards that are left open stay open until the
+ * process ends; a library that is loaded anew takes their BoardHandle, but on a PCIe board starts no
+ * multi-shot capture with it: open the board again.
+ *
+ * Process exit. Windows ends the workers of captures that run, wherever they are. The library then waits for
+ * nothing and sends nothing, and Windows closes the boards. A board may be left capturing; the next program
+ * calls kVexaAbortCapture, which is right when nothing runs too. No function may be called while the process
+ * exits, not from DllMain or destructors of static objects either.
  */
 #ifndef KVEXA_H
 #define KVEXA_H
 
 /* NOLINTBEGIN(modernize-*): C programs include this header too. */
 
+#include <stddef.h>
 #include <stdint.h>
 
 #if defined(_WIN32)
@@ -56,8 +69,8 @@
 #define KVEXA_API
 #endif
 
-#define KVEXA_VERSION_MAJOR 1
-#define KVEXA_VERSION_MINOR 0
+#define KVEXA_VERSION_MAJOR 0
+#define KVEXA_VERSION_MINOR 1
 #define KVEXA_VERSION_PATCH 0
 
 #ifdef __cplusplus
@@ -529,25 +542,36 @@ KVEXA_API int32_t KVEXA_CALL_CDECL kUsbGetData(void* driverHandle, uint32_t leng
 /* ---- Supplies and signals ---------------------------------------------------------------------- */
 
 /*
- * The switches. Each reads the switch register, changes its bit and writes it back: two callers at
- * once on one board can lose each other's change. On a USB board a failed read is returned and nothing
- * is written; on a PCIe board it counts as 0 and the write goes ahead. Else the write's result, but
- * kVexaPowerV1Off returns KVEXA_OK always on a PCIe board. Register results. Boards: both. One thread a
- * board.
+ * The switches.
+ *   board  in: an open board
+ * Each reads the switch register, changes its bit and writes it back: two callers at once on one board can
+ * lose each other's change. On a USB board a failed read is returned and nothing is written; on a PCIe board
+ * it counts as 0 and the write goes ahead. Else the write's result. Register results. Boards: both. One
+ * thread a board.
  */
+/* Switches the first supply off. KVEXA_OK always on a PCIe board, else see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerV1Off(const BoardHandle* board);
+/* Switches the first supply on. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerV1On(const BoardHandle* board);
+/* Switches the second supply off. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerV2Off(const BoardHandle* board);
+/* Switches the second supply on. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerV2On(const BoardHandle* board);
+/* Stops the sensor's clock. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaClockOff(const BoardHandle* board);
+/* Starts the sensor's clock. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaClockOn(const BoardHandle* board);
-/* Releases the sensor from reset. */
+/* Releases the sensor from reset. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaResetOff(const BoardHandle* board);
-/* Holds the sensor in reset. */
+/* Holds the sensor in reset. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaResetOn(const BoardHandle* board);
+/* Disconnects the sensor bus. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaI2cOff(const BoardHandle* board);
+/* Connects the sensor bus. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaI2cOn(const BoardHandle* board);
+/* Switches the power-switch control off. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerSwControlOff(const BoardHandle* board);
+/* Switches the power-switch control on. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerSwControlOn(const BoardHandle* board);
 
 /*
@@ -1113,20 +1137,48 @@ KVEXA_API int32_t KVEXA_CALL kVexaSaveBmpFile(const char* path, const void* imag
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 #define KVEXA_STATIC_ASSERT(condition) _Static_assert(condition, #condition)
 #else
-#define KVEXA_STATIC_ASSERT(condition) typedef char kvexaLayoutIsRight[(condition) ? 1 : -1]
+#define KVEXA_STATIC_ASSERT(condition) extern char kvexaLayoutIsRight[(condition) ? 1 : -1]
 #endif
 
 KVEXA_STATIC_ASSERT(sizeof(CapParam) == 52);
+KVEXA_STATIC_ASSERT(offsetof(CapParam, HOFF) == 16);
+KVEXA_STATIC_ASSERT(offsetof(CapParam, HREDUCT) == 24);
+KVEXA_STATIC_ASSERT(offsetof(CapParam, HWEXCHG) == 32);
+KVEXA_STATIC_ASSERT(offsetof(CapParam, EXCHGFORMAT) == 50);
 KVEXA_STATIC_ASSERT(sizeof(SwitchStatus) == 12);
+KVEXA_STATIC_ASSERT(offsetof(SwitchStatus, hardwareDip) == 4);
+KVEXA_STATIC_ASSERT(offsetof(SwitchStatus, softwareDip) == 8);
 KVEXA_STATIC_ASSERT(sizeof(SupplyStatus) == 48);
+KVEXA_STATIC_ASSERT(offsetof(SupplyStatus, v2) == 12);
+KVEXA_STATIC_ASSERT(offsetof(SupplyStatus, clock) == 24);
+KVEXA_STATIC_ASSERT(offsetof(SupplyStatus, resetOn) == 36);
+KVEXA_STATIC_ASSERT(offsetof(SupplyStatus, i2cOn) == 40);
+KVEXA_STATIC_ASSERT(offsetof(SupplyStatus, powerSwitchOn) == 44);
+KVEXA_STATIC_ASSERT(sizeof(PowerStep) == 24);
+KVEXA_STATIC_ASSERT(offsetof(PowerStep, reset) == 8);
+KVEXA_STATIC_ASSERT(offsetof(PowerStep, delay) == 20);
 KVEXA_STATIC_ASSERT(sizeof(PowerSequence) == 2404);
+KVEXA_STATIC_ASSERT(offsetof(PowerSequence, stepCount) == 2400);
 KVEXA_STATIC_ASSERT(sizeof(AutoActual) == 16);
+KVEXA_STATIC_ASSERT(offsetof(AutoActual, secondDimension) == 4);
+KVEXA_STATIC_ASSERT(offsetof(AutoActual, frameRate) == 8);
 KVEXA_STATIC_ASSERT(sizeof(SaveRect) == 16);
+KVEXA_STATIC_ASSERT(offsetof(SaveRect, width) == 8);
+KVEXA_STATIC_ASSERT(offsetof(SaveRect, height) == 12);
 KVEXA_STATIC_ASSERT(sizeof(RegisterTableEntry) == 2056);
+KVEXA_STATIC_ASSERT(offsetof(RegisterTableEntry, values) == 4);
+KVEXA_STATIC_ASSERT(offsetof(RegisterTableEntry, unused) == 516);
+KVEXA_STATIC_ASSERT(offsetof(RegisterTableEntry, valueCount) == 2052);
 #if defined(_WIN32)
 KVEXA_STATIC_ASSERT(sizeof(BoardHandle) == 12); /* fails in a 64-bit program: the DLL is 32-bit */
+KVEXA_STATIC_ASSERT(offsetof(BoardHandle, boardType) == 4);
+KVEXA_STATIC_ASSERT(offsetof(BoardHandle, boardIndex) == 8);
 KVEXA_STATIC_ASSERT(sizeof(RegisterBatchEntry) == 12);
+KVEXA_STATIC_ASSERT(offsetof(RegisterBatchEntry, data) == 4);
+KVEXA_STATIC_ASSERT(offsetof(RegisterBatchEntry, count) == 8);
 KVEXA_STATIC_ASSERT(sizeof(RegisterBatch) == 16);
+KVEXA_STATIC_ASSERT(offsetof(RegisterBatch, entries) == 8);
+KVEXA_STATIC_ASSERT(offsetof(RegisterBatch, entryCount) == 12);
 #endif
 
 /* NOLINTEND(modernize-*) */

@@ -1,0 +1,147 @@
+"""Writes Kvexa.cs, the library for C# programs built for x86."""
+from xml.sax.saxutils import escape
+
+SCALARS = {"int32_t": "int", "uint32_t": "uint", "uint16_t": "ushort", "uint8_t": "byte", "double": "double"}
+
+# Pointers to these arguments are arrays; every other pointer to a number is one number.
+ARRAYS = {"words", "kernels", "matrix", "values", "source", "destination", "image", "block"}
+
+# A capture goes on using these after the call: the caller pins them, so they are addresses here.
+KEPT = {"resultWord"}
+
+RESERVED = {"params", "ref", "out", "event", "object", "string", "in"}
+
+HEAD = '''// KVEXA_LIB.dll for C# programs. Generated from kvexa.h {version}; do not edit.
+//
+// Build the program for x86: the library is a 32-bit DLL. Addresses that a capture uses after the call
+// returned (buffers, arrays of events, the result word) are IntPtr: take them from Marshal.AllocHGlobal or from
+// a pinned GCHandle, so that they do not move.
+using System;
+using System.Runtime.InteropServices;
+
+namespace Kvexa
+{{
+'''
+
+ERROR = '''
+    /// <summary>A negative result of the library.</summary>
+    public class KvexaException : Exception
+    {
+        public readonly int Result;
+
+        public KvexaException(string call, int result) : base(call + " returned " + Results.Describe(result))
+        {
+            Result = result;
+        }
+    }
+
+    /// <summary>Result codes in words.</summary>
+    public static class Results
+    {
+        /// <summary>The code's name, or null for a number that is no code.</summary>
+        public static string Name(int result) { string[] found = Find(result); return found == null ? null : found[0]; }
+
+        /// <summary>What to do about it, or null for a number that is no code.</summary>
+        public static string Advice(int result) { string[] found = Find(result); return found == null ? null : found[2]; }
+
+        public static string Describe(int result)
+        {
+            string[] found = Find(result);
+            return found == null ? result.ToString() : result + " (" + found[1] + ")";
+        }
+
+        /// <summary>Throws KvexaException for a negative result, and gives any other one back.</summary>
+        public static int Require(string call, int result)
+        {
+            if (result < 0) throw new KvexaException(call, result);
+            return result;
+        }
+
+        private static string[] Find(int result)
+        {
+            switch (result)
+            {
+'''
+
+
+def nameOf(name):
+    return "@" + name if name in RESERVED else name
+
+
+def summary(text, indent):
+    if not text:
+        return ""
+    lines = "".join(f"{indent}/// {escape(line)}\n".replace("///  ", "///  ") for line in text.split("\n"))
+    return f"{indent}/// <summary>\n{lines}{indent}/// </summary>\n"
+
+
+def parameter(argument, records):
+    kind, name = argument.type, nameOf(argument.name)
+    bare = kind.replace("const ", "").replace("*", "").strip()
+    if kind == "const char*":
+        return f"[MarshalAs(UnmanagedType.LPStr)] string {name}"
+    if not kind.endswith("*"):
+        return f"{SCALARS[kind]} {name}"
+    if bare == "void" or "* const*" in kind or argument.name in KEPT:
+        return f"IntPtr {name}"
+    if bare in records:
+        if argument.name == "table":
+            return f"[{'In' if kind.startswith('const') else 'In, Out'}] {bare}[] {name}"
+        return f"ref {bare} {name}"
+    if argument.name in ARRAYS:
+        return f"[{'In' if kind.startswith('const') else 'In, Out'}] {SCALARS[bare]}[] {name}"
+    return f"{'ref' if kind.startswith('const') else 'out'} {SCALARS[bare]} {name}"
+
+
+def writeEnums(enums):
+    text = "    /// <summary>The constants of kvexa.h.</summary>\n    public static class Constants\n    {\n"
+    for enum in enums:
+        for constant in enum.constants:
+            text += summary(constant.text, "        ") + f"        public const int {constant.name} = {constant.value};\n"
+    return text + "    }\n"
+
+
+def writeRecords(records):
+    names = {record.name for record in records}
+    text = ""
+    for record in records:
+        text += "\n" + summary(record.text, "    ")
+        text += f"    [StructLayout(LayoutKind.Sequential)]\n    public struct {record.name}\n    {{\n"
+        for field in record.fields:
+            bare = field.type.replace("const ", "").strip()
+            kind = "IntPtr" if bare.endswith("*") else SCALARS.get(bare) or (bare if bare in names else None)
+            if kind is None:
+                raise ValueError(f"no C# type for {field.type}")
+            if field.count:
+                text += f"        [MarshalAs(UnmanagedType.ByValArray, SizeConst = {field.count})]\n"
+                kind += "[]"
+            text += f"        public {kind} {nameOf(field.name)};\n"
+        text += "    }\n"
+    return text
+
+
+def writeResults(results):
+    text = ERROR
+    for result in results:
+        quoted = ", ".join('"' + part.replace('"', '\\"') + '"' for part in (result.name, result.text, result.advice))
+        text += f"                case {result.value}: return new[] {{ {quoted} }};\n"
+    return text + "                default: return null;\n            }\n        }\n    }\n"
+
+
+def writeFunctions(functions, records):
+    names = {record.name for record in records}
+    text = ("\n    /// <summary>The functions of KVEXA_LIB.dll.</summary>\n    public static class Native\n    {\n"
+            "        private const string Library = \"KVEXA_LIB.dll\";\n")
+    for function in functions:
+        arguments = ", ".join(parameter(argument, names) for argument in function.arguments)
+        convention = "Cdecl" if function.convention == "CDECL" else "StdCall"
+        text += "\n" + summary(function.text, "        ")
+        text += (f'        [DllImport(Library, EntryPoint = "{function.decorated}", ExactSpelling = true, '
+                 f"CallingConvention = CallingConvention.{convention})]\n"
+                 f"        public static extern {SCALARS[function.result]} {function.name}({arguments});\n")
+    return text + "    }\n"
+
+
+def write(interface):
+    return (HEAD.format(version=interface.version) + writeEnums(interface.enums) + writeRecords(interface.records) +
+            writeResults(interface.results) + writeFunctions(interface.functions, interface.records) + "}\n")

@@ -1,0 +1,136 @@
+"""Writes kvexa.py, the library for 32-bit Python on Windows."""
+import textwrap
+
+SCALARS = {"int32_t": "c_int32", "uint32_t": "c_uint32", "uint16_t": "c_uint16", "uint8_t": "c_uint8",
+           "double": "c_double"}
+SPECIAL = {"const char*": "c_char_p", "void*": "c_void_p", "const void*": "c_void_p",
+           "void* const*": "POINTER(c_void_p)"}
+
+HEAD = '''"""KVEXA_LIB.dll for 32-bit Python on Windows. Generated from kvexa.h {version}; do not edit.
+
+    import kvexa
+    library = kvexa.load()                       # or kvexa.load(r"C:\\\\tools\\\\KVEXA_LIB.dll")
+    board = kvexa.BoardHandle()
+    kvexa.require("kVexaDevOpen", library.kVexaDevOpen(kvexa.KVEXA_BOARD_USB, 0, board))
+
+Functions take numbers, bytes for file names, records of this module, and ctypes arrays; records and arrays
+are passed as they are, numbers that a function fills as ctypes.byref(c_uint32()). Their texts are those of
+kvexa.h: print(kvexa.FUNCTIONS["kVexaDevOpen"].text).
+"""
+import ctypes
+from collections import namedtuple
+from ctypes import POINTER, Structure, c_char_p, c_double, c_int32, c_uint8, c_uint16, c_uint32, c_void_p
+
+__version__ = "{version}"
+
+'''
+
+TAIL = '''
+
+class KvexaError(Exception):
+    """A negative result: what was called, the code, and what it means."""
+
+    def __init__(self, call, result):
+        super().__init__(call + " returned " + describe(result))
+        self.call = call
+        self.result = result
+
+
+def describe(result):
+    """"-57 (the device on the sensor bus did not acknowledge; ...)"."""
+    found = RESULTS.get(result)
+    return str(result) if found is None else "%d (%s)" % (result, found.text)
+
+
+def require(call, result):
+    """Raises KvexaError for a negative result, and gives any other one back."""
+    if result < 0:
+        raise KvexaError(call, result)
+    return result
+
+
+class Library:
+    """The loaded DLL, with one attribute for each of its functions."""
+
+    def __init__(self, path):
+        if ctypes.sizeof(c_void_p) != 4:
+            raise OSError("KVEXA_LIB.dll is a 32-bit library: use a 32-bit Python")
+        stdcall, cdecl = ctypes.WinDLL(path), ctypes.CDLL(path)
+        for name, function in FUNCTIONS.items():
+            bound = (cdecl if function.convention == "cdecl" else stdcall)[function.symbol]
+            bound.restype = function.result
+            bound.argtypes = function.arguments
+            setattr(self, name, bound)
+
+
+def load(path="KVEXA_LIB.dll"):
+    """Loads the DLL and binds every function; raises OSError when it is not there."""
+    return Library(path)
+'''
+
+
+def kindOf(type, records):
+    if type in SPECIAL:
+        return SPECIAL[type]
+    bare = type.replace("const ", "").replace("*", "").strip()
+    named = SCALARS.get(bare) or (bare if bare in records else None)
+    if named is None:
+        raise ValueError(f"no Python type for {type}")
+    return f"POINTER({named})" if type.endswith("*") else named
+
+
+def comment(text):
+    return "".join(f"# {line}\n" if line else "#\n" for line in text.split("\n")) if text else ""
+
+
+def writeConstants(enums):
+    text = ""
+    for enum in enums:
+        text += "\n" + comment(enum.text or enum.name)
+        for constant in enum.constants:
+            text += f"{constant.name} = {constant.value}" + (f"  # {constant.text}\n" if constant.text else "\n")
+    return text
+
+
+def writeRecords(records):
+    names = {record.name for record in records}
+    text = ""
+    for record in records:
+        text += f"\n\nclass {record.name}(Structure):\n"
+        if record.text:
+            text += textwrap.indent(f'"""{record.text}"""', "    ") + "\n\n"
+        text += "    _fields_ = [\n"
+        for field in record.fields:
+            kind = kindOf(field.type, names) + (f" * {field.count}" if field.count else "")
+            text += f'        ("{field.name}", {kind}),\n'
+        text += "    ]\n"
+    return text
+
+
+def writeFunctions(functions, records):
+    names = {record.name for record in records}
+    text = "\n\nFunction = namedtuple(\"Function\", \"symbol convention result arguments names text\")\n"
+    texts = list(dict.fromkeys(function.text for function in functions))
+    text += "\n_TEXTS = (\n" + "".join(f"    {entry!r},\n" for entry in texts) + ")\n"
+    text += "\n# Every function: exported name, calling convention, types, argument names, text of kvexa.h.\nFUNCTIONS = {\n"
+    for function in functions:
+        kinds = "".join(kindOf(argument.type, names) + ", " for argument in function.arguments)
+        arguments = "".join(f'"{argument.name}", ' for argument in function.arguments)
+        text += (f'    "{function.name}": Function(\n'
+                 f'        "{function.decorated}", "{function.convention.lower()}", {SCALARS[function.result]},\n'
+                 f"        ({kinds.strip()}),\n        ({arguments.strip()}),\n"
+                 f"        _TEXTS[{texts.index(function.text)}]),\n")
+    return text + "}\n"
+
+
+def writeResults(results):
+    text = "\nResult = namedtuple(\"Result\", \"name text advice\")\n\n# What each code means, and what to do.\nRESULTS = {\n"
+    for result in results:
+        text += f"    {result.value}: Result({result.name!r}, {result.text!r},\n        {result.advice!r}),\n"
+    return text + "}\n"
+
+
+def write(interface):
+    return (HEAD.format(version=interface.version) + writeConstants(interface.enums).lstrip("\n") +
+            writeRecords(interface.records) + writeFunctions(interface.functions, interface.records) +
+            writeResults(interface.results) + TAIL)

@@ -1,0 +1,33 @@
+# What programs take besides the DLL: bindings, the packages of CMake and pkg-config, examples.
+
+find_package(Python3 REQUIRED COMPONENTS Interpreter)
+
+file(STRINGS ${CMAKE_SOURCE_DIR}/src/frame/kvexa.h versionLines REGEX "^#define KVEXA_VERSION_(MAJOR|MINOR|PATCH) ")
+string(REGEX MATCHALL "[0-9]+" versionParts "${versionLines}")
+list(JOIN versionParts "." KVEXA_VERSION)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/frame/kvexa.h)
+if(PROJECT_VERSION AND NOT PROJECT_VERSION MATCHES "^${KVEXA_VERSION}(\\.|$)")
+  message(FATAL_ERROR "kvexa.h says version ${KVEXA_VERSION}, CMakeLists.txt says ${PROJECT_VERSION}")
+endif()
+
+# The generator stops when the header and the export table differ.
+set(bindingsFolder ${CMAKE_BINARY_DIR}/bindings)
+set(bindings ${bindingsFolder}/kvexa.py ${bindingsFolder}/Kvexa.cs)
+file(GLOB generatorSources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bindings/*.py)
+set(interfaceFolder ${CMAKE_SOURCE_DIR}/src/frame)
+add_custom_command(
+  OUTPUT ${bindings} ${bindingsFolder}/functions.md ${bindingsFolder}/results.md
+  COMMAND Python3::Interpreter -B ${CMAKE_SOURCE_DIR}/bindings/generate.py ${interfaceFolder} ${bindingsFolder}
+  DEPENDS ${generatorSources} ${interfaceFolder}/kvexa.h ${interfaceFolder}/exports.inc
+          ${interfaceFolder}/kvexa_results.inc
+  COMMENT "Generating the bindings from the header"
+  VERBATIM)
+add_custom_target(kvexa_bindings ALL DEPENDS ${bindings})
+
+configure_file(${CMAKE_SOURCE_DIR}/cmake/kvexaConfigVersion.cmake.in kvexaConfigVersion.cmake @ONLY)
+configure_file(${CMAKE_SOURCE_DIR}/cmake/kvexa.pc.in kvexa.pc @ONLY)
+
+install(FILES ${bindings} DESTINATION bindings)
+install(FILES ${CMAKE_SOURCE_DIR}/cmake/kvexaConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/kvexaConfigVersion.cmake
+        DESTINATION lib/cmake/kvexa)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvexa.pc DESTINATION lib/pkgconfig)
