@@ -28,6 +28,8 @@ PciBus& Machine::pciBus() { return inside_->pciBus; }
 
 Resources& Machine::resources() { return inside_->resources; }
 
+SystemFiles& Machine::systemFiles() { return inside_->systemFiles; }
+
 unsigned Machine::lostLoans() const { return inside_->loans.lostLoans(); }
 
 void Machine::failOpenStep(std::uint32_t boardType, OpenStep step, std::uint32_t error) {

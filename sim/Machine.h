@@ -14,6 +14,7 @@
 #include "PciBus.h"
 #include "PcieBoard.h"
 #include "Resources.h"
+#include "SystemFiles.h"
 #include "Trace.h"
 #include "UsbBoard.h"
 
@@ -55,6 +56,9 @@ class Machine {
   unsigned openDeviceSets() const;
   unsigned openFiles() const;
   Resources& resources();
+
+  // The version resources that the machine's driver files have, and its Windows directory.
+  SystemFiles& systemFiles();
 
   // How often the library has freed memory while a driver's request still held it.
   unsigned lostLoans() const;

@@ -31,6 +31,7 @@ struct Machine::Inside {
   Trace trace;
   Loans loans;
   Resources resources;
+  SystemFiles systemFiles;
   PciBus pciBus{trace};
 
   UsbBoard& addUsbBoard();

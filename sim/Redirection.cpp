@@ -177,6 +177,32 @@ struct Replacement {
       return 0;
     });
   }
+
+  static BOOL WINAPI writeFile(HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written,
+                               LPOVERLAPPED overlapped) {
+    Platform& platform = platformOf(set);
+    return guarded(FALSE, [&] { return platform.writeFile(file, bytes, count, written, overlapped); });
+  }
+
+  static UINT WINAPI getWindowsDirectory(LPSTR path, UINT size) {
+    Platform& platform = platformOf(set);
+    return guarded(UINT{0}, [&] { return platform.getWindowsDirectory(path, size); });
+  }
+
+  static DWORD WINAPI getFileVersionInfoSize(LPCSTR path, LPDWORD unused) {
+    Platform& platform = platformOf(set);
+    return guarded(DWORD{0}, [&] { return platform.getFileVersionInfoSize(path, unused); });
+  }
+
+  static BOOL WINAPI getFileVersionInfo(LPCSTR path, DWORD unused, DWORD size, LPVOID block) {
+    Platform& platform = platformOf(set);
+    return guarded(FALSE, [&] { return platform.getFileVersionInfo(path, unused, size, block); });
+  }
+
+  static BOOL WINAPI verQueryValue(LPCVOID block, LPCSTR name, LPVOID* value, PUINT length) {
+    Platform& platform = platformOf(set);
+    return guarded(FALSE, [&] { return platform.verQueryValue(block, name, value, length); });
+  }
 };
 
 template <std::size_t set>
@@ -235,6 +261,27 @@ CONFIGRET Platform::reenumerateDevNode(DEVINST node, ULONG flags, HMACHINE machi
 }
 
 CONFIGRET Platform::disconnectMachine(HMACHINE machine) { return originals().disconnectMachine(machine); }
+
+BOOL Platform::writeFile(HANDLE file, const void* bytes, DWORD count, DWORD* written,
+                         OVERLAPPED* overlapped) {
+  return originals().writeFile(file, bytes, count, written, overlapped);
+}
+
+UINT Platform::getWindowsDirectory(char* path, UINT size) {
+  return originals().getWindowsDirectory(path, size);
+}
+
+DWORD Platform::getFileVersionInfoSize(const char* path, DWORD* unused) {
+  return originals().getFileVersionInfoSize(path, unused);
+}
+
+BOOL Platform::getFileVersionInfo(const char* path, DWORD unused, DWORD size, void* block) {
+  return originals().getFileVersionInfo(path, unused, size, block);
+}
+
+BOOL Platform::verQueryValue(const void* block, const char* name, void** value, UINT* length) {
+  return originals().verQueryValue(block, name, value, length);
+}
 
 DWORD Platform::waitForSingleObject(HANDLE object, DWORD milliseconds) {
   return originals().waitForSingleObject(object, milliseconds);

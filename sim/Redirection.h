@@ -40,7 +40,12 @@ namespace sim {
   X(malloc, allocateMemory)                                     \
   X(free, freeMemory)                                           \
   X(_beginthreadex, beginThread)                                \
-  X(Sleep, sleep)
+  X(Sleep, sleep)                                               \
+  X(WriteFile, writeFile)                                       \
+  X(GetWindowsDirectoryA, getWindowsDirectory)                  \
+  X(GetFileVersionInfoSizeA, getFileVersionInfoSize)            \
+  X(GetFileVersionInfoA, getFileVersionInfo)                    \
+  X(VerQueryValueA, verQueryValue)
 
 // The functions as the module had them.
 struct Originals {
@@ -85,6 +90,11 @@ class Platform {
   virtual CONFIGRET locateDevNode(DEVINST* node, char* identifier, ULONG flags, HMACHINE machine);
   virtual CONFIGRET reenumerateDevNode(DEVINST node, ULONG flags, HMACHINE machine);
   virtual CONFIGRET disconnectMachine(HMACHINE machine);
+  virtual BOOL writeFile(HANDLE file, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* overlapped);
+  virtual UINT getWindowsDirectory(char* path, UINT size);
+  virtual DWORD getFileVersionInfoSize(const char* path, DWORD* unused);
+  virtual BOOL getFileVersionInfo(const char* path, DWORD unused, DWORD size, void* block);
+  virtual BOOL verQueryValue(const void* block, const char* name, void** value, UINT* length);
   virtual DWORD waitForSingleObject(HANDLE object, DWORD milliseconds);
   virtual HANDLE createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, const char* name);
   virtual HGLOBAL globalAlloc(UINT flags, SIZE_T bytes);

@@ -23,7 +23,16 @@ class Resources {
   // Created through the module and not given back. Threads are not followed.
   unsigned open(Kind kind) const;
 
+  // Writes to files, and the bytes in them.
+  std::uint64_t writes() const { return writes_; }
+  std::uint64_t bytesWritten() const { return bytesWritten_; }
+
   // ---- for the redirected calls ----
+  void noteWrite(std::size_t bytes) {
+    ++writes_;
+    bytesWritten_ += bytes;
+  }
+
   // Counts one creation and tells whether it may be.
   bool allows(Kind kind);
   bool allowsBlock(std::size_t bytes) const { return failingBlocks_ == 0 || bytes < failingBlocks_; }
@@ -37,6 +46,8 @@ class Resources {
   };
 
   std::atomic<std::size_t> failingBlocks_ = 0;
+  std::atomic<std::uint64_t> writes_ = 0;
+  std::atomic<std::uint64_t> bytesWritten_ = 0;
   mutable std::mutex mutex_;
   std::map<Kind, std::set<const void*>> open_;
   std::map<Kind, std::uint64_t> created_;

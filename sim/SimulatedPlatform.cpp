@@ -1,6 +1,7 @@
 // A computer with simulated boards: what is not theirs passes on to Windows.
 #include <malloc.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -54,6 +55,46 @@ class SimulatedPlatform : public Platform {
     // A thread that asks again and again without any real waiting must not keep the others out.
     if (answer.error != 0) SwitchToThread();
     return result(answer.error);
+  }
+
+  BOOL writeFile(HANDLE file, const void* bytes, DWORD count, DWORD* written,
+                 OVERLAPPED* overlapped) override {
+    machine_.resources.noteWrite(count);
+    return originals().writeFile(file, bytes, count, written, overlapped);
+  }
+
+  UINT getWindowsDirectory(char* path, UINT size) override {
+    const std::string& directory = machine_.systemFiles.windowsDirectory();
+    const auto needed = static_cast<UINT>(directory.size() + 1);
+    if (size < needed) return needed;
+    std::memcpy(path, directory.c_str(), needed);
+    return needed - 1;
+  }
+
+  DWORD getFileVersionInfoSize(const char* path, DWORD* unused) override {
+    const auto block = machine_.systemFiles.versionBlock(path);
+    if (!block) return originals().getFileVersionInfoSize(path, unused);
+    if (unused != nullptr) *unused = 0;
+    SetLastError(block->empty() ? ERROR_RESOURCE_TYPE_NOT_FOUND : 0);
+    return static_cast<DWORD>(block->size());
+  }
+
+  BOOL getFileVersionInfo(const char* path, DWORD unused, DWORD size, void* block) override {
+    const auto whole = machine_.systemFiles.versionBlock(path);
+    if (!whole) return originals().getFileVersionInfo(path, unused, size, block);
+    if (whole->empty()) return result(ERROR_RESOURCE_TYPE_NOT_FOUND);
+    std::memcpy(block, whole->data(), std::min<std::size_t>(size, whole->size()));
+    return result(0);
+  }
+
+  BOOL verQueryValue(const void* block, const char* name, void** value, UINT* length) override {
+    if (!SystemFiles::isBlock(block)) return originals().verQueryValue(block, name, value, length);
+    std::uint32_t bytes = 0;
+    const void* found = SystemFiles::query(block, name, bytes);
+    if (found == nullptr) return result(ERROR_RESOURCE_TYPE_NOT_FOUND);
+    *value = const_cast<void*>(found);  // NOLINT(cppcoreguidelines-pro-type-const-cast): Windows' signature
+    *length = bytes;
+    return result(0);
   }
 
   HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner,

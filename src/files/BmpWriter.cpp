@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <optional>
-#include <vector>
+#include <limits>
+#include <span>
 
-#include "files/File.h"
 #include "files/ImageRect.h"
-#include "win32/ByteBuffer.h"
+#include "files/OutputFile.h"
+#include "files/Rgb16.h"
 
 namespace kvexa::files {
 
@@ -33,15 +33,6 @@ void greyTo24(const std::uint8_t* source, std::uint8_t* destination, std::size_t
   for (std::size_t i = 0; i < pixels; ++i) std::fill_n(destination + 3 * i, 3, source[i]);
 }
 
-void rgb565To24(const std::uint8_t* source, std::uint8_t* destination, std::size_t pixels) {
-  for (std::size_t i = 0; i < pixels; ++i) {
-    const std::uint32_t word = source[2 * i] | static_cast<std::uint32_t>(source[2 * i + 1]) << 8;
-    destination[3 * i] = static_cast<std::uint8_t>((word & 0x1F) << 3);
-    destination[3 * i + 1] = static_cast<std::uint8_t>(word >> 3 & 0xFC);
-    destination[3 * i + 2] = static_cast<std::uint8_t>(word >> 8 & 0xF8);
-  }
-}
-
 struct Combination {
   std::uint32_t format;
   std::uint32_t kind;
@@ -55,7 +46,7 @@ constexpr std::array<Combination, 6> combinations{{
     {KVEXA_FORMAT_GREY8, KVEXA_BMP_16_BITS, 1, 2, greyTo565},
     {KVEXA_FORMAT_GREY8, KVEXA_BMP_24_BITS, 1, 3, greyTo24},
     {KVEXA_FORMAT_RGB565, KVEXA_BMP_16_BITS, 2, 2, nullptr},
-    {KVEXA_FORMAT_RGB565, KVEXA_BMP_24_BITS, 2, 3, rgb565To24},
+    {KVEXA_FORMAT_RGB565, KVEXA_BMP_24_BITS, 2, 3, rgb565ToBgr},
     {KVEXA_FORMAT_BGR24, KVEXA_BMP_24_BITS, 3, 3, nullptr},
 }};
 
@@ -128,25 +119,17 @@ class Preamble {
   std::size_t used_ = 0;
 };
 
-constexpr std::size_t writeBufferBytes = 1 << 20;
-
-bool write(std::FILE* file, const std::uint8_t* bytes, std::size_t count) {
-  return std::fwrite(bytes, 1, count, file) == count;
-}
-
-bool writeRows(std::FILE* file, const Image& image, const SaveRect& rect, const Combination& combination,
-               std::span<std::uint8_t> converted) {
+void writeRows(OutputFile& file, const Image& image, const SaveRect& rect, const Combination& combination) {
   const std::size_t rowBytes = std::size_t{rect.width} * combination.outputBytes;
   for (std::uint32_t row = rect.height; row-- > 0;) {
     const std::uint8_t* bytes = rowOf(image, rect, row, combination.sourceBytes);
-    if (combination.convert != nullptr) {
-      combination.convert(bytes, converted.data(), rect.width);
-      bytes = converted.data();
-    }
     // Rows are not padded to a multiple of four bytes. That is intended.
-    if (!write(file, bytes, rowBytes)) return false;
+    if (combination.convert != nullptr) {
+      combination.convert(bytes, file.put(rowBytes).data(), rect.width);
+    } else {
+      file.write(bytes, rowBytes);
+    }
   }
-  return true;
 }
 
 const Combination* find(std::uint32_t format, std::uint32_t kind) {
@@ -173,18 +156,12 @@ std::int32_t saveBmp(const char* path, const void* image, std::uint32_t imageWid
   if (!isAddressable(source, combination->sourceBytes) || !fitsIntoFile(*rect, combination->outputBytes)) {
     return KVEXA_BAD_ARGUMENT;
   }
-  ByteBuffer converted(std::size_t{rect->width} * combination->outputBytes);
-  if (!converted) return KVEXA_FILE_NOT_OPENED;
-
-  const File file = openForWriting(path);
-  if (!file) return KVEXA_FILE_NOT_OPENED;
-  std::setvbuf(file.get(), nullptr, _IOFBF, writeBufferBytes);
+  OutputFile file(std::size_t{rect->width} * combination->outputBytes);
+  if (!file || !file.create(path)) return KVEXA_FILE_NOT_OPENED;
   const Preamble preamble(*rect, combination->outputBytes);
-  const bool written = write(file.get(), preamble.bytes().data(), preamble.bytes().size()) &&
-                       writeRows(file.get(), source, *rect, *combination, converted.all());
-  // Closing does not tell on every system that the last bytes found no room.
-  const bool flushed = std::fflush(file.get()) == 0;
-  return written && flushed ? KVEXA_OK : KVEXA_FILE_NOT_OPENED;
+  file.write(preamble.bytes().data(), preamble.bytes().size());
+  writeRows(file, source, *rect, *combination);
+  return file.finish() ? KVEXA_OK : KVEXA_FILE_NOT_OPENED;
 }
 
 }  // namespace kvexa::files

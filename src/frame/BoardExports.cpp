@@ -6,6 +6,8 @@
 #include "frame/Devices.h"
 #include "frame/Dispatch.h"
 #include "pcie/BoardAccess.h"
+#include "pcie/Version.h"
+#include "usb/Version.h"
 
 namespace kvexa::frame {
 
@@ -55,3 +57,10 @@ KVEXA_EXPORT(int32_t) kVexaDevOpen(uint32_t boardType, uint32_t boardIndex, Boar
 }
 
 KVEXA_EXPORT(int32_t) kVexaDevClose(BoardHandle* board) { return frame::close(board); }
+
+KVEXA_EXPORT(int32_t)
+kVexaGetVersion(const BoardHandle* board, uint32_t* fpgaVersion, uint32_t* firmwareVersion,
+                uint32_t* driverVersion, uint32_t* libraryVersion) {
+  return frame::dispatch(board, usb::readVersions, pcie::readVersions, fpgaVersion, firmwareVersion,
+                         driverVersion, libraryVersion);
+}

@@ -1,9 +1,11 @@
 // Parameter files, frame sizes and image files: no board is needed.
 #include <windows.h>
 
+#include "files/BinWriter.h"
 #include "files/BmpWriter.h"
 #include "files/CapParamReader.h"
 #include "files/FrameSize.h"
+#include "files/JpegWriter.h"
 #include "frame/Dispatch.h"
 
 using namespace kvexa;
@@ -33,7 +35,19 @@ kVexaCalcFrameSizeEx(const CapParam* param, uint32_t* frameBytes, uint32_t* byte
 }
 
 KVEXA_EXPORT(int32_t)
+kVexaSaveBinFile(const char* path, const void* image, uint32_t imageWidth, uint32_t imageHeight,
+                 const SaveRect* rect, uint32_t format) {
+  return files::saveBin(path, image, imageWidth, imageHeight, rect, format);
+}
+
+KVEXA_EXPORT(int32_t)
 kVexaSaveBmpFile(const char* path, const void* image, uint32_t imageWidth, uint32_t imageHeight,
                  const SaveRect* rect, uint32_t format, uint32_t kind) {
   return files::saveBmp(path, image, imageWidth, imageHeight, rect, format, kind);
+}
+
+KVEXA_EXPORT(int32_t)
+kVexaSaveJpegFile(const char* path, const void* image, uint32_t imageWidth, uint32_t imageHeight,
+                  const SaveRect* rect, uint32_t format, uint32_t quality) {
+  return files::saveJpeg(path, image, imageWidth, imageHeight, rect, format, quality);
 }

@@ -1107,6 +1107,23 @@ KVEXA_API int32_t KVEXA_CALL kVexaYuyv16ToMtxRgbT2(const uint16_t* source, void*
                                                    const double* matrix, uint32_t bits);
 
 /*
+ * Saves a rectangle of an image as bare bytes: no header, rows from top to bottom, not padded.
+ *   path         in: the file, created or overwritten
+ *   image        in: imageWidth * imageHeight pixels, top row first, rows not padded
+ *   imageWidth   in: pixels
+ *   imageHeight  in: pixels
+ *   rect         in: the rectangle to save
+ *   format       in: the input format of the pixels as in CapParam.INPUTFORMAT; it decides about the bytes a
+ *                    pixel: 1, 13, 40-43: 1; 2, 11, 12, 14, 20, 44-47: 2; 3, 10: 3; 4: 4
+ * KVEXA_BAD_ARGUMENT     a null pointer, a rectangle that is empty or not inside the image, any other format;
+ *                        no file is made
+ * KVEXA_FILE_NOT_OPENED  the file cannot be created, or not written to its end; what was written stays
+ * Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSaveBinFile(const char* path, const void* image, uint32_t imageWidth,
+                                              uint32_t imageHeight, const SaveRect* rect, uint32_t format);
+
+/*
  * Saves a rectangle of an image as a Windows bitmap, bottom row first. Rows are written at their exact
  * length: unlike most programs this one does not pad them to a multiple of 4 bytes, so choose a width
  * that needs no padding when other programs shall read the file.
@@ -1125,6 +1142,50 @@ KVEXA_API int32_t KVEXA_CALL kVexaYuyv16ToMtxRgbT2(const uint16_t* source, void*
 KVEXA_API int32_t KVEXA_CALL kVexaSaveBmpFile(const char* path, const void* image, uint32_t imageWidth,
                                               uint32_t imageHeight, const SaveRect* rect, uint32_t format,
                                               uint32_t kind);
+
+/*
+ * Saves a rectangle of an image as a baseline JPEG file.
+ *   path         in: the file, created or overwritten
+ *   image        in: imageWidth * imageHeight pixels, top row first, rows not padded
+ *   imageWidth   in: pixels
+ *   imageHeight  in: pixels
+ *   rect         in: the rectangle to save; the format carries at most 65500 pixels in each direction
+ *   format       in: KVEXA_FORMAT_BGR24, KVEXA_FORMAT_RGB565 or KVEXA_FORMAT_RGB555
+ *   quality      in: 0 (smallest file) to 100
+ * The encoder's memory limit can be set in the environment of the process: JPEGMEM=8M.
+ * KVEXA_OK            saved; also, and then no file is made, when there is no memory for a copy of the
+ *                     rectangle (3 bytes a pixel)
+ * KVEXA_BAD_ARGUMENT  a null pointer, a rectangle that is empty or not inside the image, another format
+ *                     (grey too) or quality; no file is made
+ * KVEXA_FAILED        the file cannot be created, or not written to its end, or the encoder refused the
+ *                     image; what was written stays
+ * Any thread.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaSaveJpegFile(const char* path, const void* image, uint32_t imageWidth,
+                                               uint32_t imageHeight, const SaveRect* rect, uint32_t format,
+                                               uint32_t quality);
+
+/*
+ * Tells the versions of everything that a board works with. Each is stored as soon as it is known, so those
+ * before a failure are good and those behind it stay as they were.
+ *   board            in: an open board
+ *   fpgaVersion      out: the board's design; 16 bits on USB boards, 32 on PCIe boards
+ *   firmwareVersion  out: the device release number of a USB board in binary-coded decimal; PCIe boards: 0
+ *   driverVersion    out: the driver file's product version, its four digits as hexadecimal digits (2.1.0.7
+ *                    is 0x2107). A PCIe board's driver file may be missing: then this stays as it was
+ *   libraryVersion   out: the same for KVEXA_LIB.dll, which Windows looks for as it looks for libraries
+ * KVEXA_BAD_ARGUMENT    also for a null pointer
+ * KVEXA_REQUEST_FAILED  the board's design or firmware version could not be read; other codes of register
+ *                       reads (kVexaFpgaRead) too
+ * KVEXA_FAILED          the driver file's version (USB boards) or the library's could not be read, or has not
+ *                       exactly four digits
+ * Every product version that a file has is also printed to the process's standard output, as
+ * "ProductVersion[040904b0]:8:2.1.0.7" and a line feed: language, code page, length with its end, text.
+ * Blocks as long as a register read. Boards: both. One thread a board.
+ */
+KVEXA_API int32_t KVEXA_CALL kVexaGetVersion(const BoardHandle* board, uint32_t* fpgaVersion,
+                                             uint32_t* firmwareVersion, uint32_t* driverVersion,
+                                             uint32_t* libraryVersion);
 
 #ifdef __cplusplus
 } /* extern "C" */

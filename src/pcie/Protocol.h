@@ -179,6 +179,7 @@ inline constexpr StatusTable sensorBlockStatus{statuses::sensorBlock, KVEXA_FAIL
 
 // Board registers, 32 bits each, by byte address.
 enum class Register : std::uint32_t {
+  fpgaVersion = 0x20,
   intervalBytes = 0x40,
   i2cSpeed = 0x118,
   acknowledgeWait = 0x11C,

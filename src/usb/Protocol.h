@@ -68,6 +68,7 @@ constexpr std::uint32_t frameDropOn = 2;
 
 // Board registers, 16 bits each.
 enum class Register : std::uint16_t {
+  fpgaVersion = 0x0002,
   smiaInput = 0x0004,
   dipSwitches = 0x0008,
   switches = 0x000A,

@@ -1,5 +1,8 @@
 #include "usb/Transport.h"
 
+#include <algorithm>
+#include <array>
+
 #include "kvexa.h"
 
 namespace kvexa::usb {
@@ -14,6 +17,16 @@ struct PipeTransferRecord {
 static_assert(sizeof(PipeTransferRecord) == 12);
 
 constexpr std::uint32_t largestRead = 0x100000;
+
+#pragma pack(push, 1)
+struct DescriptorRequest {
+  std::array<std::uint8_t, 5> standardRequest{1, 1, 0, 0, 6};
+  std::uint8_t unused = 0;
+  std::uint16_t type = 0x0100;  // device
+  std::uint16_t language = 0;
+};
+#pragma pack(pop)
+static_assert(sizeof(DescriptorRequest) == 10);
 
 }  // namespace
 
@@ -59,6 +72,17 @@ std::int32_t getData(HANDLE driver, std::uint32_t length, std::uint32_t* receive
   const Moved last = transfer(driver, Pipe::imageData, share, {destination, length % largestRead});
   *received = total + last.bytes;
   return last.result;
+}
+
+std::int32_t readDeviceDescriptor(HANDLE driver, std::span<std::uint8_t, deviceDescriptorBytes> descriptor) {
+  DescriptorRequest request;
+  std::array<std::uint8_t, deviceDescriptorBytes> answer{};
+  DWORD bytes = 0;
+  const BOOL accepted = DeviceIoControl(driver, deviceDescriptorCode, &request, sizeof request, answer.data(),
+                                        answer.size(), &bytes, nullptr);
+  if (accepted == FALSE || bytes != answer.size()) return KVEXA_REQUEST_FAILED;
+  std::ranges::copy(answer, descriptor.begin());
+  return KVEXA_OK;
 }
 
 }  // namespace kvexa::usb

@@ -3,6 +3,7 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -27,5 +28,10 @@ std::int32_t receive(HANDLE driver, Pipe pipe, std::span<std::uint8_t> data);
 // Reads image data, split into reads of 1 MiB when there is more.
 std::int32_t getData(HANDLE driver, std::uint32_t length, std::uint32_t* received, void* buffer,
                      std::uint32_t timeout);
+
+constexpr std::size_t deviceDescriptorBytes = 18;
+
+// The board's USB device descriptor, whole or not at all.
+std::int32_t readDeviceDescriptor(HANDLE driver, std::span<std::uint8_t, deviceDescriptorBytes> descriptor);
 
 }  // namespace kvexa::usb

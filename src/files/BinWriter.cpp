@@ -1,0 +1,45 @@
+#include "files/BinWriter.h"
+
+#include <array>
+
+#include "files/ImageRect.h"
+#include "files/OutputFile.h"
+
+namespace kvexa::files {
+
+namespace {
+
+// Bytes a pixel of the input formats; 0 where there is no such format.
+constexpr std::array<std::uint8_t, 48> pixelBytes = [] {
+  std::array<std::uint8_t, 48> bytes{};
+  for (const int format : {1, 13, 40, 41, 42, 43}) bytes[format] = 1;
+  for (const int format : {2, 11, 12, 14, 20, 44, 45, 46, 47}) bytes[format] = 2;
+  for (const int format : {3, 10}) bytes[format] = 3;
+  bytes[4] = 4;
+  return bytes;
+}();
+
+}  // namespace
+
+std::int32_t saveBin(const char* path, const void* image, std::uint32_t imageWidth, std::uint32_t imageHeight,
+                     const SaveRect* rect, std::uint32_t format) {
+  const Image source{static_cast<const std::uint8_t*>(image), imageWidth, imageHeight};
+  const std::uint32_t bytesPerPixel = format < pixelBytes.size() ? pixelBytes[format] : 0;
+  if (path == nullptr || bytesPerPixel == 0 || !isInside(source, rect) ||
+      !isAddressable(source, bytesPerPixel)) {
+    return KVEXA_BAD_ARGUMENT;
+  }
+  const std::size_t rowBytes = std::size_t{rect->width} * bytesPerPixel;
+  OutputFile file(0);
+  if (!file || !file.create(path)) return KVEXA_FILE_NOT_OPENED;
+  if (rect->width == imageWidth) {
+    file.write(rowOf(source, *rect, 0, bytesPerPixel), rowBytes * rect->height);
+  } else {
+    for (std::uint32_t row = 0; row < rect->height; ++row) {
+      file.write(rowOf(source, *rect, row, bytesPerPixel), rowBytes);
+    }
+  }
+  return file.finish() ? KVEXA_OK : KVEXA_FILE_NOT_OPENED;
+}
+
+}  // namespace kvexa::files

@@ -1,0 +1,13 @@
+// The versions of a USB board's parts and of the software for it.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+namespace kvexa::usb {
+
+std::int32_t readVersions(HANDLE driver, std::uint32_t* fpga, std::uint32_t* firmware,
+                          std::uint32_t* driverFile, std::uint32_t* library);
+
+}  // namespace kvexa::usb

@@ -1,0 +1,78 @@
+// How files go out: in large pieces.
+#include <vector>
+
+#include "tests/files/TemporaryFolder.h"
+#include "tests/support/BoardTest.h"
+
+namespace kvexa::test {
+namespace {
+
+constexpr unsigned width = 4208;
+constexpr unsigned height = 3120;  // 13 megapixels
+
+class WriteSize : public MachineTest {
+ protected:
+  // A few system calls for each megabyte, whatever the size of a row.
+  template <class Save>
+  void expectLargePieces(std::uint64_t bytes, Save save) {
+    const std::uint64_t writesBefore = machine.resources().writes();
+    const std::uint64_t bytesBefore = machine.resources().bytesWritten();
+    ASSERT_EQ(KVEXA_OK, save());
+    EXPECT_EQ(bytes, machine.resources().bytesWritten() - bytesBefore);
+    EXPECT_LE(machine.resources().writes() - writesBefore, 2 + bytes / 500000);
+  }
+
+  std::string path() { return folder_.path("image"); }
+
+  const TemporaryFolder folder_;
+  const std::vector<std::uint8_t> image_ = std::vector<std::uint8_t>(std::size_t{width} * height * 3, 0x5A);
+  const SaveRect whole_{0, 0, width, height};
+  const SaveRect inside_{1, 1, width - 2, height - 2};
+};
+
+TEST_F(WriteSize, BinOfThirteenMegapixels) {
+  expectLargePieces(std::uint64_t{width} * height * 3, [&] {
+    return kVexaSaveBinFile(path().c_str(), image_.data(), width, height, &whole_, KVEXA_FORMAT_BGR24);
+  });
+  expectLargePieces(std::uint64_t{width - 2} * (height - 2) * 3, [&] {
+    return kVexaSaveBinFile(path().c_str(), image_.data(), width, height, &inside_, KVEXA_FORMAT_BGR24);
+  });
+}
+
+TEST_F(WriteSize, BitmapOfThirteenMegapixels) {
+  expectLargePieces(54 + std::uint64_t{width} * height * 3, [&] {
+    return kVexaSaveBmpFile(path().c_str(), image_.data(), width, height, &whole_, KVEXA_FORMAT_BGR24,
+                            KVEXA_BMP_24_BITS);
+  });
+  expectLargePieces(54 + std::uint64_t{width} * height * 3, [&] {
+    return kVexaSaveBmpFile(path().c_str(), image_.data(), width, height, &whole_, KVEXA_FORMAT_GREY8,
+                            KVEXA_BMP_24_BITS);
+  });
+}
+
+// No copy of the whole image is made: there is no room for one.
+TEST_F(WriteSize, NoMemoryOfAnImagesSizeIsNeeded) {
+  machine.resources().failBlocksFrom(2 << 20);
+  const std::int32_t bin =
+      kVexaSaveBinFile(path().c_str(), image_.data(), width, height, &whole_, KVEXA_FORMAT_BGR24);
+  const std::int32_t bmp = kVexaSaveBmpFile(path().c_str(), image_.data(), width, height, &whole_,
+                                            KVEXA_FORMAT_BGR24, KVEXA_BMP_24_BITS);
+  machine.resources().failBlocksFrom(0);
+  EXPECT_EQ(KVEXA_OK, bin);
+  EXPECT_EQ(KVEXA_OK, bmp);
+}
+
+TEST_F(WriteSize, WithoutMemoryForAPieceNoFileIsMade) {
+  machine.resources().failBlocksFrom(1000);
+  const std::int32_t bin =
+      kVexaSaveBinFile(path().c_str(), image_.data(), width, height, &whole_, KVEXA_FORMAT_BGR24);
+  const std::int32_t bmp = kVexaSaveBmpFile(path().c_str(), image_.data(), width, height, &whole_,
+                                            KVEXA_FORMAT_BGR24, KVEXA_BMP_24_BITS);
+  machine.resources().failBlocksFrom(0);
+  EXPECT_EQ(KVEXA_FILE_NOT_OPENED, bin);
+  EXPECT_EQ(KVEXA_FILE_NOT_OPENED, bmp);
+  EXPECT_TRUE(folder_.isEmpty());
+}
+
+}  // namespace
+}  // namespace kvexa::test
