@@ -1193,7 +1193,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaGetVersion(const BoardHandle* board, uint32_t*
 
 /* ---- Layout ------------------------------------------------------------------------------------ */
 
-#if defined(__cplusplus)
+#if defined(__cplusplus) && (__cplusplus >= 201103L || defined(_MSC_VER))
 #define KVEXA_STATIC_ASSERT(condition) static_assert(condition, #condition)
 #elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 #define KVEXA_STATIC_ASSERT(condition) _Static_assert(condition, #condition)
