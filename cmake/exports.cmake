@@ -49,9 +49,11 @@ function(kvexaExportFiles table)
   set(library ${folder}/libKVEXA_LIB.dll.a)
   set(msvcLibrary ${folder}/KVEXA_LIB.lib)
   file(MAKE_DIRECTORY ${folder})
+  # Its symbols are named after the place of the library, so no folder may stand in the call.
   add_custom_command(
     OUTPUT ${library}
-    COMMAND i686-w64-mingw32-dlltool --deterministic-libraries -d ${importDef} -l ${library}
+    COMMAND i686-w64-mingw32-dlltool --deterministic-libraries -t KVEXA_LIB_ -d ${importDef} -l libKVEXA_LIB.dll.a
+    WORKING_DIRECTORY ${folder}
     DEPENDS ${importDef}
     COMMENT "Making the MinGW import library")
 

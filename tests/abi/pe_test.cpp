@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kvexa::test {
@@ -42,6 +43,7 @@ class PortableExecutable {
       sections_.push_back(at<IMAGE_SECTION_HEADER>(first + i * sizeof(IMAGE_SECTION_HEADER)));
   }
 
+  const std::vector<char>& bytes() const { return bytes_; }
   const IMAGE_NT_HEADERS32& headers() const { return headers_; }
   const std::vector<IMAGE_SECTION_HEADER>& sections() const { return sections_; }
 
@@ -171,6 +173,33 @@ TEST_F(Library, NoSectionIsBothWritableAndExecutable) {
     const auto name = reinterpret_cast<const char*>(section.Name);
     EXPECT_NE(both, section.Characteristics & both) << std::string(name, strnlen(name, sizeof section.Name));
   }
+}
+
+TEST_F(Library, EveryExportLiesInCode) {
+  for (const auto& [name, address] : exportedAddresses()) {
+    const auto section =
+        std::find_if(file.sections().begin(), file.sections().end(), [at = address](const auto& candidate) {
+          return at >= candidate.VirtualAddress && at - candidate.VirtualAddress < candidate.Misc.VirtualSize;
+        });
+    ASSERT_NE(file.sections().end(), section) << name;
+    EXPECT_NE(0U, section->Characteristics & IMAGE_SCN_MEM_EXECUTE) << name;
+  }
+}
+
+// Nobody shall see where the library was built, and it shall not depend on it.
+TEST_F(Library, CarriesNoPathOfTheMachineThatBuiltIt) {
+  const std::string_view content(file.bytes().data(), file.bytes().size());
+  const std::string folder = KVEXA_SOURCE_FOLDER;
+  ASSERT_GT(folder.size(), 3U);
+  std::string windows = folder;
+  std::replace(windows.begin(), windows.end(), '/', '\\');
+  std::string flat = folder;
+  std::replace(flat.begin(), flat.end(), '/', '_');
+  for (const std::string& form : {folder, windows, flat}) {
+    EXPECT_EQ(std::string_view::npos, content.find(form)) << form;
+  }
+  EXPECT_EQ(0U, file.directory(IMAGE_DIRECTORY_ENTRY_DEBUG).Size);
+  EXPECT_EQ(0U, file.headers().FileHeader.NumberOfSymbols);
 }
 
 // The same sources shall give the same bytes.
