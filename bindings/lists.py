@@ -14,7 +14,7 @@ def firstSentence(text):
 
 
 def writeFunctions(interface):
-    text = "# Functions {#functions}\n\nEvery function of KVEXA_LIB.dll with the name under which the DLL exports it. "
+    text = "# Functions {#exports}\n\nEvery function of KVEXA_LIB.dll with the name under which the DLL exports it. "
     text += "The whole text of each one stands in kvexa.h.\n"
     section = None
     for function in interface.functions:
@@ -26,7 +26,7 @@ def writeFunctions(interface):
 
 
 def writeResults(interface):
-    text = "# Result codes and what to do {#results}\n\n"
+    text = "# Result codes and what to do {#codes}\n\n"
     text += "A number that is not here is several codes in one, by bitwise OR (kVexaSetCapParam(), kVexaAbortCapture()), "
     text += "or a value of the function's own.\n\n| code | name | what it means | what to do |\n|---|---|---|---|\n"
     for result in interface.results:

@@ -1096,8 +1096,11 @@ KVEXA_API int32_t KVEXA_CALL kVexaYuyv16ToRgbT2(const uint16_t* source, void* de
                                                 uint32_t format, uint32_t bits);
 
 /*
- * The same through a colour matrix of 13 doubles. Here an order above 1 is refused. With 16-bit samples
- * the scale of the constants is multiplied by 1 << (bits - 8).
+ * The same through a colour matrix of the caller's.
+ *   matrix  in: 13 doubles, as for kVexaYuyvToMtxRgb565
+ *   bits    in: depth of 16-bit samples, 9 to 16
+ * Here an order above 1 is refused. With 16-bit samples the scale of the constants is multiplied by
+ * 1 << (bits - 8).
  */
 KVEXA_API int32_t KVEXA_CALL kVexaYuyv8ToMtxRgbT2(const uint8_t* source, void* destination, uint32_t width,
                                                   uint32_t height, uint32_t order, uint32_t format,
