@@ -5,12 +5,16 @@
 #include <cstdio>
 #include <exception>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "CaptureCommand.h"
 #include "ListCommand.h"
+#include "ParamsCommand.h"
+#include "RegsCommand.h"
 #include "Session.h"
 #include "StreamCommand.h"
+#include "VersionCommand.h"
 
 namespace {
 
@@ -110,18 +114,44 @@ void addList(CLI::App& app, cli::SessionOptions& session) {
   });
 }
 
+void addVersion(CLI::App& app, cli::SessionOptions& session, std::uint32_t& boardIndex) {
+  CLI::App* command =
+      app.add_subcommand("version", "tell the versions of a board, its driver and the library");
+  addSessionOptions(*command, session);
+  command->add_option("--board", session.boardType, "board type")
+      ->transform(oneOf(boardTypes))
+      ->default_str("usb");
+  command->add_option("--index", boardIndex, "board index, from 0")->capture_default_str();
+  command->callback([&] {
+    const cli::Session boards(session);
+    cli::version(session.boardType, boardIndex);
+  });
+}
+
+void addFileCommand(CLI::App& app, const char* name, const char* what, void (*explain)(const std::string&)) {
+  CLI::App* command = app.add_subcommand(name, what);
+  auto path = std::make_shared<std::string>();
+  command->add_option("FILE", *path, "the file")->required();
+  command->callback([path, explain] { explain(*path); });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
     CLI::App app("Drives camera-module test boards through KVEXA_LIB.dll.", "kvexa");
     app.require_subcommand(1);
+    app.allow_windows_style_options(false);  // a path may start with a slash
     cli::SessionOptions session;
     cli::CaptureOptions captureOptions;
     addCapture(app, session, captureOptions);
     cli::StreamOptions streamOptions;
     addStream(app, session, streamOptions);
     addList(app, session);
+    std::uint32_t boardIndex = 0;
+    addVersion(app, session, boardIndex);
+    addFileCommand(app, "params", "explain a capture-parameter file", cli::explainParameters);
+    addFileCommand(app, "regs", "explain a register-setting file", cli::explainRegisters);
     try {
       app.parse(argc, argv);
     } catch (const CLI::Success& help) {

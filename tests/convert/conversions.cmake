@@ -15,6 +15,8 @@ function(addConversionTests program)
   target_include_directories(${program} PRIVATE ${CMAKE_SOURCE_DIR})
   foreach(set scalar sse2 sse41 avx2)
     add_test(NAME ${program}_${set} COMMAND ${program})
-    set_tests_properties(${program}_${set} PROPERTIES ENVIRONMENT "KVEXA_INSTRUCTION_SET=${set}")
+    # One at a time: they would give their result files the same name.
+    set_tests_properties(${program}_${set} PROPERTIES
+      ENVIRONMENT "KVEXA_INSTRUCTION_SET=${set}" RESOURCE_LOCK ${program})
   endforeach()
 endfunction()

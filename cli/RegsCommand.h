@@ -1,0 +1,11 @@
+// kvexa regs: what a register-setting file sends to the boards, and what looks wrong in it.
+#pragma once
+
+#include <string>
+
+namespace cli {
+
+// Throws Failure when the library refuses the file.
+void explainRegisters(const std::string& path);
+
+}  // namespace cli
