@@ -11,7 +11,7 @@ if(NOT WIN32 OR NOT CMAKE_SIZEOF_VOID_P EQUAL 4)
 endif()
 
 get_filename_component(kvexaRoot "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
-if(MSVC)
+if(MSVC OR CMAKE_C_SIMULATE_ID STREQUAL "MSVC" OR CMAKE_CXX_SIMULATE_ID STREQUAL "MSVC")
   set(kvexaImportLibrary "${kvexaRoot}/lib/KVEXA_LIB.lib")
 else()
   set(kvexaImportLibrary "${kvexaRoot}/lib/libKVEXA_LIB.dll.a")

@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -191,8 +192,10 @@ class CaptureSession {
     return result;
   }
 
-  // Waits for a frame, for the capture's end, or for an event of the caller's (null for none).
+  // Waits for a frame, for the capture's end, or for an event of the caller's (null for none). Does not wait
+  // when no capture runs.
   Next next(HANDLE interrupt = nullptr, DWORD milliseconds = INFINITE) {
+    if (!running_) return Next::ended;
     // The first of them that is set counts, so frames that are there come before the end.
     const HANDLE events[] = {buffers_->handles[current_], buffers_->end(), interrupt};
     if (interrupt != nullptr && WaitForSingleObject(interrupt, 0) == WAIT_OBJECT_0) return Next::interrupted;
@@ -283,6 +286,12 @@ class Image {
     const SaveRect all{0, 0, width_, height_};
     return kVexaSaveBmpFile(path.c_str(), pixels(), width_, height_, &all, KVEXA_FORMAT_BGR24,
                             KVEXA_BMP_24_BITS);
+  }
+
+  // A baseline JPEG file of quality 0 to 100.
+  std::int32_t saveJpeg(const std::string& path, std::uint32_t quality) const {
+    const SaveRect all{0, 0, width_, height_};
+    return kVexaSaveJpegFile(path.c_str(), pixels(), width_, height_, &all, KVEXA_FORMAT_BGR24, quality);
   }
 
  private:

@@ -27,8 +27,7 @@ bool closedBoardIsRefused() {
 bool captureNeedsABoard() {
   const kvexa::Board board;
   kvexa::CaptureSession session(board, 4096, 3, 100);
-  return session.start() == KVEXA_BAD_ARGUMENT &&
-         session.next(nullptr, 0) == kvexa::CaptureSession::Next::nothing &&
+  return session.start() == KVEXA_BAD_ARGUMENT && session.next() == kvexa::CaptureSession::Next::ended &&
          session.stop() == KVEXA_BAD_ARGUMENT;
 }
 
@@ -37,6 +36,11 @@ bool imageIsConverted() {
   kvexa::Image image(64, 48);
   return image.fromBayer8(frame.data(), KVEXA_BAYER_GBRG) == KVEXA_OK &&
          image.pixels()[64 * 48 * 3 - 1] == 77;
+}
+
+bool picturesAreRefusedWithoutAName() {
+  const kvexa::Image image(8, 8);
+  return image.saveJpeg("", 90) < 0 && image.saveBmp("") < 0;
 }
 
 bool codesHaveTexts() {
@@ -53,6 +57,7 @@ int main() {
   if (failed == 0 && !captureNeedsABoard()) failed = 23;
   if (failed == 0 && !imageIsConverted()) failed = 24;
   if (failed == 0 && !codesHaveTexts()) failed = 25;
+  if (failed == 0 && !picturesAreRefusedWithoutAName()) failed = 26;
   if (failed != 0) std::printf("check %d failed\n", failed);
   return failed;
 }
