@@ -16,14 +16,14 @@ Board::~Board() {
   std::printf("  %-24s %d\n", "kVexaDevClose", result);
 }
 
-void Board::powerUp() {
+void Board::powerUp() const {
   step("kVexaPowerV1On", kVexaPowerV1On(handle()));
   step("kVexaPowerV2On", kVexaPowerV2On(handle()));
   step("kVexaClockOn", kVexaClockOn(handle()));
   step("kVexaResetOff", kVexaResetOff(handle()));
 }
 
-void Board::powerDown() {
+void Board::powerDown() const {
   step("kVexaResetOn", kVexaResetOn(handle()));
   step("kVexaClockOff", kVexaClockOff(handle()));
   step("kVexaPowerV2Off", kVexaPowerV2Off(handle()));

@@ -22,8 +22,8 @@ class Board {
   const kvexa::Board& owner() const { return board_; }
 
   // Supplies and clock on, then out of reset; and the way back.
-  void powerUp();
-  void powerDown();
+  void powerUp() const;
+  void powerDown() const;
 
  private:
   kvexa::Board board_;

@@ -41,7 +41,7 @@ std::vector<TextLine> linesOf(std::string_view content) {
 std::string quoted(std::string_view text) {
   std::string shown = "\"";
   for (const char character : text)
-    shown += std::isprint(static_cast<unsigned char>(character)) ? character : '?';
+    shown += std::isprint(static_cast<unsigned char>(character)) != 0 ? character : '?';
   shown += '"';
   return shown;
 }
