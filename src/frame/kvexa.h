@@ -313,7 +313,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaDevOpen(uint32_t boardType, uint32_t boardInde
  * KVEXA_OK            closed; also for a record of another type, of which nothing is closed
  * KVEXA_FAILED        the handle was not open; a second close of one record does this
  * KVEXA_BAD_ARGUMENT  board is null
- * No other thread may be using the board. Boards: both.
+ * Boards: both. Any thread, but no other one may be using the board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaDevClose(BoardHandle* board);
 
@@ -347,6 +347,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaRegRead(const BoardHandle* board, uint32_t sla
  * kVexaRegRead.
  *   words  in: one word a byte, its low byte is sent (count words); to KVEXA_SLAVE_BOARD one word for
  *          two bytes, low byte first (count / 2 words)
+ * Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRegWrite(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
                                            uint32_t mode, uint32_t count, const uint32_t* words);
@@ -355,7 +356,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaRegWrite(const BoardHandle* board, uint32_t sl
  * kVexaRegRead for a slave address in the 8-bit form of the bus, whose bit 0 must be 1 (read).
  * KVEXA_BAD_ARGUMENT also when bit 0 of slave is 0; this is tested before the board type. A PCIe board
  * moves the words one by one, every one from the same register, at most 1024, and looks at no driver
- * status: what the driver accepts counts as done.
+ * status: what the driver accepts counts as done. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRegReadS(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
                                            uint32_t mode, uint32_t count, uint32_t* words);
@@ -363,7 +364,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaRegReadS(const BoardHandle* board, uint32_t sl
 /*
  * kVexaRegWrite for a slave address in the 8-bit form of the bus, whose bit 0 must be 0 (write).
  * KVEXA_BAD_ARGUMENT also when bit 0 of slave is 1; this is tested before the board type. A PCIe board
- * moves the words as described for kVexaRegReadS.
+ * moves the words as described for kVexaRegReadS. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRegWriteS(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
                                             uint32_t mode, uint32_t count, const uint32_t* words);
@@ -394,7 +395,10 @@ KVEXA_API int32_t KVEXA_CALL kVexaManyRegWrite(const BoardHandle* board, Registe
 KVEXA_API int32_t KVEXA_CALL kVexaFpgaRead(const BoardHandle* board, uint32_t address, uint32_t count,
                                            uint32_t* words);
 
-/* Writes a register of the board itself. Arguments and results are those of kVexaFpgaRead. */
+/*
+ * Writes a register of the board itself. Arguments, results, boards and threads are those of kVexaFpgaRead.
+ *   words  in: count / 2 words of 16 bits each; one word on a PCIe board
+ */
 KVEXA_API int32_t KVEXA_CALL kVexaFpgaWrite(const BoardHandle* board, uint32_t address, uint32_t count,
                                             const uint32_t* words);
 
@@ -432,7 +436,7 @@ KVEXA_API int32_t KVEXA_CALL kUsbIniFileToBuf(const char* path, RegisterTableEnt
  *   table         in: the table; entry 0 is the header
  *   lineCount     in: entries of the table, header included; also the pause after the last one in ms
  * Results are those of kVexaSetI2cFile without the file's own, and KVEXA_BAD_ARGUMENT also when table
- * is null, lineCount is above 1024 or an entry claims more than 256 values. One thread a board.
+ * is null, lineCount is above 1024 or an entry claims more than 256 values. Boards: USB. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kUsbBufToReg(void* driverHandle, const RegisterTableEntry* table,
                                           uint32_t lineCount);
@@ -465,7 +469,7 @@ KVEXA_API int32_t KVEXA_CALL kDBGLutDataRead(const BoardHandle* board, uint32_t 
  */
 KVEXA_API int32_t KVEXA_CALL kVexaLocalReset(const BoardHandle* board);
 
-/* Flushes the image-data pipe. Results and boards are those of kVexaLocalReset. */
+/* Flushes the image-data pipe. Results, boards and threads are those of kVexaLocalReset. */
 KVEXA_API int32_t KVEXA_CALL kVexaEp2Flash(const BoardHandle* board);
 
 /*
@@ -475,7 +479,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaEp2Flash(const BoardHandle* board);
  */
 KVEXA_API int32_t KVEXA_CALL kVexaWaitVSync(const BoardHandle* board, uint32_t mode);
 
-/* Clears the board's status. Results and boards are those of kVexaLocalReset. */
+/* Clears the board's status. Results, boards and threads are those of kVexaLocalReset. */
 KVEXA_API int32_t KVEXA_CALL kVexaStatusClear(const BoardHandle* board);
 
 /*
@@ -504,7 +508,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaSetI2Cspeed(const BoardHandle* board, uint32_t
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRecovery(const BoardHandle* board);
 
-/* The same function as kVexaRecovery under another name. */
+/* The same function as kVexaRecovery under another name: its results, boards and threads. */
 KVEXA_API int32_t KVEXA_CALL kVexaI2cRecovery(const BoardHandle* board);
 
 /*
@@ -520,7 +524,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaGetUsbStatus(const BoardHandle* board, uint8_t
  * Sends one extended command to a USB board.
  *   driverHandle  in: the first word of the board's BoardHandle, not the record itself
  *   command       in: the command number, the first byte is used
- * KVEXA_OK always, also when the board is unplugged or a pointer is null. One thread a board.
+ * KVEXA_OK always, also when the board is unplugged or a pointer is null. Boards: USB. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kUsbExCmd(void* driverHandle, const uint8_t* command);
 
@@ -534,7 +538,7 @@ KVEXA_API int32_t KVEXA_CALL kUsbExCmd(void* driverHandle, const uint8_t* comman
  * KVEXA_FAILED          length or timeout is 0
  * KVEXA_REQUEST_FAILED  the last read failed; earlier reads are not looked at
  * KVEXA_BAD_ARGUMENT    received or buffer is null
- * Blocks at most as long as its reads' time-outs together. One thread a board.
+ * Blocks at most as long as its reads' time-outs together. Boards: USB. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL_CDECL kUsbGetData(void* driverHandle, uint32_t length, uint32_t* received,
                                                void* buffer, uint32_t timeout);
@@ -549,7 +553,8 @@ KVEXA_API int32_t KVEXA_CALL_CDECL kUsbGetData(void* driverHandle, uint32_t leng
  * it counts as 0 and the write goes ahead. Else the write's result. Register results. Boards: both. One
  * thread a board.
  */
-/* Switches the first supply off. KVEXA_OK always on a PCIe board, else see "The switches" above. */
+/* Switches the first supply off. KVEXA_OK always on a PCIe board; else, and for threads, see "The switches".
+ */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerV1Off(const BoardHandle* board);
 /* Switches the first supply on. Results, boards and threads: see "The switches" above. */
 KVEXA_API int32_t KVEXA_CALL kVexaPowerV1On(const BoardHandle* board);
@@ -601,7 +606,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaGetI2cStatus(const BoardHandle* board, uint32_
 
 /*
  * Reads all switches and DIP settings at once. As kVexaGetV1Status; a PCIe board stops at the first failure,
- * and what stands in the record before it is filled.
+ * and what stands in the record before it is filled. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaGetSupplyStatus(const BoardHandle* board, SupplyStatus* status);
 
@@ -760,6 +765,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaAutoActual(const BoardHandle* board, AutoActua
  *   timeout  in: milliseconds. A USB board polls timeout / 10 + 1 times and does not report that the limit
  *            was reached. A PCIe board takes 0 for no limit, and returns KVEXA_TIMED_OUT; it takes driver
  *            status 0x1000 for success.
+ * Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaAutoActualEx(const BoardHandle* board, AutoActual* actual,
                                                uint32_t timeout);
@@ -811,7 +817,7 @@ KVEXA_API int32_t KVEXA_CALL kVexaOneShotCapture(const BoardHandle* board, uint3
  * when the worker had no resources or no end event. The frame event comes once more behind it. The start
  * returns KVEXA_BAD_ARGUMENT for a board index above 4 and for more bytes than the address space has.
  * A second start on a board without an abort runs beside the first one; the abort ends both.
- * Boards: both.
+ * The start blocks for its register transfers. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureEx(const BoardHandle* board, uint32_t frameBytes,
                                                      uint32_t frameCount, void* buffer, uint32_t timeout,
@@ -820,7 +826,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureEx(const BoardHandle* board, u
 /*
  * kVexaMultiShotCaptureEx with the repetition as an argument of its own.
  *   continuous  in: 1 repeats the capture into the same buffer until it is aborted, 0 counts
- * KVEXA_BAD_ARGUMENT also when frameCount is 0. Boards: PCIe; USB: KVEXA_OK, nothing is done.
+ * KVEXA_BAD_ARGUMENT also when frameCount is 0. Boards: PCIe; USB: KVEXA_OK, nothing is done. One thread a
+ * board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapture2(const BoardHandle* board, uint32_t frameBytes,
                                                     uint32_t frameCount, uint32_t continuous, void* buffer,
@@ -893,7 +900,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaAbortCapture(const BoardHandle* board);
  * KVEXA_BUSY          the worker could not be created; nothing runs, the board is stopped
  * Otherwise the first result of the register transfers that is not 0; nothing runs then. Event n is set
  * when the worker has stopped capturing. Arrays, buffers and result word stay the capture's until
- * kVexaMultiShotCapArrayStop has returned 0 or event n is set. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE.
+ * kVexaMultiShotCapArrayStop has returned 0 or event n is set. The start blocks for its register transfers.
+ * Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One capture a process.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapArrayStart(const BoardHandle* board, uint32_t frameBytes,
                                                          uint32_t ringSize, void* const* buffers,
