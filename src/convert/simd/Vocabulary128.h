@@ -143,30 +143,61 @@ KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers re
   storeTwelveBytes(output + 12, dropFourthBytes(mixHigh16(blueGreen, red)));
 }
 
-// Three vectors of words to memory in turn: first, second, third, first and so on.
-KVEXA_INLINE void storeInThrees(std::uint8_t* output, Integers first, Integers second, Integers third) {
 #ifdef __SSE4_1__
-  const Integers a =
-      _mm_shuffle_epi8(first, _mm_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11));
-  const Integers b =
-      _mm_shuffle_epi8(second, _mm_setr_epi8(10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5));
-  const Integers c =
-      _mm_shuffle_epi8(third, _mm_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15));
+// Three vectors whose words stand where they go within 24 words, to memory.
+KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Integers c) {
   store(output, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x92), c, 0x24));
   store(output + 16, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x24), c, 0x49));
   store(output + 32, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x49), c, 0x92));
+}
 #else
-  const Integers low = mixLow16(first, second), high = mixHigh16(first, second);
-  const Integers thirdLow = mixLow16(third, zeroIntegers()), thirdHigh = mixHigh16(third, zeroIntegers());
+// Groups of three words, the first two a lane of low or high, the last alone in its lane, to memory.
+KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers low, Integers high, Integers lastLow,
+                              Integers lastHigh) {
   const auto sixes = [](Integers pairs) {  // two groups of three words and one that is dropped
     const Integers mask = _mm_setr_epi32(-1, 0xFFFF, 0, 0);
     return either(both(pairs, mask), onlySecond(mask, _mm_srli_si128(pairs, 2)));
   };
-  const Integers p0 = sixes(mixLow32(low, thirdLow)), p1 = sixes(mixHigh32(low, thirdLow));
-  const Integers p2 = sixes(mixLow32(high, thirdHigh)), p3 = sixes(mixHigh32(high, thirdHigh));
+  const Integers p0 = sixes(mixLow32(low, lastLow)), p1 = sixes(mixHigh32(low, lastLow));
+  const Integers p2 = sixes(mixLow32(high, lastHigh)), p3 = sixes(mixHigh32(high, lastHigh));
   store(output, either(p0, _mm_slli_si128(p1, 12)));
   store(output + 16, either(_mm_srli_si128(p1, 4), _mm_slli_si128(p2, 8)));
   store(output + 32, either(_mm_srli_si128(p2, 8), _mm_slli_si128(p3, 4)));
+}
+#endif
+
+// Three vectors of words to memory in turn: first, second, third, first and so on.
+KVEXA_INLINE void storeInThrees(std::uint8_t* output, Integers first, Integers second, Integers third) {
+#ifdef __SSE4_1__
+  storeThirds(output,
+              _mm_shuffle_epi8(first, _mm_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11)),
+              _mm_shuffle_epi8(second, _mm_setr_epi8(10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5)),
+              _mm_shuffle_epi8(third, _mm_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15)));
+#else
+  storeThirds(output, mixLow16(first, second), mixHigh16(first, second), mixLow16(third, zeroIntegers()),
+              mixHigh16(third, zeroIntegers()));
+#endif
+}
+
+struct BytesOfPixels {  // words of 0 to 255
+  Integers blue, green, red;
+};
+
+// Pixels of even and of odd places to memory in turn. Words are pairs of pixels of two vectors in turn.
+KVEXA_INLINE void storeSixes(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
+#ifdef __SSE4_1__
+  storeThirds(output,
+              _mm_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+                               _mm_setr_epi8(0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12, 3, 11)),
+              _mm_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+                               _mm_setr_epi8(3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12)),
+              _mm_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+                               _mm_setr_epi8(4, 12, 3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15)));
+#else
+  const Integers first = either(even.blue, up16<8>(even.green)), second = either(even.red, up16<8>(odd.blue));
+  const Integers third = either(odd.green, up16<8>(odd.red));
+  storeThirds(output, evenOdd16(first, up32<16>(second)), evenOdd16(down32<16>(first), second),
+              both(third, dwords(0xFFFF)), down32<16>(third));
 #endif
 }
 

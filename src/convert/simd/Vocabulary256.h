@@ -136,6 +136,19 @@ KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers re
   storeTwelveBytes(output + 36, highHalf(high));
 }
 
+// Three vectors whose words stand where they go within 24 words, to memory.
+KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Integers c) {
+  const Integers one = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x92), c, 0x24);
+  const Integers two = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x24), c, 0x49);
+  const Integers three = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x49), c, 0x92);
+  storeHalf(output, lowHalf(one));
+  storeHalf(output + 16, lowHalf(two));
+  storeHalf(output + 32, lowHalf(three));
+  storeHalf(output + 48, highHalf(one));
+  storeHalf(output + 64, highHalf(two));
+  storeHalf(output + 80, highHalf(three));
+}
+
 // Three vectors of words to memory in turn: first, second, third, first and so on.
 KVEXA_INLINE void storeInThrees(std::uint8_t* output, Integers first, Integers second, Integers third) {
   const Integers a =
@@ -147,15 +160,24 @@ KVEXA_INLINE void storeInThrees(std::uint8_t* output, Integers first, Integers s
   const Integers c =
       _mm256_shuffle_epi8(third, _mm256_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5,
                                                   10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15));
-  const Integers one = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x92), c, 0x24);
-  const Integers two = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x24), c, 0x49);
-  const Integers three = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x49), c, 0x92);
-  storeHalf(output, lowHalf(one));
-  storeHalf(output + 16, lowHalf(two));
-  storeHalf(output + 32, lowHalf(three));
-  storeHalf(output + 48, highHalf(one));
-  storeHalf(output + 64, highHalf(two));
-  storeHalf(output + 80, highHalf(three));
+  storeThirds(output, a, b, c);
+}
+
+#define KVEXA_TWICE(...) _mm256_setr_epi8(__VA_ARGS__, __VA_ARGS__)
+
+struct BytesOfPixels {  // words of 0 to 255
+  Integers blue, green, red;
+};
+
+// Pixels of even and of odd places to memory in turn. Words are pairs of pixels of two vectors in turn.
+KVEXA_INLINE void storeSixes(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
+  const Integers a = _mm256_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+                                         KVEXA_TWICE(0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12, 3, 11));
+  const Integers b = _mm256_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+                                         KVEXA_TWICE(3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12));
+  const Integers c = _mm256_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+                                         KVEXA_TWICE(4, 12, 3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15));
+  storeThirds(output, a, b, c);
 }
 
 // ---- Single precision ----
