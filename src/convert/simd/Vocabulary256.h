@@ -64,10 +64,6 @@ template <int count>
 KVEXA_INLINE Integers down16(Integers a) {
   return _mm256_srli_epi16(a, count);
 }
-template <int count>
-KVEXA_INLINE Integers downSigned16(Integers a) {
-  return _mm256_srai_epi16(a, count);
-}
 
 KVEXA_INLINE Integers add32(Integers a, Integers b) { return _mm256_add_epi32(a, b); }
 KVEXA_INLINE Integers multiplyPairs(Integers a, Integers b) { return _mm256_madd_epi16(a, b); }
@@ -223,8 +219,6 @@ KVEXA_INLINE Floats add(Floats a, Floats b) { return _mm256_add_ps(a, b); }
 KVEXA_INLINE Floats min(Floats a, Floats b) { return _mm256_min_ps(a, b); }
 // a * b + c; fused where the set can, which the bound of the error allows for.
 KVEXA_INLINE Floats multiplyAdd(Floats a, Floats b, Floats c) { return _mm256_fmadd_ps(a, b, c); }
-KVEXA_INLINE Floats mixLow(Floats a, Floats b) { return _mm256_unpacklo_ps(a, b); }
-KVEXA_INLINE Floats mixHigh(Floats a, Floats b) { return _mm256_unpackhi_ps(a, b); }
 
 // A vector of bytes or words as lanes of 32 bits.
 KVEXA_INLINE Integers widen8(const std::uint8_t* at) {

@@ -2,7 +2,16 @@
 // Everything has internal linkage: code compiled for one set must never stand in for another's.
 #pragma once
 
+// This compiler's header makes values that do not matter out of themselves, and then warns of it.
+#ifndef __clang__
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
+#ifndef __clang__
+#pragma GCC diagnostic pop
+#endif
 
 #include <cstddef>
 #include <cstdint>
