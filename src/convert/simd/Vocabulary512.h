@@ -174,7 +174,7 @@ KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Inte
   const Integers first = _mm512_permutex2var_epi64(one, _mm512_setr_epi64(0, 1, 8, 9, 0, 0, 2, 3), two);
   const Integers second = _mm512_permutex2var_epi64(one, _mm512_setr_epi64(10, 11, 0, 0, 4, 5, 12, 13), two);
   const Integers third = _mm512_permutex2var_epi64(one, _mm512_setr_epi64(0, 0, 6, 7, 14, 15, 0, 0), two);
-  const auto with = [three](Integers others, __mmask8 places, int lane1, int lane2) {
+  const auto with = [three](Integers others, __mmask8 places, long long lane1, long long lane2) {
     return _mm512_mask_permutexvar_epi64(
         others, places,
         _mm512_setr_epi64(2 * lane1, 2 * lane1 + 1, 2 * lane1, 2 * lane1 + 1, 2 * lane1, 2 * lane1 + 1,
