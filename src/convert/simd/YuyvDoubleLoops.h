@@ -144,13 +144,16 @@ std::size_t yuyvDouble(const std::uint8_t* source, std::uint8_t* output, std::si
     BlockEstimate r = estimated(block, estimate, 0);
     BlockEstimate g = estimated(block, estimate, 1);
     BlockEstimate b = estimated(block, estimate, 2);
-    const auto isDoubtful = [&](Integers places) {
-      return anyBit(subSaturated16(places, estimate.limit)) != 0;
-    };
-    if (isDoubtful(maxUnsigned16(maxUnsigned16(r.places, g.places), b.places))) {
-      if (isDoubtful(r.places)) r.whole = exact(group, red);
-      if (isDoubtful(g.places)) g.whole = exact(group, green);
-      if (isDoubtful(b.places)) b.whole = exact(group, blue);
+    const auto doubts = [&](Integers places) { return subSaturated16(places, estimate.limit); };
+    if (anyBit(doubts(maxUnsigned16(maxUnsigned16(r.places, g.places), b.places))) != 0) {
+      // Outside of 0 to 255 either whole number gives the same channel, so doubts there are taken back.
+      const auto isDoubtful = [&](const BlockEstimate& channel) {
+        const Integers outside = mulLow16(down16<8>(channel.whole), words(255));
+        return anyBit(subSaturated16(doubts(channel.places), outside)) != 0;
+      };
+      if (isDoubtful(r)) r.whole = exact(group, red);
+      if (isDoubtful(g)) g.whole = exact(group, green);
+      if (isDoubtful(b)) b.whole = exact(group, blue);
     }
     storeClamped<format>(output + group * pairBytes, r.whole, g.whole, b.whole);
   });
