@@ -118,10 +118,14 @@ std::vector<Peer> peersOf(Frames& f) {
 
 int main(int argc, char** argv) {
   const unsigned rounds = argc > 1 ? static_cast<unsigned>(std::stoul(argv[1])) : 7;
+  const std::string only = argc > 2 ? argv[2] : "";
+  const unsigned count = argc > 3 ? static_cast<unsigned>(std::stoul(argv[3])) : 3;
   cv::setNumThreads(1);
-  for (const auto& frame : bench::frames) {
+  for (unsigned i = 0; i < count; ++i) {
+    const bench::Frame frame = bench::frames[i];
     Frames frames(frame);
     for (const auto& peer : peersOf(frames)) {
+      if (peer.conversion.find(only) == std::string::npos) continue;
       std::vector<bench::Job> jobs = {{peer.name, peer.run}};
       bench::measure(jobs, rounds, 0.02);
       std::printf("%s|%ux%u|%s|%.9f\n", peer.conversion.c_str(), frame.width, frame.height, peer.name.c_str(),

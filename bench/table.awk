@@ -7,8 +7,8 @@ NF == 4 {
   time[key FS $3] = $4
 }
 END {
-  print "| conversion | frame | sse2 | sse41 | avx2 | of copying | of the peak | over OpenCV | over libyuv | over the compiler |"
-  print "|---|---|---|---|---|---|---|---|---|---|"
+  print "| conversion | frame | sse2 | sse41 | avx2 | avx512 | of copying | of the peak | over OpenCV | over libyuv | over the compiler |"
+  print "|---|---|---|---|---|---|---|---|---|---|---|"
   for (i = 1; i <= count; ++i) {
     key = order[i]
     if (!((key FS "scalar") in time)) continue
@@ -16,7 +16,7 @@ END {
     plain = time[key FS "scalar"]
     best = plain
     row = "| " part[1] " | " part[2]
-    sets = split("sse2 sse41 avx2", set, " ")
+    sets = split("sse2 sse41 avx2 avx512", set, " ")
     for (s = 1; s <= sets; ++s) {
       own = time[key FS set[s]]
       row = row " | " ratio(plain, own)

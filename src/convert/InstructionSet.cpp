@@ -18,7 +18,8 @@ struct Entry {
 constexpr Entry entries[] = {{"scalar", &scalarRowKernels},
                              {"sse2", &sse2RowKernels},
                              {"sse41", &sse41RowKernels},
-                             {"avx2", &avx2RowKernels}};
+                             {"avx2", &avx2RowKernels},
+                             {"avx512", &avx512RowKernels}};
 static_assert(std::size(entries) == std::size(allInstructionSets));
 
 const Entry& entryOf(InstructionSet set) { return entries[static_cast<std::size_t>(set)]; }
@@ -31,6 +32,9 @@ bool isSupported(InstructionSet set) {
     case InstructionSet::sse2: return true;  // everything is compiled for it
     case InstructionSet::sse41: return __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("sse4.1");
     case InstructionSet::avx2: return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    case InstructionSet::avx512:
+      return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+             __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
   }
   return false;
 }

@@ -5,10 +5,11 @@
 
 namespace kvexa::convert {
 
-enum class InstructionSet { scalar, sse2, sse41, avx2 };
+enum class InstructionSet { scalar, sse2, sse41, avx2, avx512 };
 
 constexpr InstructionSet allInstructionSets[] = {InstructionSet::scalar, InstructionSet::sse2,
-                                                 InstructionSet::sse41, InstructionSet::avx2};
+                                                 InstructionSet::sse41, InstructionSet::avx2,
+                                                 InstructionSet::avx512};
 
 const char* nameOf(InstructionSet set) noexcept;
 
@@ -16,8 +17,8 @@ const char* nameOf(InstructionSet set) noexcept;
 const RowKernels* rowKernelsOf(InstructionSet set) noexcept;
 
 // The widest set of this machine, chosen once when the library is loaded. The environment variable
-// KVEXA_INSTRUCTION_SET (scalar, sse2, sse41, avx2), read at that moment, chooses a narrower one; it is
-// meant for tests and measurements, and a name that is unknown or not supported is ignored.
+// KVEXA_INSTRUCTION_SET (scalar, sse2, sse41, avx2, avx512), read at that moment, chooses a narrower one; it
+// is meant for tests and measurements, and a name that is unknown or not supported is ignored.
 InstructionSet chosenInstructionSet() noexcept;
 const RowKernels& chosenRowKernels() noexcept;
 

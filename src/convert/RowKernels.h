@@ -41,5 +41,6 @@ extern const RowKernels scalarRowKernels;  // every entry null: nothing is done 
 extern const RowKernels sse2RowKernels;
 extern const RowKernels sse41RowKernels;
 extern const RowKernels avx2RowKernels;
+extern const RowKernels avx512RowKernels;
 
 }  // namespace kvexa::convert

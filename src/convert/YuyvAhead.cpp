@@ -5,26 +5,64 @@
 
 namespace kvexa::convert {
 
-YuyvEstimate estimateOf(const AffineSums& sums, double largestSample) {
-  // In units of u = 2^-24 times the sum of all magnitudes: rounding the three weights takes 1, the constant
-  // and taking the slack off it 2, three products and three sums 6, adding the slack again 1, and the sum
-  // in doubles far less than 1. Weights too small for single precision are off by less than 1e-30.
-  constexpr double unitsOfError = 12.0 / (1 << 24);
-  constexpr double largestSum = 1 << 30;
-  YuyvEstimate estimate;
-  estimate.isUsable = true;
-  for (std::size_t c = 0; c < 3; ++c) {
-    double magnitude = std::fabs(sums.constants[c]);
-    for (std::size_t i = 0; i < 3; ++i) {
-      magnitude += std::fabs(sums.weights[c][i]) * largestSample;
-      estimate.weights[c][i] =
-          std::fabs(sums.weights[c][i]) < largestSum ? static_cast<float>(sums.weights[c][i]) : 0.0F;
-    }
-    if (!(magnitude < largestSum)) estimate.isUsable = false;
-    estimate.constants[c] = estimate.isUsable ? static_cast<float>(sums.constants[c]) : 0.0F;
-    estimate.slacks[c] =
-        estimate.isUsable ? static_cast<float>(magnitude * unitsOfError * 1.0001 + 1e-28) : 0.0F;
+namespace {
+
+// One channel in the units of the estimate. The loops add the products of V, U and Y, in this order, to the
+// constant.
+class ChannelEstimate {
+ public:
+  ChannelEstimate(const double (&weights)[3], double constant, double largestSample, double scale)
+      : lowest_(constant * scale), highest_(lowest_), magnitude_(std::fabs(lowest_)) {
+    for (const std::size_t i : {2, 1, 0}) addProduct(weights[i] * scale, largestSample, weights_[i]);
+    constant_ = static_cast<float>(isUsable() ? lowestStart(constant * scale) : 0.0);
   }
+
+  // Sums of integers in 32 bits, with room for the error; false for what is not a number.
+  bool isUsable() const { return magnitude_ < 32000.0 * 65536.0; }
+  double error() const { return error_ * 1.001 + std::fabs(constant_) * unit * 2 + 1e-3; }
+  float weight(std::size_t i) const { return weights_[i]; }
+  float constant() const { return constant_; }
+
+ private:
+  // No operation in single precision is further off than this, relatively, whichever way it rounds.
+  static constexpr double unit = 1.0 / (1 << 23);
+
+  void addProduct(double weight, double largestSample, float& single) {
+    const double largest = weight * largestSample;
+    magnitude_ += std::fabs(largest);
+    if (!isUsable()) return;
+    single = static_cast<float>(weight);
+    (largest < 0 ? lowest_ : highest_) += largest;
+    // The weight as it was rounded, the product where it is not fused, and the sum so far.
+    error_ += std::fabs(weight - single) * largestSample + unit * std::fabs(largest) +
+              unit * std::max(std::fabs(lowest_), std::fabs(highest_));
+  }
+  double lowestStart(double constant) const {
+    return constant - error_ * 1.001 - std::fabs(constant) * unit * 2 - 1e-3;
+  }
+
+  double lowest_, highest_, magnitude_;
+  double error_ = 0.0;
+  float weights_[3] = {};
+  float constant_ = 0.0F;
+};
+
+}  // namespace
+
+YuyvEstimate estimateOf(const AffineSums& sums, double largestSample, unsigned extraBits) {
+  const double scale = 65536.0 / (1U << extraBits);
+  YuyvEstimate estimate{};
+  double largestError = 0.0;
+  for (std::size_t c = 0; c < 3; ++c) {
+    const ChannelEstimate channel(sums.weights[c], sums.constants[c], largestSample, scale);
+    if (!channel.isUsable()) return {};
+    for (std::size_t i = 0; i < 3; ++i) estimate.weights[c][i] = channel.weight(i);
+    estimate.constants[c] = channel.constant();
+    largestError = std::max(largestError, channel.error());
+  }
+  // The sum in doubles is above the estimate by up to twice the error, and by 1 for what truncation took.
+  estimate.limit = static_cast<int>(65534.0 - 2 * largestError);
+  estimate.isUsable = estimate.limit > 0;
   return estimate;
 }
 
@@ -75,7 +113,7 @@ std::size_t YuyvAhead::run(const RowKernels& kernels, const std::uint8_t* source
   if (kernel == nullptr) return 0;
   if (!estimates) return kernel(source, pixels, groups, parameters);
   if (sampleBytes == 1) {
-    parameters.estimate = estimateOf(sums, 255.0);
+    parameters.estimate = estimateOf(sums, 255.0, parameters.extraBits);
     return kernel(source, pixels, groups, parameters);
   }
   // The slack follows the samples that there are: most have fewer bits than their words.
@@ -84,7 +122,7 @@ std::size_t YuyvAhead::run(const RowKernels& kernels, const std::uint8_t* source
   while (done < groups) {
     const std::size_t count = std::min(groupsAtOnce, groups - done);
     const std::uint8_t* from = source + done * 4 * sampleBytes;
-    parameters.estimate = estimateOf(sums, kernels.combinedBits16(from, 4 * count));
+    parameters.estimate = estimateOf(sums, kernels.combinedBits16(from, 4 * count), parameters.extraBits);
     const std::size_t converted = kernel(from, pixels + done * 2 * pixelBytes, count, parameters);
     done += converted;
     if (converted != count) break;

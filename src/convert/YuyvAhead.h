@@ -37,6 +37,6 @@ YuyvAhead aheadOf(const RowKernels& kernels, const MatrixMethod& method, std::si
 
 // The estimate for samples up to a value. Not usable where a sum could leave the range of the loops'
 // integers, or is no number.
-YuyvEstimate estimateOf(const AffineSums& sums, double largestSample);
+YuyvEstimate estimateOf(const AffineSums& sums, double largestSample, unsigned extraBits);
 
 }  // namespace kvexa::convert

@@ -34,13 +34,14 @@ struct DoubleWeights {
   double blueOfU;
 };
 
-// The sums in single precision: weights of Y, U, V for red, green, blue, a constant each, and a slack that
-// the sum and the one in doubles are never apart by.
+// The sums in single precision, in units of 2^-16 of a channel's value of 8 bits: weights of Y, U, V for red,
+// green, blue and a constant each. They are never above the sums in doubles, and where their lower 16 bits
+// are at most the limit, the whole numbers above these bits are the same.
 struct YuyvEstimate {
   bool isUsable = false;  // else everything is computed in doubles
   float weights[3][3];
   float constants[3];
-  float slacks[3];
+  int limit;
 };
 
 struct YuyvParameters {

@@ -6,3 +6,5 @@ set_source_files_properties(${setUnits}/KernelsSse41.cpp PROPERTIES COMPILE_OPTI
                             "-mssse3;-msse4.1;-ffp-contract=off")
 set_source_files_properties(${setUnits}/KernelsAvx2.cpp PROPERTIES COMPILE_OPTIONS
                             "-mavx2;-mfma;-ffp-contract=off")
+set_source_files_properties(${setUnits}/KernelsAvx512.cpp PROPERTIES COMPILE_OPTIONS
+                            "-mavx512f;-mavx512bw;-mavx512dq;-mavx512vl;-ffp-contract=off")

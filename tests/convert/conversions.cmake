@@ -13,7 +13,7 @@ set(conversionTests
 function(addConversionTests program)
   add_executable(${program} ${conversionTests} ${ARGN})
   target_include_directories(${program} PRIVATE ${CMAKE_SOURCE_DIR})
-  foreach(set scalar sse2 sse41 avx2)
+  foreach(set scalar sse2 sse41 avx2 avx512)
     add_test(NAME ${program}_${set} COMMAND ${program})
     # One at a time: they would give their result files the same name.
     set_tests_properties(${program}_${set} PROPERTIES

@@ -81,8 +81,7 @@ std::size_t bayer8(const std::uint8_t* above, const std::uint8_t* own, const std
     if constexpr (packing == Packing::rgb565) {
       storeInTurn(pixels, packed565(first), packed565(second));
     } else {
-      storeInThrees(pixels, either(first.blue, up16<8>(first.green)), either(first.red, up16<8>(second.blue)),
-                    either(second.green, up16<8>(second.red)));
+      storeTriples(pixels, {first.blue, first.green, first.red}, {second.blue, second.green, second.red});
     }
   });
 }
@@ -100,18 +99,26 @@ KVEXA_INLINE Integers mean4(Integers a, Integers b, Integers c, Integers d) {
   return sub16(meanUp16(p, q), both(onlySecond(carry, differing(p, q)), words(1)));
 }
 
+// Sums of two and of four, and the binary places that they have more than a mean.
 struct NarrowMeans {  // samples below 2^14: sums of four fit
-  KVEXA_INLINE static Integers of2(Integers a, Integers b) { return down16<1>(add16(a, b)); }
+  static constexpr unsigned placesOf2 = 1, placesOf4 = 2;
+  KVEXA_INLINE static Integers of2(Integers a, Integers b) { return add16(a, b); }
   KVEXA_INLINE static Integers of4(Integers a, Integers b, Integers c, Integers d) {
-    return down16<2>(add16(add16(a, b), add16(c, d)));
+    return add16(add16(a, b), add16(c, d));
   }
 };
 struct WideMeans {
+  static constexpr unsigned placesOf2 = 0, placesOf4 = 0;
   KVEXA_INLINE static Integers of2(Integers a, Integers b) { return mean2(a, b); }
   KVEXA_INLINE static Integers of4(Integers a, Integers b, Integers c, Integers d) {
     return mean4(a, b, c, d);
   }
 };
+
+template <bool colourFirst>
+KVEXA_INLINE Integers taken(Integers atColour, Integers atGreen) {
+  return colourFirst ? evenOdd16(atColour, atGreen) : evenOdd16(atGreen, atColour);
+}
 
 template <typename Means, bool redRow, bool colourFirst>
 KVEXA_INLINE WordPixels interpolateWords(const std::uint8_t* above, const std::uint8_t* own,
@@ -121,45 +128,58 @@ KVEXA_INLINE WordPixels interpolateWords(const std::uint8_t* above, const std::u
   const Integers cross = Means::of4(up, down, left, right);
   const Integers corners = Means::of4(load(above - 2), load(above + 2), load(below - 2), load(below + 2));
   const Integers row = Means::of2(left, right), column = Means::of2(up, down);
-  const auto take = [](Integers atColour, Integers atGreen) {
-    return colourFirst ? evenOdd16(atColour, atGreen) : evenOdd16(atGreen, atColour);
-  };
-  const Integers ownColour = take(centre, row), green = take(cross, centre), other = take(corners, column);
+  const Integers ownColour = taken<colourFirst>(centre, row), green = taken<colourFirst>(cross, centre);
+  const Integers other = taken<colourFirst>(corners, column);
   return redRow ? WordPixels{ownColour, green, other} : WordPixels{other, green, ownColour};
 }
 
-// Shifts by a count that is not known when this is compiled are high halves of products.
+// Shifts by counts that differ from lane to lane are high halves of products: these are the factors that
+// bring the words of interpolateWords, with samples of so many bits, to channels of so many.
+template <typename Means, bool redRow, bool colourFirst>
+KVEXA_INLINE WordPixels factorsTo(unsigned redBlueBits, unsigned greenBits, unsigned sampleBits) {
+  const auto factor = [=](unsigned channelBits, unsigned places) {
+    return words(1 << (16 + channelBits - sampleBits - places));
+  };
+  const Integers ownColour =
+      taken<colourFirst>(factor(redBlueBits, 0), factor(redBlueBits, Means::placesOf2));
+  const Integers green = taken<colourFirst>(factor(greenBits, Means::placesOf4), factor(greenBits, 0));
+  const Integers other =
+      taken<colourFirst>(factor(redBlueBits, Means::placesOf4), factor(redBlueBits, Means::placesOf2));
+  return redRow ? WordPixels{ownColour, green, other} : WordPixels{other, green, ownColour};
+}
+
 template <typename Means, Packing packing, bool redRow, bool colourFirst>
 std::size_t bayer16(const std::uint8_t* above, const std::uint8_t* own, const std::uint8_t* below,
                     std::uint8_t* output, std::size_t width, unsigned bits) {
-  const Integers toFive = words(1 << (21 - bits)), toSix = words(1 << (22 - bits));
-  const Integers toEight = words(1 << (24 - bits));
+  constexpr bool words565 = packing == Packing::rgb565;
+  const auto factors = factorsTo<Means, redRow, colourFirst>(words565 ? 5 : 8, words565 ? 6 : 8, bits);
   constexpr std::size_t size = pixelBytes(packing);
   return forInteriorColumns<vectorBytes / 2>(width, [=](std::size_t column) {
     const std::size_t at = 2 * column;
-    const WordPixels mean = interpolateWords<Means, redRow, colourFirst>(above + at, own + at, below + at);
+    const WordPixels sums = interpolateWords<Means, redRow, colourFirst>(above + at, own + at, below + at);
+    const Integers red = mulHigh16(sums.red, factors.red), green = mulHigh16(sums.green, factors.green);
+    const Integers blue = mulHigh16(sums.blue, factors.blue);
     std::uint8_t* pixels = output + column * size;
-    if constexpr (packing == Packing::rgb565) {
-      const Integers redGreen =
-          add16(up16<11>(mulHigh16(mean.red, toFive)), up16<5>(mulHigh16(mean.green, toSix)));
-      store(pixels, add16(redGreen, mulHigh16(mean.blue, toFive)));
+    if constexpr (words565) {
+      store(pixels, add16(add16(up16<11>(red), up16<5>(green)), blue));
     } else {
-      const Integers blue = both(mulHigh16(mean.blue, toEight), words(0xFF));
-      storeBgr(pixels, either(blue, up16<8>(mulHigh16(mean.green, toEight))), mulHigh16(mean.red, toEight));
+      storeBgr(pixels, either(both(blue, words(0xFF)), up16<8>(green)), red);
     }
   });
 }
 
 // The bits that any of the samples has.
 std::uint32_t combinedBits16(const std::uint8_t* samples, std::size_t count) {
-  Integers all = zeroIntegers();
+  Integers even = zeroIntegers(), odd = even;
   std::size_t i = 0;
   constexpr std::size_t step = vectorBytes / 2;
-  for (; i + step <= count; i += step) all = either(all, load(samples + 2 * i));
-  std::uint16_t parts[step];
-  store(reinterpret_cast<std::uint8_t*>(parts), all);
-  std::uint32_t result = 0;
-  for (const std::uint16_t part : parts) result |= part;
+  for (; i + 4 * step <= count; i += 4 * step) {
+    const std::uint8_t* at = samples + 2 * i;
+    even = either(either(even, load(at)), load(at + vectorBytes));
+    odd = either(either(odd, load(at + 2 * vectorBytes)), load(at + 3 * vectorBytes));
+  }
+  for (; i + step <= count; i += step) even = either(even, load(samples + 2 * i));
+  std::uint32_t result = combinedWords(either(even, odd));
   for (; i < count; ++i) {
     std::uint16_t sample;
     __builtin_memcpy(&sample, samples + 2 * i, 2);

@@ -49,6 +49,13 @@ KVEXA_INLINE Integers mulHigh16(Integers a, Integers b) { return _mm_mulhi_epu16
 KVEXA_INLINE Integers meanUp16(Integers a, Integers b) { return _mm_avg_epu16(a, b); }
 KVEXA_INLINE Integers min16(Integers a, Integers b) { return _mm_min_epi16(a, b); }
 KVEXA_INLINE Integers max16(Integers a, Integers b) { return _mm_max_epi16(a, b); }
+KVEXA_INLINE Integers maxUnsigned16(Integers a, Integers b) {
+#ifdef __SSE4_1__
+  return _mm_max_epu16(a, b);
+#else
+  return _mm_add_epi16(_mm_subs_epu16(a, b), b);
+#endif
+}
 template <int count>
 KVEXA_INLINE Integers up16(Integers a) {
   return _mm_slli_epi16(a, count);
@@ -56,10 +63,6 @@ KVEXA_INLINE Integers up16(Integers a) {
 template <int count>
 KVEXA_INLINE Integers down16(Integers a) {
   return _mm_srli_epi16(a, count);
-}
-template <int count>
-KVEXA_INLINE Integers downSigned16(Integers a) {
-  return _mm_srai_epi16(a, count);
 }
 
 KVEXA_INLINE Integers add32(Integers a, Integers b) { return _mm_add_epi32(a, b); }
@@ -95,6 +98,10 @@ KVEXA_INLINE Integers swapMiddle16(Integers a) {
   return _mm_shufflehi_epi16(_mm_shufflelo_epi16(a, 0xD8), 0xD8);
 }
 
+// Every word moved to the place before it, or after it.
+KVEXA_INLINE Integers nextWords(Integers a) { return _mm_srli_si128(a, 2); }
+KVEXA_INLINE Integers previousWords(Integers a) { return _mm_slli_si128(a, 2); }
+
 // Words of a in the even places, of b in the odd ones.
 KVEXA_INLINE Integers evenOdd16(Integers a, Integers b) {
 #ifdef __SSE4_1__
@@ -107,6 +114,14 @@ KVEXA_INLINE Integers evenOdd16(Integers a, Integers b) {
 
 KVEXA_INLINE unsigned anyBit(Integers a) {
   return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, zeroIntegers()))) ^ 0xFFFFU;
+}
+
+// The bits that any of the words has.
+KVEXA_INLINE std::uint32_t combinedWords(Integers a) {
+  a = either(a, _mm_srli_si128(a, 8));
+  a = either(a, _mm_srli_si128(a, 4));
+  const auto pair = static_cast<std::uint32_t>(_mm_cvtsi128_si32(a));
+  return (pair | pair >> 16) & 0xFFFF;
 }
 
 // ---- Pixels ----
@@ -143,30 +158,85 @@ KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers re
   storeTwelveBytes(output + 12, dropFourthBytes(mixHigh16(blueGreen, red)));
 }
 
-// Three vectors of words to memory in turn: first, second, third, first and so on.
-KVEXA_INLINE void storeInThrees(std::uint8_t* output, Integers first, Integers second, Integers third) {
+// Pixels from signed words in order, which become 0 below it and 255 above it.
+KVEXA_INLINE void storeSaturated(std::uint8_t* output, Integers red, Integers green, Integers blue) {
+  const Integers blueGreen = joinUnsigned16(blue, green), justRed = joinUnsigned16(red, red);
 #ifdef __SSE4_1__
-  const Integers a =
-      _mm_shuffle_epi8(first, _mm_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11));
-  const Integers b =
-      _mm_shuffle_epi8(second, _mm_setr_epi8(10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5));
-  const Integers c =
-      _mm_shuffle_epi8(third, _mm_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15));
+  const Integers front = either(
+      _mm_shuffle_epi8(blueGreen, _mm_setr_epi8(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5)),
+      _mm_shuffle_epi8(justRed, _mm_setr_epi8(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1)));
+  const Integers back = either(
+      _mm_shuffle_epi8(blueGreen,
+                       _mm_setr_epi8(13, -1, 6, 14, -1, 7, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1)),
+      _mm_shuffle_epi8(justRed, _mm_setr_epi8(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, -1, -1, -1, -1, -1, -1)));
+  store(output, front);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(output + 16), back);
+#else
+  storeBgr(output, _mm_unpacklo_epi8(blueGreen, _mm_srli_si128(blueGreen, 8)),
+           _mm_unpacklo_epi8(justRed, zeroIntegers()));
+#endif
+}
+
+#ifdef __SSE4_1__
+// Three vectors whose words stand where they go within 24 words, to memory.
+KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Integers c) {
   store(output, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x92), c, 0x24));
   store(output + 16, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x24), c, 0x49));
   store(output + 32, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x49), c, 0x92));
+}
 #else
-  const Integers low = mixLow16(first, second), high = mixHigh16(first, second);
-  const Integers thirdLow = mixLow16(third, zeroIntegers()), thirdHigh = mixHigh16(third, zeroIntegers());
+// Groups of three words, the first two a lane of low or high, the last alone in its lane, to memory.
+KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers low, Integers high, Integers lastLow,
+                              Integers lastHigh) {
   const auto sixes = [](Integers pairs) {  // two groups of three words and one that is dropped
     const Integers mask = _mm_setr_epi32(-1, 0xFFFF, 0, 0);
     return either(both(pairs, mask), onlySecond(mask, _mm_srli_si128(pairs, 2)));
   };
-  const Integers p0 = sixes(mixLow32(low, thirdLow)), p1 = sixes(mixHigh32(low, thirdLow));
-  const Integers p2 = sixes(mixLow32(high, thirdHigh)), p3 = sixes(mixHigh32(high, thirdHigh));
+  const Integers p0 = sixes(mixLow32(low, lastLow)), p1 = sixes(mixHigh32(low, lastLow));
+  const Integers p2 = sixes(mixLow32(high, lastHigh)), p3 = sixes(mixHigh32(high, lastHigh));
   store(output, either(p0, _mm_slli_si128(p1, 12)));
   store(output + 16, either(_mm_srli_si128(p1, 4), _mm_slli_si128(p2, 8)));
   store(output + 32, either(_mm_srli_si128(p2, 8), _mm_slli_si128(p3, 4)));
+}
+#endif
+
+struct BytesOfPixels {  // words of 0 to 255
+  Integers blue, green, red;
+};
+
+// Pixels of even and of odd places to memory in turn.
+KVEXA_INLINE void storeTriples(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
+#ifdef __SSE4_1__
+  storeThirds(output,
+              _mm_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+                               _mm_setr_epi8(0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10, 5, 13)),
+              _mm_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+                               _mm_setr_epi8(5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10)),
+              _mm_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+                               _mm_setr_epi8(2, 10, 5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15)));
+#else
+  const Integers first = either(even.blue, up16<8>(even.green)), second = either(even.red, up16<8>(odd.blue));
+  const Integers third = either(odd.green, up16<8>(odd.red));
+  storeThirds(output, mixLow16(first, second), mixHigh16(first, second), mixLow16(third, zeroIntegers()),
+              mixHigh16(third, zeroIntegers()));
+#endif
+}
+
+// The same where words are pairs of pixels of two vectors in turn.
+KVEXA_INLINE void storeSixes(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
+#ifdef __SSE4_1__
+  storeThirds(output,
+              _mm_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+                               _mm_setr_epi8(0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12, 3, 11)),
+              _mm_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+                               _mm_setr_epi8(3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12)),
+              _mm_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+                               _mm_setr_epi8(4, 12, 3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15)));
+#else
+  const Integers first = either(even.blue, up16<8>(even.green)), second = either(even.red, up16<8>(odd.blue));
+  const Integers third = either(odd.green, up16<8>(odd.red));
+  storeThirds(output, evenOdd16(first, up32<16>(second)), evenOdd16(down32<16>(first), second),
+              both(third, dwords(0xFFFF)), down32<16>(third));
 #endif
 }
 
@@ -183,8 +253,6 @@ KVEXA_INLINE Floats add(Floats a, Floats b) { return _mm_add_ps(a, b); }
 KVEXA_INLINE Floats min(Floats a, Floats b) { return _mm_min_ps(a, b); }
 // a * b + c; fused where the set can, which the bound of the error allows for.
 KVEXA_INLINE Floats multiplyAdd(Floats a, Floats b, Floats c) { return _mm_add_ps(_mm_mul_ps(a, b), c); }
-KVEXA_INLINE Floats mixLow(Floats a, Floats b) { return _mm_unpacklo_ps(a, b); }
-KVEXA_INLINE Floats mixHigh(Floats a, Floats b) { return _mm_unpackhi_ps(a, b); }
 
 // A vector of bytes or words as lanes of 32 bits.
 KVEXA_INLINE Integers widen8(const std::uint8_t* at) {

@@ -55,6 +55,7 @@ KVEXA_INLINE Integers mulHigh16(Integers a, Integers b) { return _mm256_mulhi_ep
 KVEXA_INLINE Integers meanUp16(Integers a, Integers b) { return _mm256_avg_epu16(a, b); }
 KVEXA_INLINE Integers min16(Integers a, Integers b) { return _mm256_min_epi16(a, b); }
 KVEXA_INLINE Integers max16(Integers a, Integers b) { return _mm256_max_epi16(a, b); }
+KVEXA_INLINE Integers maxUnsigned16(Integers a, Integers b) { return _mm256_max_epu16(a, b); }
 template <int count>
 KVEXA_INLINE Integers up16(Integers a) {
   return _mm256_slli_epi16(a, count);
@@ -62,10 +63,6 @@ KVEXA_INLINE Integers up16(Integers a) {
 template <int count>
 KVEXA_INLINE Integers down16(Integers a) {
   return _mm256_srli_epi16(a, count);
-}
-template <int count>
-KVEXA_INLINE Integers downSigned16(Integers a) {
-  return _mm256_srai_epi16(a, count);
 }
 
 KVEXA_INLINE Integers add32(Integers a, Integers b) { return _mm256_add_epi32(a, b); }
@@ -101,12 +98,27 @@ KVEXA_INLINE Integers swapMiddle16(Integers a) {
   return _mm256_shufflehi_epi16(_mm256_shufflelo_epi16(a, 0xD8), 0xD8);
 }
 
+// Every word moved to the place before it, or after it, within each 128 bits.
+KVEXA_INLINE Integers nextWords(Integers a) { return _mm256_bsrli_epi128(a, 2); }
+KVEXA_INLINE Integers previousWords(Integers a) { return _mm256_bslli_epi128(a, 2); }
+
 // Words of a in the even places, of b in the odd ones.
 KVEXA_INLINE Integers evenOdd16(Integers a, Integers b) { return _mm256_blend_epi16(a, b, 0xAA); }
 
 KVEXA_INLINE unsigned anyBit(Integers a) { return _mm256_testz_si256(a, a) == 0 ? 1U : 0U; }
 
+// The bits that any of the words has.
+KVEXA_INLINE std::uint32_t combinedWords(Integers a) {
+  __m128i half = _mm_or_si128(lowHalf(a), highHalf(a));
+  half = _mm_or_si128(half, _mm_srli_si128(half, 8));
+  half = _mm_or_si128(half, _mm_srli_si128(half, 4));
+  const auto pair = static_cast<std::uint32_t>(_mm_cvtsi128_si32(half));
+  return (pair | pair >> 16) & 0xFFFF;
+}
+
 // ---- Pixels ----
+
+#define KVEXA_TWICE(...) _mm256_setr_epi8(__VA_ARGS__, __VA_ARGS__)
 
 // Words of the pixels of even places and of odd places, to memory in turn.
 KVEXA_INLINE void storeInTurn(std::uint8_t* output, Integers even, Integers odd) {
@@ -136,17 +148,27 @@ KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers re
   storeTwelveBytes(output + 36, highHalf(high));
 }
 
-// Three vectors of words to memory in turn: first, second, third, first and so on.
-KVEXA_INLINE void storeInThrees(std::uint8_t* output, Integers first, Integers second, Integers third) {
-  const Integers a =
-      _mm256_shuffle_epi8(first, _mm256_setr_epi8(0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11, 0, 1,
-                                                  6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10, 11));
-  const Integers b =
-      _mm256_shuffle_epi8(second, _mm256_setr_epi8(10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5, 10,
-                                                   11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5));
-  const Integers c =
-      _mm256_shuffle_epi8(third, _mm256_setr_epi8(4, 5, 10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15, 4, 5,
-                                                  10, 11, 0, 1, 6, 7, 12, 13, 2, 3, 8, 9, 14, 15));
+// Pixels from signed words in order, which become 0 below it and 255 above it.
+KVEXA_INLINE void storeSaturated(std::uint8_t* output, Integers red, Integers green, Integers blue) {
+  const Integers blueGreen = _mm256_packus_epi16(blue, green), justRed = _mm256_packus_epi16(red, red);
+  const Integers front = either(
+      _mm256_shuffle_epi8(blueGreen, KVEXA_TWICE(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5)),
+      _mm256_shuffle_epi8(justRed, KVEXA_TWICE(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1)));
+  const Integers back = either(
+      _mm256_shuffle_epi8(blueGreen,
+                          KVEXA_TWICE(13, -1, 6, 14, -1, 7, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1)),
+      _mm256_shuffle_epi8(justRed, KVEXA_TWICE(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, -1, -1, -1, -1, -1, -1)));
+  const auto storeEight = [](std::uint8_t* to, __m128i a) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(to), a);
+  };
+  storeHalf(output, lowHalf(front));
+  storeEight(output + 16, lowHalf(back));
+  storeHalf(output + 24, highHalf(front));
+  storeEight(output + 40, highHalf(back));
+}
+
+// Three vectors whose words stand where they go within 24 words, to memory.
+KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Integers c) {
   const Integers one = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x92), c, 0x24);
   const Integers two = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x24), c, 0x49);
   const Integers three = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x49), c, 0x92);
@@ -156,6 +178,32 @@ KVEXA_INLINE void storeInThrees(std::uint8_t* output, Integers first, Integers s
   storeHalf(output + 48, highHalf(one));
   storeHalf(output + 64, highHalf(two));
   storeHalf(output + 80, highHalf(three));
+}
+
+struct BytesOfPixels {  // words of 0 to 255
+  Integers blue, green, red;
+};
+
+// Pixels of even and of odd places to memory in turn.
+KVEXA_INLINE void storeTriples(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
+  const Integers a = _mm256_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+                                         KVEXA_TWICE(0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10, 5, 13));
+  const Integers b = _mm256_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+                                         KVEXA_TWICE(5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10));
+  const Integers c = _mm256_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+                                         KVEXA_TWICE(2, 10, 5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15));
+  storeThirds(output, a, b, c);
+}
+
+// The same where words are pairs of pixels of two vectors in turn.
+KVEXA_INLINE void storeSixes(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
+  const Integers a = _mm256_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+                                         KVEXA_TWICE(0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12, 3, 11));
+  const Integers b = _mm256_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+                                         KVEXA_TWICE(3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12));
+  const Integers c = _mm256_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+                                         KVEXA_TWICE(4, 12, 3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15));
+  storeThirds(output, a, b, c);
 }
 
 // ---- Single precision ----
@@ -171,8 +219,6 @@ KVEXA_INLINE Floats add(Floats a, Floats b) { return _mm256_add_ps(a, b); }
 KVEXA_INLINE Floats min(Floats a, Floats b) { return _mm256_min_ps(a, b); }
 // a * b + c; fused where the set can, which the bound of the error allows for.
 KVEXA_INLINE Floats multiplyAdd(Floats a, Floats b, Floats c) { return _mm256_fmadd_ps(a, b, c); }
-KVEXA_INLINE Floats mixLow(Floats a, Floats b) { return _mm256_unpacklo_ps(a, b); }
-KVEXA_INLINE Floats mixHigh(Floats a, Floats b) { return _mm256_unpackhi_ps(a, b); }
 
 // A vector of bytes or words as lanes of 32 bits.
 KVEXA_INLINE Integers widen8(const std::uint8_t* at) {

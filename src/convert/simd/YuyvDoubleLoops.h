@@ -2,6 +2,8 @@
 // boundary to decide, computed in doubles. A unit includes this after its vocabulary.
 #pragma once
 
+#include <type_traits>
+
 #include "YuyvIntegerLoops.h"
 
 namespace kvexa::convert {
@@ -9,58 +11,56 @@ namespace {
 
 constexpr std::size_t blockPixels = 2 * floatLanes;
 
-// A block of samples, in lanes of 32 bits: lumas in two halves whose 128-bit parts alternate, so that
-// joining them gives the order of the pixels; chromas a lane a group.
+// A block of groups, one a lane: the lumas of their first and of their second pixels, and the chromas.
 struct YuyvBlock {
-  Floats lumaLow, lumaHigh, u, v;
-
-  KVEXA_INLINE YuyvBlock(Integers luma, Integers chroma)
-      : lumaLow(toFloats(mixLow16(luma, zeroIntegers()))),
-        lumaHigh(toFloats(mixHigh16(luma, zeroIntegers()))),
-        u(toFloats(both(chroma, dwords(0xFFFF)))),
-        v(toFloats(down32<16>(chroma))) {}
+  Floats luma[2], u, v;
 };
 
 template <typename Sample, YuyvOrder order>
 KVEXA_INLINE YuyvBlock loadBlock(const std::uint8_t* source) {
-  Integers luma, chroma;
+  constexpr bool chromaFirst = order == YuyvOrder::chromaFirst;
+  const auto block = [](Integers even1, Integers odd1, Integers even2, Integers odd2) -> YuyvBlock {
+    if constexpr (chromaFirst) {
+      return {{toFloats(odd1), toFloats(odd2)}, toFloats(even1), toFloats(even2)};
+    } else {
+      return {{toFloats(even1), toFloats(even2)}, toFloats(odd1), toFloats(odd2)};
+    }
+  };
   if constexpr (sizeof(Sample) == 1) {
-    const Integers a = load(source), low = words(0xFF);
-    constexpr bool chromaFirst = order == YuyvOrder::chromaFirst;
-    luma = chromaFirst ? down16<8>(a) : both(a, low);
-    chroma = chromaFirst ? both(a, low) : down16<8>(a);
+    const Integers a = load(source), byte = dwords(0xFF);
+    return block(both(a, byte), both(down32<8>(a), byte), both(down32<16>(a), byte), down32<24>(a));
   } else {
-    loadGroups16<order>(source, luma, chroma);
+    Integers a, b;
+    loadForJoin(source, a, b);
+    const Integers first = even32(a, b), second = odd32(a, b), word = dwords(0xFFFF);
+    return block(both(first, word), down32<16>(first), both(second, word), down32<16>(second));
   }
-  return YuyvBlock(luma, chroma);
 }
 
-// The channels of a block as truncated integers, not yet clamped, and where two estimates disagree.
-struct BlockEstimate {
-  Integers low, high, doubt;
+// The numbers of an estimate, in vectors.
+struct EstimateVectors {
+  Floats weights[3][3], constants[3];
+  Integers limit;
+
+  explicit EstimateVectors(const YuyvEstimate& estimate) : limit(words(estimate.limit)) {
+    for (std::size_t c = 0; c < 3; ++c) {
+      constants[c] = floats(estimate.constants[c]);
+      for (std::size_t i = 0; i < 3; ++i) weights[c][i] = floats(estimate.weights[c][i]);
+    }
+  }
 };
 
-template <bool deep>
-KVEXA_INLINE BlockEstimate estimated(const YuyvBlock& block, const YuyvEstimate& estimate, std::size_t c,
-                                     unsigned extraBits) {
-  const float(&w)[3] = estimate.weights[c];
-  const Floats span = floats(2 * estimate.slacks[c]);
-  const Floats term =
-      multiplyAdd(floats(w[1]), block.u,
-                  multiplyAdd(floats(w[2]), block.v, floats(estimate.constants[c] - estimate.slacks[c])));
-  const auto integer = [&](Floats sum) {
-    const Integers value = truncated(sum);
-    return deep ? downSigned32By(value, extraBits) : value;
-  };
-  const Floats least1 = multiplyAdd(floats(w[0]), block.lumaLow, mixLow(term, term));
-  const Floats least2 = multiplyAdd(floats(w[0]), block.lumaHigh, mixHigh(term, term));
-  const Integers low = integer(least1), high = integer(least2);
-  return {low, high,
-          either(differing(low, integer(add(least1, span))), differing(high, integer(add(least2, span))))};
-}
+// A channel of a block, a pixel a word: the whole numbers, not yet clamped, and the binary places.
+struct BlockEstimate {
+  Integers whole, places;
+};
 
-KVEXA_INLINE Integers clampedWords(Integers low, Integers high) {
-  return max16(min16(joinSigned32(low, high), words(255)), zeroIntegers());
+KVEXA_INLINE BlockEstimate estimated(const YuyvBlock& block, const EstimateVectors& estimate, std::size_t c) {
+  const Floats(&w)[3] = estimate.weights[c];
+  const Floats term = multiplyAdd(w[1], block.u, multiplyAdd(w[2], block.v, estimate.constants[c]));
+  const Integers first = truncated(multiplyAdd(w[0], block.luma[0], term));
+  const Integers second = truncated(multiplyAdd(w[0], block.luma[1], term));
+  return {evenOdd16(nextWords(first), second), evenOdd16(first, previousWords(second))};
 }
 
 // The equations in doubles, in the order of their terms.
@@ -87,56 +87,75 @@ struct RangeEquation {
   }
 };
 
-template <typename Equation, std::size_t c>
-KVEXA_INLINE Integers exactChannel(const float* y, const float* u, const float* v, const YuyvParameters& p) {
+// A channel of a block in doubles: words of 0 to 255, a pixel each.
+template <typename Equation, std::size_t c, typename Sample, YuyvOrder order>
+__attribute__((noinline)) Integers exactChannel(const std::uint8_t* source, const YuyvParameters& p) {
+  const YuyvBlock block = loadBlock<Sample, order>(source);
+  alignas(64) float luma[2][floatLanes], u[floatLanes], v[floatLanes];
+  storeFloats(luma[0], block.luma[0]);
+  storeFloats(luma[1], block.luma[1]);
+  storeFloats(u, block.u);
+  storeFloats(v, block.v);
   const Doubles ceiling = doubles(static_cast<double>((256U << p.extraBits) - 1));
-  alignas(64) std::int32_t values[blockPixels];
-  for (std::size_t i = 0; i < blockPixels; i += doubleLanes) {
-    const Doubles sum = Equation::template channel<c>(p, widen(y + i), widen(u + i), widen(v + i));
-    storeTruncated(values + i, atMost(ceiling, atLeast(doubles(0.0), sum)));
+  alignas(64) std::int32_t values[2][floatLanes];
+  for (std::size_t pixel = 0; pixel < 2; ++pixel) {
+    for (std::size_t i = 0; i < floatLanes; i += doubleLanes) {
+      const Doubles sum =
+          Equation::template channel<c>(p, widen(luma[pixel] + i), widen(u + i), widen(v + i));
+      storeTruncated(values[pixel] + i, atMost(ceiling, atLeast(doubles(0.0), sum)));
+    }
   }
   // What is not a number has become 0x80000000, of which no bit reaches the low byte.
   const Integers byte = dwords(0xFF);
-  return joinSigned32(both(downSigned32By(loadIntegers(values), p.extraBits), byte),
-                      both(downSigned32By(loadIntegers(values + floatLanes), p.extraBits), byte));
+  return either(both(downSigned32By(loadIntegers(values[0]), p.extraBits), byte),
+                up32<16>(both(downSigned32By(loadIntegers(values[1]), p.extraBits), byte)));
 }
 
-// All of a block in doubles. Lanes stay where they are; only what is joined at the end must be in order.
-template <typename Equation, std::uint32_t format>
-__attribute__((noinline)) void storeExactBlock(std::uint8_t* pixels, const YuyvBlock& block,
-                                               const YuyvParameters& parameters) {
-  alignas(64) float y[blockPixels], u[blockPixels], v[blockPixels];
-  storeFloats(y, block.lumaLow);
-  storeFloats(y + floatLanes, block.lumaHigh);
-  storeFloats(u, mixLow(block.u, block.u));
-  storeFloats(u + floatLanes, mixHigh(block.u, block.u));
-  storeFloats(v, mixLow(block.v, block.v));
-  storeFloats(v + floatLanes, mixHigh(block.v, block.v));
-  storePixels<format>(pixels, exactChannel<Equation, 0>(y, u, v, parameters),
-                      exactChannel<Equation, 1>(y, u, v, parameters),
-                      exactChannel<Equation, 2>(y, u, v, parameters));
+// Signed words, a pixel each, in order.
+template <std::uint32_t format>
+KVEXA_INLINE void storeClamped(std::uint8_t* pixels, Integers red, Integers green, Integers blue) {
+  if constexpr (format == yuyvFormatRgb888) {
+    storeSaturated(pixels, red, green, blue);
+  } else {
+    const auto clamped = [](Integers a) { return max16(min16(a, words(255)), zeroIntegers()); };
+    storePixels<format>(pixels, clamped(red), clamped(green), clamped(blue));
+  }
 }
 
 template <typename Equation, typename Sample, YuyvOrder order, std::uint32_t format>
 std::size_t yuyvDouble(const std::uint8_t* source, std::uint8_t* output, std::size_t groups,
                        const YuyvParameters& parameters) {
-  constexpr bool deep = sizeof(Sample) == 2;
-  const YuyvEstimate estimate = parameters.estimate;
-  const unsigned extraBits = parameters.extraBits;
-  return forGroups<blockPixels / 2>(groups, [&](std::size_t group) {
-    const YuyvBlock block = loadBlock<Sample, order>(source + 4 * group * sizeof(Sample));
-    std::uint8_t* pixels = output + 2 * group * yuyvPixelBytes<format>;
-    if (estimate.isUsable) {
-      const BlockEstimate red = estimated<deep>(block, estimate, 0, extraBits);
-      const BlockEstimate green = estimated<deep>(block, estimate, 1, extraBits);
-      const BlockEstimate blue = estimated<deep>(block, estimate, 2, extraBits);
-      if (anyBit(either(either(red.doubt, green.doubt), blue.doubt)) == 0) {
-        storePixels<format>(pixels, clampedWords(red.low, red.high), clampedWords(green.low, green.high),
-                            clampedWords(blue.low, blue.high));
-        return;
-      }
+  constexpr std::size_t groupBytes = 4 * sizeof(Sample), pairBytes = 2 * yuyvPixelBytes<format>;
+  const auto exact = [&]<std::size_t c>(std::size_t group, std::integral_constant<std::size_t, c>) {
+    return exactChannel<Equation, c, Sample, order>(source + group * groupBytes, parameters);
+  };
+  constexpr std::integral_constant<std::size_t, 0> red;
+  constexpr std::integral_constant<std::size_t, 1> green;
+  constexpr std::integral_constant<std::size_t, 2> blue;
+  if (!parameters.estimate.isUsable) {
+    return forGroups<floatLanes>(groups, [&](std::size_t group) {
+      storeClamped<format>(output + group * pairBytes, exact(group, red), exact(group, green),
+                           exact(group, blue));
+    });
+  }
+  const EstimateVectors estimate(parameters.estimate);
+  return forGroups<floatLanes>(groups, [&](std::size_t group) {
+    const YuyvBlock block = loadBlock<Sample, order>(source + group * groupBytes);
+    BlockEstimate r = estimated(block, estimate, 0);
+    BlockEstimate g = estimated(block, estimate, 1);
+    BlockEstimate b = estimated(block, estimate, 2);
+    const auto doubts = [&](Integers places) { return subSaturated16(places, estimate.limit); };
+    if (anyBit(doubts(maxUnsigned16(maxUnsigned16(r.places, g.places), b.places))) != 0) {
+      // Outside of 0 to 255 either whole number gives the same channel, so doubts there are taken back.
+      const auto isDoubtful = [&](const BlockEstimate& channel) {
+        const Integers outside = mulLow16(down16<8>(channel.whole), words(255));
+        return anyBit(subSaturated16(doubts(channel.places), outside)) != 0;
+      };
+      if (isDoubtful(r)) r.whole = exact(group, red);
+      if (isDoubtful(g)) g.whole = exact(group, green);
+      if (isDoubtful(b)) b.whole = exact(group, blue);
     }
-    storeExactBlock<Equation, format>(pixels, block, parameters);
+    storeClamped<format>(output + group * pairBytes, r.whole, g.whole, b.whole);
   });
 }
 

@@ -38,87 +38,110 @@ KVEXA_INLINE void storePixels(std::uint8_t* pixels, Integers red, Integers green
   }
 }
 
-// Words of 0 to 255 of the first pixels of groups, and of the second ones.
+// ---- 8-bit samples: all in words. Lanes are groups, of two vectors in turn, so that chroma terms are formed
+// once a group and pixels need not change lanes ----
+
+// Channels of 8 bits with 7 binary places below them, a pixel a word.
 struct ChannelWords {
   Integers red, green, blue;
 };
 
 template <std::uint32_t format>
-KVEXA_INLINE void storePairs(std::uint8_t* pixels, const ChannelWords& first, const ChannelWords& second) {
+KVEXA_INLINE Integers packedFine(const ChannelWords& pixel) {
+  constexpr bool six = format == yuyvFormatRgb565;
+  const Integers red = both(add16(pixel.red, pixel.red), words(0xF800));
+  const Integers green =
+      six ? both(down16<4>(pixel.green), words(0x07E0)) : both(down16<5>(pixel.green), words(0x03E0));
+  return either(either(red, green), down16<10>(pixel.blue));
+}
+
+template <std::uint32_t format>
+KVEXA_INLINE void storeGroups(std::uint8_t* pixels, const ChannelWords& first, const ChannelWords& second) {
   if constexpr (format == yuyvFormatRgb888) {
-    storeInThrees(pixels, either(first.blue, up16<8>(first.green)), either(first.red, up16<8>(second.blue)),
-                  either(second.green, up16<8>(second.red)));
+    storeSixes(pixels, {down16<7>(first.blue), down16<7>(first.green), down16<7>(first.red)},
+               {down16<7>(second.blue), down16<7>(second.green), down16<7>(second.red)});
   } else {
-    storeInTurn(pixels, packedWord<format>(first.red, first.green, first.blue),
-                packedWord<format>(second.red, second.green, second.blue));
+    const Integers early = packedFine<format>(first), late = packedFine<format>(second);
+    store(pixels, evenOdd16(early, up32<16>(late)));
+    store(pixels + vectorBytes, evenOdd16(down32<16>(early), late));
   }
 }
 
-// ---- 8-bit samples: all in words. Lanes are groups, so that chroma terms are formed once a group ----
+// What the chroma of a group adds to its channels, and 2^15. The sums are taken divided by 8, which changes
+// no result: 149 y + floor((1634 v - 228224) / 8) and so on. Samples are in the high bytes of words, so that
+// the high half of a product is the floor of a sample times a weight of eighths. A remainder of the constant
+// comes in as a low byte beside the sample; a weight that counts downwards multiplies what the sample lacks
+// to 255.
+struct ChromaTerms {
+  Integers red, green, blue, blueTaken;
+};
 
-// The sums divided by 8, which changes no result: 149 y + floor(1634 v / 8) - 28528 and so on. They are
-// unsigned and saturate at either end only where the channel is 0 or 255 anyway.
 struct Studio8 {
-  Integers redAdded, greenTaken, blueAdded, blueTaken;
+  KVEXA_INLINE static Integers lumaOf(Integers y) { return mulLow16(y, words(149)); }
 
-  KVEXA_INLINE static Studio8 of(Integers u, Integers v) {
-    Studio8 terms;
-    terms.redAdded = add16(mulLow16(v, words(204)), down16<2>(v));
-    terms.greenTaken =
-        add16(add16(mulLow16(v, words(104)), mulLow16(u, words(50))), down16<3>(add16(u, words(7))));
-    // 258 u + floor(u / 8) exceeds a word for the largest u, so 1000 of the offset is taken off first.
-    const Integers high = up16<8>(u), low = add16(add16(u, u), down16<3>(u));
-    terms.blueAdded = subSaturated16(add16(subSaturated16(high, words(1000)), low), words(35424 - 1000));
-    terms.blueTaken = subSaturated16(words(35424), addSaturated16(high, low));
+  KVEXA_INLINE static ChromaTerms termsOf(Integers u, Integers v) {
+    ChromaTerms terms;
+    terms.red = add16(mulHigh16(v, words(52288)), words(32768 - 28528));
+    // 17344 - 104 v + floor(-50.125 u), where the last is floor(50.125 (255 - u) + 0.125) - 12782.
+    terms.green = sub16(add16(mulHigh16(differing(u, words(0xFF01)), words(12832)), words(37330)),
+                        mulHigh16(v, words(26624)));
+    // 258.125 u - 2656, as 254.125 u less what 4 u lacks to 2656. It is below zero for the smallest u; what
+    // is missing then is taken from the sum.
+    const Integers most = mulHigh16(u, words(65056)), lacking = sub16(words(2656), down16<6>(u));
+    terms.blue = subSaturated16(most, lacking);
+    terms.blueTaken = add16(subSaturated16(lacking, most), words(32768));
     return terms;
-  }
-  KVEXA_INLINE ChannelWords pixels(Integers y) const {
-    const Integers luma = mulLow16(y, words(149));
-    const auto channel = [](Integers sum) { return min16(down16<7>(sum), words(255)); };
-    return {channel(subSaturated16(addSaturated16(luma, redAdded), words(28528))),
-            channel(subSaturated16(add16(luma, words(17344)), greenTaken)),
-            channel(subSaturated16(addSaturated16(luma, blueAdded), blueTaken))};
   }
 };
 
-// 1024 y / 1024 is whole, so a channel is y plus the floor of the rest, which is split to fit words:
-// floor((1436 v - 183763) / 1024) and so on.
 struct Full8 {
-  Integers red, green, blue;
+  KVEXA_INLINE static Integers lumaOf(Integers y) { return up16<7>(y); }
 
-  KVEXA_INLINE static Full8 of(Integers u, Integers v) {
-    Full8 terms;
-    terms.red = add16(sub16(v, words(180)), down16<8>(add16(mulLow16(v, words(103)), words(139))));
-    terms.blue =
-        sub16(sub16(add16(u, u), words(226)), down16<10>(add16(mulLow16(u, words(233)), words(1858))));
-    const Integers fine = sub16(sub16(words(589), mulLow16(v, words(37))), up16<5>(u));
-    const Integers coarse = mulLow16(add16(add16(v, v), u), words(3));
-    terms.green = sub16(words(135), downSigned16<3>(add16(coarse, downSigned16<7>(fine))));
+  KVEXA_INLINE static ChromaTerms termsOf(Integers u, Integers v) {
+    ChromaTerms terms;
+    // floor(179.5 v + 0.625) - 22971: anything from 0.5 to below 1 does for 0.625, and 45952 / 65536 is 0.70.
+    terms.red = add16(mulHigh16(either(v, words(1)), words(45952)), words(32768 - 22971));
+    // floor(91.375 (255 - v) + 0.625) - 5967 - 44 u, with 0.71 for 0.625.
+    terms.green = sub16(add16(mulHigh16(differing(v, words(0xFF02)), words(23392)), words(32768 - 5967)),
+                        mulHigh16(u, words(11264)));
+    // floor(226.875 u + 0.625) - 29033, with 2.66 for 0.625 and 2 less at the end.
+    terms.blue = add16(mulHigh16(either(u, words(3)), words(58080)), words(32768 - 29033 - 2));
+    terms.blueTaken = words(32768);
     return terms;
-  }
-  KVEXA_INLINE ChannelWords pixels(Integers y) const {
-    const auto channel = [y](Integers term) {
-      return max16(min16(add16(y, term), words(255)), zeroIntegers());
-    };
-    return {channel(red), channel(green), channel(blue)};
   }
 };
 
-template <typename Terms, YuyvOrder order, std::uint32_t format>
+// The sums saturate at either end only where the channel is 0 or 255 anyway.
+KVEXA_INLINE ChannelWords pixelsOf(Integers luma, const ChromaTerms& terms) {
+  const Integers half = words(32768);
+  return {subSaturated16(addSaturated16(luma, terms.red), half),
+          subSaturated16(addSaturated16(luma, terms.green), half),
+          subSaturated16(addSaturated16(luma, terms.blue), terms.blueTaken)};
+}
+
+template <typename Method, YuyvOrder order, std::uint32_t format>
 std::size_t yuyvInteger8(const std::uint8_t* source, std::uint8_t* output, std::size_t groups,
                          const YuyvParameters&) {
   constexpr std::size_t groupsOfStep = vectorBytes / 2;
   return forGroups<groupsOfStep>(groups, [=](std::size_t group) {
     Integers a, b;
-    loadForJoin(source + 4 * group, a, b);
-    const Integers low = words(0xFF);
-    const Integers even = joinUnsigned16(both(a, low), both(b, low));
-    const Integers odd = joinUnsigned16(down16<8>(a), down16<8>(b));
-    const Integers luma = order == YuyvOrder::chromaFirst ? odd : even;
-    const Integers chroma = order == YuyvOrder::chromaFirst ? even : odd;
-    const Terms terms = Terms::of(both(chroma, low), down16<8>(chroma));
-    storePairs<format>(output + 2 * group * yuyvPixelBytes<format>, terms.pixels(both(luma, low)),
-                       terms.pixels(down16<8>(luma)));
+    if constexpr (format == yuyvFormatRgb888) {
+      loadForJoin(source + 4 * group, a, b);
+    } else {
+      a = load(source + 4 * group);
+      b = load(source + 4 * group + vectorBytes);
+    }
+    // First halves of groups, then second halves: words of a luma and a chroma.
+    const Integers first = evenOdd16(a, up32<16>(b)), second = evenOdd16(down32<16>(a), b);
+    const auto luma = [](Integers half) {
+      return Method::lumaOf(order == YuyvOrder::chromaFirst ? down16<8>(half) : both(half, words(0xFF)));
+    };
+    const auto chroma = [](Integers half) {
+      return order == YuyvOrder::chromaFirst ? up16<8>(half) : both(half, words(0xFF00));
+    };
+    const ChromaTerms terms = Method::termsOf(chroma(first), chroma(second));
+    storeGroups<format>(output + 2 * group * yuyvPixelBytes<format>, pixelsOf(luma(first), terms),
+                        pixelsOf(luma(second), terms));
   });
 }
 
