@@ -849,7 +849,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapture2(const BoardHandle* board, ui
  * KVEXA_BUSY            the worker could not be created; nothing runs, the board is stopped
  * The worker fills no buffer whose event is set: a late consumer loses frames on the board, never in a
  * buffer that it holds. kVexaAbortCapture ends it without waiting: both arrays, the buffers and the
- * result word stay the capture's until event n is set. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One
+ * result word stay the capture's until event n is set. Behind event n the worker still stops the board
+ * with a few requests, and no event tells that they are over. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One
  * capture a process.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureArratEx(const BoardHandle* board, uint32_t frameBytes,

@@ -5,6 +5,7 @@
 
 #include "tests/files/CapParamFields.h"
 #include "tests/files/FilesUnderTest.h"
+#include "tests/files/GuardedMemory.h"
 
 namespace kvexa::test {
 namespace {
@@ -149,6 +150,18 @@ INSTANTIATE_TEST_SUITE_P(
                     Line{"carriageReturnAfterTheKey", "HCNT\r:1280", 0x7777},
                     Line{"keyInTheValue", "NOTE:HCNT", 0x7777}, Line{"emptyLine", "", 0x7777}),
     nameOf);
+
+// Whatever a file names, nothing beside the record is written.
+TEST(CapParamRecord, NothingBesideItIsTouched) {
+  for (const auto edge : {MemoryEdge::lower, MemoryEdge::upper}) {
+    GuardedMemory memory(sizeof(CapParam), edge, 0x77);
+    auto* param = reinterpret_cast<CapParam*>(memory.data());
+    EXPECT_EQ(KVEXA_OK, undertest::readCapParam(CapFileText().text(), *param));
+    EXPECT_EQ(1009, param->HOFF);
+    const std::string unknown = "PLACE26:1\nPLACE27:2\n" + std::string(5000, 'K') + ":3\n";
+    EXPECT_EQ(KVEXA_OK, undertest::readCapParam(unknown + CapFileText().text(), *param));
+  }
+}
 
 }  // namespace
 }  // namespace kvexa::test
