@@ -54,9 +54,11 @@ class RunningWorker {
     return true;
   }
 
-  // Forgets the worker and returns it; null when there is none.
-  win32::Shared<win32::Work> take() {
+  // Stops the captures, forgets the worker and returns it; null when there is none. The worker is taken
+  // before it can see the abort: a caller who has waited for it may rely on its thread having ended.
+  win32::Shared<win32::Work> abort() {
     const win32::LockGuard guard(lock_);
+    win32::AbortWatch::raise();
     return std::move(work_);
   }
 
@@ -229,8 +231,7 @@ std::int32_t startRing(HANDLE driver, std::uint32_t frameBytes, std::uint32_t ri
 }
 
 std::int32_t abortCapture(HANDLE driver) {
-  win32::AbortWatch::raise();
-  if (const auto worker = runningWorker.take()) {
+  if (const auto worker = runningWorker.abort()) {
     const std::uint64_t patience = std::uint64_t{abortTimeout()} + abortGrace;
     worker->waitForEnd(static_cast<DWORD>(std::min<std::uint64_t>(patience, INFINITE - 1)));
   }

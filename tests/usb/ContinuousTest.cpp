@@ -174,6 +174,7 @@ TEST_F(Endless, NamedEventIsLookedUpAndNotKept) {
   std::vector<Opened> opened;
   calls.onOpenEvent = [&](DWORD access, BOOL inherit, const char* name) {
     opened.push_back({access, inherit, name});
+    return name;
   };
   holdRead(0);
   ASSERT_EQ(KVEXA_OK, start());
@@ -186,16 +187,24 @@ TEST_F(Endless, NamedEventIsLookedUpAndNotKept) {
 }
 
 TEST_F(Endless, NamedEventOfTheApplicationIsLeftAlone) {
-  const HANDLE named = CreateEventA(nullptr, TRUE, FALSE, "KVEXA_capture");
+  // Other programs that capture look for the library's name too: here it is one that they do not know.
+  const std::string name = "KVEXA_capture " + std::to_string(GetCurrentProcessId());
+  const HANDLE named = CreateEventA(nullptr, TRUE, FALSE, name.c_str());
   ASSERT_NE(nullptr, named);
+  bool isLookedFor = false;
+  calls.onOpenEvent = [&](DWORD, BOOL, const char*) {
+    isLookedFor = true;
+    return name;
+  };
   holdRead(2);
   ASSERT_EQ(KVEXA_OK, start());
   awaitHeld();
   EXPECT_EQ(KVEXA_OK, abort());
   EXPECT_EQ(static_cast<DWORD>(WAIT_TIMEOUT), WaitForSingleObject(named, 0));
+  EXPECT_TRUE(isLookedFor);
   CloseHandle(named);
   // Were it still open somewhere, it would be there.
-  EXPECT_EQ(nullptr, OpenEventA(EVENT_ALL_ACCESS, FALSE, "KVEXA_capture"));
+  EXPECT_EQ(nullptr, OpenEventA(EVENT_ALL_ACCESS, FALSE, name.c_str()));
 }
 
 TEST_F(Endless, BadArgumentsAreRefusedAndNothingIsSent) {

@@ -68,8 +68,8 @@ struct LibraryCalls::Functions {
   }
 
   static HANDLE WINAPI open(DWORD access, BOOL inherit, LPCSTR name) {
-    if (active->onOpenEvent) active->onOpenEvent(access, inherit, name);
-    return openEvent(access, inherit, name);
+    if (!active->onOpenEvent) return openEvent(access, inherit, name);
+    return openEvent(access, inherit, active->onOpenEvent(access, inherit, name).c_str());
   }
 
   static void WINAPI sleep(DWORD milliseconds) {

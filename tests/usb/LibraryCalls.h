@@ -8,6 +8,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "sim/ImportTable.h"
@@ -38,7 +39,8 @@ class LibraryCalls {
   // Before an event is signalled; false refuses it.
   std::function<bool(HANDLE event)> onSignal;
 
-  std::function<void(DWORD access, BOOL inherit, const char* name)> onOpenEvent;
+  // Gives the name to open in place of the library's.
+  std::function<std::string(DWORD access, BOOL inherit, const char* name)> onOpenEvent;
   std::function<void(DWORD milliseconds)> onSleep;
 
   // On a worker, before the library's own code.
