@@ -8,6 +8,8 @@
 #include <mutex>
 #include <set>
 
+#include "GuardedBlocks.h"
+
 namespace sim {
 
 class Resources {
@@ -19,6 +21,8 @@ class Resources {
 
   // From now on there are no heap blocks of so many bytes or more; 0 ends that.
   void failBlocksFrom(std::size_t bytes) { failingBlocks_ = bytes; }
+
+  GuardedBlocks& guardedBlocks() { return guardedBlocks_; }
 
   // Created through the module and not given back. Threads are not followed.
   unsigned open(Kind kind) const;
@@ -52,6 +56,7 @@ class Resources {
   std::map<Kind, std::set<const void*>> open_;
   std::map<Kind, std::uint64_t> created_;
   std::map<Kind, Failure> failures_;
+  GuardedBlocks guardedBlocks_;
 };
 
 }  // namespace sim

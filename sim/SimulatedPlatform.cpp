@@ -219,12 +219,18 @@ class SimulatedPlatform : public Platform {
   }
 
   void* allocateMemory(std::size_t bytes) override {
-    return machine_.resources.allowsBlock(bytes) ? Platform::allocateMemory(bytes) : nullptr;
+    if (!machine_.resources.allowsBlock(bytes)) return nullptr;
+    GuardedBlocks& guarded = machine_.resources.guardedBlocks();
+    return guarded.wants(bytes) ? guarded.allocate(bytes) : Platform::allocateMemory(bytes);
   }
 
   void freeMemory(void* block) override {
-    if (block != nullptr && machine_.loans.any()) machine_.loans.noteFree(block, _msize(block));
-    Platform::freeMemory(block);
+    GuardedBlocks& guarded = machine_.resources.guardedBlocks();
+    const std::size_t guardedBytes = guarded.sizeOf(block);
+    if (block != nullptr && machine_.loans.any()) {
+      machine_.loans.noteFree(block, guardedBytes != 0 ? guardedBytes : _msize(block));
+    }
+    guardedBytes != 0 ? guarded.free(block) : Platform::freeMemory(block);
   }
 
   std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),

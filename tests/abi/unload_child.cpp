@@ -212,6 +212,18 @@ void exitWhileArrayRuns() {
   require(WaitForSingleObject(capture.events[2], INFINITE) == WAIT_OBJECT_0, "the ring is full");
 }
 
+// Whether the library is only late, or stays.
+void tellWhatStayed(int round) {
+  const auto threads = threadsOfThisProcess().size();
+  unsigned turns = 0;
+  while (isLoaded() && turns < 100000) {
+    SwitchToThread();
+    ++turns;
+  }
+  std::printf("round %d: %u threads, %s after %u turns\n", round, static_cast<unsigned>(threads),
+              isLoaded() ? "loaded still" : "gone", turns);
+}
+
 void thousandRounds() {
   std::unique_ptr<Capture> capture;
   for (int round = 0; round < 1000; ++round) {
@@ -230,7 +242,9 @@ void thousandRounds() {
     require(library.close(capture->board) == KVEXA_OK, "close");
     capture->attachment.reset();
     FreeLibrary(library.module);
-    require(!isLoaded(), "the library goes");
+    const bool gone = !isLoaded();
+    if (!gone) tellWhatStayed(round);
+    require(gone, "the library goes");
     capture->machine.trace().take();
   }
 }

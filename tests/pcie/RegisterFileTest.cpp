@@ -29,6 +29,23 @@ class PcieRegisterFile : public PcieTest {
   }
 };
 
+// While it lives, the library's table of lines ends at a page that faults.
+class GuardedTable {
+ public:
+  explicit GuardedTable(sim::Machine& machine) : blocks_(machine.resources().guardedBlocks()) {
+    blocks_.guardFrom(1000000);
+  }
+  ~GuardedTable() { blocks_.guardFrom(0); }
+  GuardedTable(const GuardedTable&) = delete;
+  GuardedTable& operator=(const GuardedTable&) = delete;
+
+  // Tables so far.
+  unsigned count() const { return blocks_.count(); }
+
+ private:
+  sim::GuardedBlocks& blocks_;
+};
+
 TEST_F(PcieRegisterFile, EachLineIsOneWriteWithoutAPause) {
   EXPECT_EQ(KVEXA_OK, play("36,1\n1000,12,34\n0x2000, 0x56\n"));
   EXPECT_EQ(write(0x36, 1, 0x1000, {0x12, 0x34}) + write(0x36, 1, 0x2000, {0x56}), trace());
@@ -89,6 +106,21 @@ TEST_F(PcieRegisterFile, FileOfTheMostLinesPlays) {
   for (unsigned i = 1; i < 1024; ++i) {
     ASSERT_EQ(i & 0xFF, board.sensor().peek(static_cast<std::uint16_t>(0x1000 + i)));
   }
+}
+
+// The table of the lines stands against a page that faults: nothing is written behind it.
+TEST_F(PcieRegisterFile, TableIsNeverOverrun) {
+  GuardedTable table(machine);
+  std::string fullLine = "1000";
+  for (unsigned i = 0; i < 256; ++i) fullLine += ",1";
+  std::string lines = "36,1\n";
+  for (unsigned i = 1; i < 1024; ++i) lines += fullLine + "\n";
+  EXPECT_EQ(KVEXA_OK, play(lines));
+  EXPECT_EQ(KVEXA_BAD_ARGUMENT, play(lines + fullLine + "\n"));
+  EXPECT_EQ(KVEXA_BAD_ARGUMENT, play(lines + std::string(100000, '1')));
+  lines.resize(lines.size() - 1);
+  EXPECT_EQ(KVEXA_BAD_ARGUMENT, play(lines + ",1\n"));
+  EXPECT_EQ(4U, table.count());
 }
 
 TEST_F(PcieRegisterFile, TooManyLinesOrValuesSendNothing) {

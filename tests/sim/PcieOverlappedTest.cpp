@@ -1,4 +1,5 @@
 // How requests stay pending and complete, and what the machine notices of the program's side.
+#include <cstring>
 #include <thread>
 
 #include "AttachedTest.h"
@@ -217,6 +218,26 @@ TEST_F(PcieClient, ResourcesAreCountedAndRefused) {
   EXPECT_EQ(client.calls().globalFree(memory), nullptr);
   EXPECT_EQ(resources.open(Kind::event), 0U);
   EXPECT_EQ(resources.open(Kind::globalMemory), 0U);
+}
+
+TEST_F(PcieClient, GuardedBlocksEndAtAPageWithoutAccess) {
+  sim::GuardedBlocks& blocks = machine.resources().guardedBlocks();
+  blocks.guardFrom(1000);
+  client.calls().release(client.calls().allocate(999));
+  EXPECT_EQ(blocks.count(), 0U);
+  for (const std::size_t bytes : {1008U, 4096U, 20000U}) {
+    auto* const block = static_cast<std::uint8_t*>(client.calls().allocate(bytes));
+    ASSERT_NE(block, nullptr);
+    std::memset(block, 0xFF, bytes);
+    MEMORY_BASIC_INFORMATION behind{};
+    ASSERT_NE(VirtualQuery(block + bytes, &behind, sizeof behind), 0U);
+    EXPECT_EQ(behind.BaseAddress, block + bytes);
+    EXPECT_EQ(behind.State, static_cast<DWORD>(MEM_RESERVE));
+    client.calls().release(block);
+    ASSERT_NE(VirtualQuery(block, &behind, sizeof behind), 0U);
+    EXPECT_EQ(behind.State, static_cast<DWORD>(MEM_FREE));
+  }
+  EXPECT_EQ(blocks.count(), 3U);
 }
 
 }  // namespace
