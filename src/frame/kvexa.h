@@ -745,8 +745,10 @@ KVEXA_API int32_t KVEXA_CALL kVexaCscSet(const BoardHandle* board, const double*
  * Measures the rate of the frames that come in: 10000.0 divided by the frame period, which the board
  * counts in units of 100 microseconds.
  * Returns frames a second, 0.0 when no frames come, or -54.0 for a handle that is refused. A USB board
- * that reports frames with a period of 0 gives infinity, a PCIe board 0.0. Blocks up to 1.1 s. Boards: both.
- * One thread a board.
+ * that reports frames with a period of 0 gives infinity, a PCIe board 0.0. Frames are noticed by a bit that
+ * toggles with each and is read every 100 ms on USB, every 10 ms on PCIe: when an even number of frame
+ * periods fits that interval to the microsecond (10 ms on USB), the bit seems to stand still and the rate is
+ * 0.0; kVexaAutoActual does not depend on it. Blocks up to 1.1 s. Boards: both. One thread a board.
  */
 KVEXA_API double KVEXA_CALL kVexaGetFrameRate(const BoardHandle* board);
 

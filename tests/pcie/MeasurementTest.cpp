@@ -186,6 +186,15 @@ TEST_F(PcieFrameRate, ReadingGoesOnUntilTheToggleBitChanges) {
   EXPECT_TRUE(seen == rateReadings(1) || seen == rateReadings(2) || seen == rateReadings(3)) << seen;
 }
 
+// 5 ms a frame: at each reading two frames more, and the bit as before.
+TEST_F(PcieFrameRate, FramesInStepWithTheReadingsSeemToStandStill) {
+  stream(64, 64, 50);
+  EXPECT_EQ(0.0, kVexaGetFrameRate(&handle));
+  AutoActual actual{};
+  EXPECT_EQ(KVEXA_OK, kVexaAutoActual(&handle, &actual));
+  EXPECT_DOUBLE_EQ(200.0, actual.frameRate);
+}
+
 TEST_F(PcieFrameRate, WithoutFramesItIsZeroAfterABitMoreThanASecond) {
   EXPECT_EQ(0.0, kVexaGetFrameRate(&handle));
   EXPECT_EQ(1010000U, machine.clock().now());

@@ -29,6 +29,15 @@ TEST_F(FrameRate, StopsAtTheSecondToggle) {
   EXPECT_EQ(boardRead(periodRegister) + repeat(2, sleep(100) + boardRead(periodRegister)), trace());
 }
 
+// 10 ms a frame: at each poll ten frames more, and the bit as before.
+TEST_F(FrameRate, FramesInStepWithThePollsSeemToStandStill) {
+  startStreaming(64, 64, 100);
+  EXPECT_EQ(0.0, kVexaGetFrameRate(&handle));
+  AutoActual actual{};
+  EXPECT_EQ(KVEXA_OK, kVexaAutoActual(&handle, &actual));
+  EXPECT_DOUBLE_EQ(100.0, actual.frameRate);
+}
+
 // 400 ms a frame: the bit changes at the fourth and at the eighth poll.
 TEST_F(FrameRate, SlowFramesAreWaitedFor) {
   startStreaming(64, 64, 4000);
