@@ -1,10 +1,10 @@
-# Lines "job|frame|who|seconds" to a Markdown table of ratios.
+# Lines "job|frame|who|seconds" to a Markdown table of ratios; of several measurements the best counts.
 function ratio(a, b) { return b > 0 && a > 0 ? sprintf("%.2f", a / b) : "" }
 BEGIN { FS = "|" }
 NF == 4 {
   key = $1 FS $2
   if (!(key in known)) { known[key] = 1; order[++count] = key }
-  time[key FS $3] = $4
+  if (!((key FS $3) in time) || $4 < time[key FS $3]) time[key FS $3] = $4
 }
 END {
   print "| conversion | frame | sse2 | sse41 | avx2 | avx512 | of copying | of the peak | over OpenCV | over libyuv | over the compiler |"
