@@ -809,7 +809,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaOneShotCapture(const BoardHandle* board, uint3
  *   KVEXA_OK         a frame is complete, or all of them are
  *   KVEXA_ABORTED    an endless capture with an end event was aborted
  * A counted capture that is complete sets the end event twice: with KVEXA_OK when the last frame is
- * there, and with KVEXA_BUSY when the worker has read its one frame more and is about to stop the board.
+ * there, and with KVEXA_BUSY when the worker has read its one frame more and is about to stop the board; a
+ * USB capture that starts meanwhile waits until it is stopped.
  * Buffer, events and result word stay the capture's until the worker has ended: wait for
  * kVexaAbortCapture, which is right after a complete capture too. One capture a process on USB boards.
  *
@@ -852,8 +853,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapture2(const BoardHandle* board, ui
  * The worker fills no buffer whose event is set: a late consumer loses frames on the board, never in a
  * buffer that it holds. kVexaAbortCapture ends it without waiting: both arrays, the buffers and the
  * result word stay the capture's until event n is set. Behind event n the worker still stops the board
- * with a few requests, and no event tells that they are over. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One
- * capture a process.
+ * with a few requests; a capture that starts meanwhile waits for them. Boards: USB; PCIe:
+ * KVEXA_NOT_ON_PCIE. One capture a process.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureArratEx(const BoardHandle* board, uint32_t frameBytes,
                                                           uint32_t ringSize, void* const* buffers,

@@ -116,6 +116,7 @@ std::int32_t startArray(HANDLE driver, std::uint32_t frameBytes, std::uint32_t r
   auto work = win32::makeShared<ArrayWork>(ArrayOptions{driver, frameBytes, std::span(buffers, ringSize),
                                                         timeout, events, win32::ResultWord(resultWord)});
   if (!work) return KVEXA_BUSY;
+  awaitEndingCapture();
   const std::int32_t setUp = inTurn(
       [&] { return pulseHold(driver); }, [&] { return writeRegister(driver, Register::storageStatus, 0); },
       [&] { return writeRegister(driver, Register::captureMode, captureContinuous); });

@@ -27,6 +27,7 @@ bool awaitStoredFrames(HANDLE driver, const win32::AbortWatch& abort) {
 
 std::int32_t oneShotCapture(HANDLE driver, std::uint32_t frameBytes, void* buffer, std::uint32_t timeout) {
   if (frameBytes == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
+  awaitEndingCapture();
   holdAndFlush(driver);
   writeRegister(driver, Register::storageStatus, 0);
   writeRegister(driver, Register::bufferSize, bufferTop - frameBytes / bufferUnitBytes);
@@ -40,6 +41,7 @@ std::int32_t oneShotCapture(HANDLE driver, std::uint32_t frameBytes, void* buffe
 std::int32_t storageCapture(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
                             std::uint32_t timeout) {
   const win32::AbortWatch abort;
+  awaitEndingCapture();
   holdAndFlush(driver);
   if (frameBytes == 0 || frameCount == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
   const std::uint64_t total = std::uint64_t{frameBytes} * frameCount;

@@ -7,6 +7,7 @@
 #include "usb/PolledRegisters.h"
 #include "usb/TargetWords.h"
 #include "usb/Transport.h"
+#include "win32/Lock.h"
 
 namespace kvexa::usb {
 
@@ -16,6 +17,8 @@ namespace {
 constexpr std::uint32_t sequenceBufferTop = 65534;
 
 std::atomic<std::uint32_t> rememberedTimeout{0};
+
+win32::Lock endingCapture;
 
 struct Change {
   std::int32_t readResult;
@@ -64,6 +67,17 @@ std::int32_t readFrame(HANDLE driver, std::uint32_t frameBytes, void* buffer, st
   if (result != KVEXA_OK) SwitchToThread();
   return result;
 }
+
+EndingCapture::~EndingCapture() {
+  if (hasBegun_) endingCapture.give();
+}
+
+void EndingCapture::begin() {
+  if (!hasBegun_) endingCapture.take();
+  hasBegun_ = true;
+}
+
+void awaitEndingCapture() { const win32::LockGuard guard(endingCapture); }
 
 void rememberAbortTimeout(std::uint32_t timeout) { rememberedTimeout.store(timeout); }
 

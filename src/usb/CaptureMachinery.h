@@ -28,6 +28,23 @@ std::uint32_t sequenceBufferSize(std::uint64_t bytes);
 // A frame of image data into the caller's buffer.
 std::int32_t readFrame(HANDLE driver, std::uint32_t frameBytes, void* buffer, std::uint32_t timeout);
 
+// A worker tells its end before it stops the board. A capture that starts on that event must not be hit by
+// the stop, so each begins by waiting for the one that is ending.
+class EndingCapture {
+ public:
+  EndingCapture() = default;
+  ~EndingCapture();
+  EndingCapture(const EndingCapture&) = delete;
+  EndingCapture& operator=(const EndingCapture&) = delete;
+
+  // From here until the object goes, captures that start wait.
+  void begin();
+
+ private:
+  bool hasBegun_ = false;
+};
+void awaitEndingCapture();
+
 // The time that an abort waits for a worker: the time-out of the last one-shot or continuous capture.
 void rememberAbortTimeout(std::uint32_t timeout);
 std::uint32_t abortTimeout();

@@ -118,6 +118,7 @@ class ContinuousWork : public win32::Work {
     const std::size_t stride = options_.frameBytes / 4 * 4;
     std::uint8_t* destination = options_.buffer;
     std::uint32_t frames = 0;
+    EndingCapture ending;
     // When the n-th frame has come there is one pass more, into the area behind the n frames. Intended.
     while (!isStopped() || frames == options_.frameCount) {
       read(destination);
@@ -128,10 +129,12 @@ class ContinuousWork : public win32::Work {
       destination += stride;
       if (++frames != options_.frameCount) continue;
       finished_ = true;
+      ending.begin();
       options_.result.set(KVEXA_OK);
       signal(options_.endEvent);
     }
     // The end event comes a second time after a run that was complete. That is intended.
+    ending.begin();
     options_.result.set(KVEXA_BUSY);
     signal(options_.endEvent);
     stopAfterSequence(options_.driver);
@@ -166,6 +169,8 @@ class RingWork : public win32::Work {
         i = (i + 1) % buffers_.size();
       }
     }
+    EndingCapture ending;
+    ending.begin();
     result_.set(KVEXA_ABORTED);
     SetEvent(events_[buffers_.size()]);
     stopAfterSequence(driver_);
@@ -183,6 +188,7 @@ class RingWork : public win32::Work {
 
 // KVEXA_REQUEST_FAILED when one of the transfers failed.
 std::int32_t setUpSequence(HANDLE driver, std::uint64_t bytes) {
+  awaitEndingCapture();
   const std::int32_t held = holdStrictly(driver);
   flushImagePipe(driver);
   const std::int32_t armed = writeRegister(driver, Register::storageStatus, 0);
