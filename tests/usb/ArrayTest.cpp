@@ -234,15 +234,7 @@ TEST_F(Array, AbortDoesNotEndTheWorker) {
 }
 
 TEST_F(Array, WithoutMemoryForTheWorkerNothingIsSent) {
-  prepare(2);
-  trace();
-  machine.resources().failBlocksFrom(1);
-  const std::int32_t result = start();
-  machine.resources().failBlocksFrom(0);
-  EXPECT_EQ(KVEXA_BUSY, result);
-  EXPECT_EQ("", trace());
-  EXPECT_EQ("", log());
-  EXPECT_EQ(unset, word);
+  expectRefusedWithoutMemory([this] { return start(); });
 }
 
 TEST_F(Array, WorkerThatCannotBeCreatedLeavesTheBoardStoppedAndNothingRuns) {

@@ -1,24 +1,14 @@
 // An array capture, and the transfers of its start and its stop.
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "tests/usb/FrameRing.h"
 
 namespace kvexa::test {
 
-class ArrayTest : public EngineTest {
+class ArrayTest : public FrameRingTest {
  protected:
-  void prepare(unsigned size) {
-    ring = std::make_unique<FrameRing>(size, frameBytes, mark);
-    for (unsigned i = 0; i < size; ++i) {
-      nameBuffer(ring->frame(i), std::to_string(i));
-      nameEvent(ring->full(i).get(), "full " + std::to_string(i));
-    }
-    nameEvent(ring->end().get(), "end");
-  }
-
   std::int32_t start(std::uint32_t milliseconds = timeout) {
     return kVexaMultiShotCapArrayStart(&handle, frameBytes, ring->size(), ring->buffers.data(), milliseconds,
                                        ring->handles.data(), wordAddress());
@@ -45,10 +35,6 @@ class ArrayTest : public EngineTest {
     return boardWrite(0x0102, 0) + drainPolls(polls) + simpleWrite(2, 0) + boardRead(0x0104) +
            boardWrite(0x0104, control | 2U) + boardWrite(0x0104, control & ~2U) + command(1);
   }
-
-  std::unique_ptr<FrameRing> ring;
 };
-
-constexpr auto unset = static_cast<std::int32_t>(untouched);
 
 }  // namespace kvexa::test

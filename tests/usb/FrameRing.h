@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "tests/files/GuardedMemory.h"
@@ -28,6 +29,36 @@ class FrameRing {
   std::vector<Event> events;
   std::vector<void*> buffers;
   std::vector<void*> handles;
+};
+
+class FrameRingTest : public EngineTest {
+ protected:
+  static constexpr auto unset = static_cast<std::int32_t>(untouched);
+
+  void prepare(unsigned size) {
+    ring = std::make_unique<FrameRing>(size, frameBytes, mark);
+    for (unsigned i = 0; i < size; ++i) {
+      nameBuffer(ring->frame(i), std::to_string(i));
+      nameEvent(ring->full(i).get(), "full " + std::to_string(i));
+    }
+    nameEvent(ring->end().get(), "end");
+  }
+
+  // A start without memory for its worker.
+  template <class Start>
+  void expectRefusedWithoutMemory(Start start) {
+    prepare(2);
+    trace();
+    machine.resources().failBlocksFrom(1);
+    const std::int32_t result = start();
+    machine.resources().failBlocksFrom(0);
+    EXPECT_EQ(KVEXA_BUSY, result);
+    EXPECT_EQ("", trace());
+    EXPECT_EQ("", log());
+    EXPECT_EQ(unset, word);
+  }
+
+  std::unique_ptr<FrameRing> ring;
 };
 
 }  // namespace kvexa::test

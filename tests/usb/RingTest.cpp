@@ -4,17 +4,8 @@
 namespace kvexa::test {
 namespace {
 
-class Ring : public EngineTest {
+class Ring : public FrameRingTest {
  protected:
-  void prepare(unsigned size) {
-    ring = std::make_unique<FrameRing>(size, frameBytes, mark);
-    for (unsigned i = 0; i < size; ++i) {
-      nameBuffer(ring->frame(i), std::to_string(i));
-      nameEvent(ring->full(i).get(), "full " + std::to_string(i));
-    }
-    nameEvent(ring->end().get(), "end");
-  }
-
   std::int32_t start() {
     return kVexaMultiShotCaptureArratEx(&handle, frameBytes, ring->size(), ring->buffers.data(), timeout,
                                         ring->handles.data(), wordAddress());
@@ -27,16 +18,12 @@ class Ring : public EngineTest {
     join();
     return code;
   }
-
-  std::unique_ptr<FrameRing> ring;
 };
 
 std::string setUp(unsigned control, unsigned bufferSize) {
   return holdAndFlush(control) + boardWrite(0x0404, 0) + boardWrite(0x0402, bufferSize) +
          releaseHold(control) + boardWrite(0x0102, 2);
 }
-
-constexpr auto unset = static_cast<std::int32_t>(untouched);
 
 TEST_F(Ring, OrderOfRequests) {
   prepare(3);
@@ -231,15 +218,7 @@ TEST_F(Ring, BadArgumentsAreRefusedAndNothingIsSent) {
 }
 
 TEST_F(Ring, WithoutMemoryForTheWorkerNothingIsSent) {
-  prepare(2);
-  trace();
-  machine.resources().failBlocksFrom(1);
-  const std::int32_t result = start();
-  machine.resources().failBlocksFrom(0);
-  EXPECT_EQ(KVEXA_BUSY, result);
-  EXPECT_EQ("", trace());
-  EXPECT_EQ("", log());
-  EXPECT_EQ(unset, word);
+  expectRefusedWithoutMemory([this] { return start(); });
 }
 
 TEST_F(Ring, WorkerThatCannotBeCreatedLeavesTheBoardStopped) {
