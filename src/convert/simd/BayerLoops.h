@@ -3,6 +3,7 @@
 
 #include "../Packing.h"
 #include "../RowKernels.h"
+#include "Prefetch.h"
 
 namespace kvexa::convert {
 namespace {
@@ -75,9 +76,11 @@ std::size_t bayer8(const std::uint8_t* above, const std::uint8_t* own, const std
                    std::uint8_t* output, std::size_t width, unsigned) {
   constexpr std::size_t size = pixelBytes(packing);
   return forInteriorColumns<vectorBytes>(width, [=](std::size_t column) {
+    std::uint8_t* pixels = output + column * size;
+    prefetchForReading(below + column);
+    prefetchForWriting(pixels);
     WordPixels first, second;
     interpolatePairs<redRow, colourFirst>(above + column, own + column, below + column, first, second);
-    std::uint8_t* pixels = output + column * size;
     if constexpr (packing == Packing::rgb565) {
       storeInTurn(pixels, packed565(first), packed565(second));
     } else {
@@ -156,10 +159,11 @@ std::size_t bayer16(const std::uint8_t* above, const std::uint8_t* own, const st
   constexpr std::size_t size = pixelBytes(packing);
   return forInteriorColumns<vectorBytes / 2>(width, [=](std::size_t column) {
     const std::size_t at = 2 * column;
+    std::uint8_t* pixels = output + column * size;
+    prefetchForWriting(pixels);
     const WordPixels sums = interpolateWords<Means, redRow, colourFirst>(above + at, own + at, below + at);
     const Integers red = mulHigh16(sums.red, factors.red), green = mulHigh16(sums.green, factors.green);
     const Integers blue = mulHigh16(sums.blue, factors.blue);
-    std::uint8_t* pixels = output + column * size;
     if constexpr (words565) {
       store(pixels, add16(add16(up16<11>(red), up16<5>(green)), blue));
     } else {

@@ -139,24 +139,26 @@ std::size_t yuyvDouble(const std::uint8_t* source, std::uint8_t* output, std::si
     });
   }
   const EstimateVectors estimate(parameters.estimate);
-  return forGroups<floatLanes>(groups, [&](std::size_t group) {
-    const YuyvBlock block = loadBlock<Sample, order>(source + group * groupBytes);
-    BlockEstimate r = estimated(block, estimate, 0);
-    BlockEstimate g = estimated(block, estimate, 1);
-    BlockEstimate b = estimated(block, estimate, 2);
-    const auto doubts = [&](Integers places) { return subSaturated16(places, estimate.limit); };
-    if (anyBit(doubts(maxUnsigned16(maxUnsigned16(r.places, g.places), b.places))) != 0) {
-      // Outside of 0 to 255 either whole number gives the same channel, so doubts there are taken back.
-      const auto isDoubtful = [&](const BlockEstimate& channel) {
-        const Integers outside = mulLow16(down16<8>(channel.whole), words(255));
-        return anyBit(subSaturated16(doubts(channel.places), outside)) != 0;
-      };
-      if (isDoubtful(r)) r.whole = exact(group, red);
-      if (isDoubtful(g)) g.whole = exact(group, green);
-      if (isDoubtful(b)) b.whole = exact(group, blue);
-    }
-    storeClamped<format>(output + group * pairBytes, r.whole, g.whole, b.whole);
-  });
+  // Inlined whatever else the unit holds: as a function of its own it would keep its numbers in memory.
+  return forGroups<floatLanes>(
+      groups, [&](std::size_t group) __attribute__((always_inline)) {
+        const YuyvBlock block = loadBlock<Sample, order>(source + group * groupBytes);
+        BlockEstimate r = estimated(block, estimate, 0);
+        BlockEstimate g = estimated(block, estimate, 1);
+        BlockEstimate b = estimated(block, estimate, 2);
+        const auto doubts = [&](Integers places) { return subSaturated16(places, estimate.limit); };
+        if (anyBit(doubts(maxUnsigned16(maxUnsigned16(r.places, g.places), b.places))) != 0) {
+          // Outside of 0 to 255 either whole number gives the same channel, so doubts there are taken back.
+          const auto isDoubtful = [&](const BlockEstimate& channel) {
+            const Integers outside = mulLow16(down16<8>(channel.whole), words(255));
+            return anyBit(subSaturated16(doubts(channel.places), outside)) != 0;
+          };
+          if (isDoubtful(r)) r.whole = exact(group, red);
+          if (isDoubtful(g)) g.whole = exact(group, green);
+          if (isDoubtful(b)) b.whole = exact(group, blue);
+        }
+        storeClamped<format>(output + group * pairBytes, r.whole, g.whole, b.whole);
+      });
 }
 
 }  // namespace

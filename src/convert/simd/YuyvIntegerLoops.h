@@ -3,6 +3,7 @@
 
 #include "../RowKernels.h"
 #include "../YuyvParameters.h"
+#include "Prefetch.h"
 
 namespace kvexa::convert {
 namespace {
@@ -124,6 +125,8 @@ std::size_t yuyvInteger8(const std::uint8_t* source, std::uint8_t* output, std::
                          const YuyvParameters&) {
   constexpr std::size_t groupsOfStep = vectorBytes / 2;
   return forGroups<groupsOfStep>(groups, [=](std::size_t group) {
+    prefetchForReading(source + 4 * group);
+    prefetchForWriting(output + 2 * group * yuyvPixelBytes<format>);
     Integers a, b;
     if constexpr (format == yuyvFormatRgb888) {
       loadForJoin(source + 4 * group, a, b);
@@ -189,6 +192,8 @@ std::size_t yuyvInteger16(const std::uint8_t* source, std::uint8_t* output, std:
   const Integers lumaWeight = dwords(static_cast<int>(w.luma));
   const unsigned shift = parameters.extraBits + 10;
   return forGroups<vectorBytes / 4>(groups, [&](std::size_t group) {
+    prefetchForReading(source + 8 * group);
+    prefetchForWriting(output + 2 * group * yuyvPixelBytes<format>);
     Integers luma, chroma;
     loadGroups16<order>(source + 8 * group, luma, chroma);
     luma = differing(luma, words(-32768));
