@@ -234,6 +234,7 @@ TEST_F(Array, AbortDoesNotEndTheWorker) {
 }
 
 TEST_F(Array, WithoutMemoryForTheWorkerNothingIsSent) {
+  prepare(2);
   expectRefusedWithoutMemory([this] { return start(); });
 }
 

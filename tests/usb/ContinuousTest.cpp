@@ -244,14 +244,7 @@ TEST_F(Endless, BoardPulledOutInTheMiddleOfAFrame) {
 }
 
 TEST_F(Endless, WithoutMemoryForTheWorkerNothingIsSent) {
-  trace();
-  machine.resources().failBlocksFrom(1);
-  const std::int32_t result = start();
-  machine.resources().failBlocksFrom(0);
-  EXPECT_EQ(KVEXA_BUSY, result);
-  EXPECT_EQ("", trace());
-  EXPECT_EQ("", log());
-  EXPECT_EQ(untouched, static_cast<std::uint32_t>(word.load()));
+  expectRefusedWithoutMemory([this] { return start(); });
 }
 
 TEST_F(Endless, WorkerThatCannotBeCreatedLeavesTheBoardStopped) {

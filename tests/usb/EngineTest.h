@@ -78,9 +78,23 @@ class EngineTest : public CaptureTest {
   // more are none of the library's.
   static void expectHandles(unsigned before);
 
+  // A start without memory for its worker.
+  template <class Start>
+  void expectRefusedWithoutMemory(Start start) {
+    trace();
+    machine.resources().failBlocksFrom(1);
+    const std::int32_t result = start();
+    machine.resources().failBlocksFrom(0);
+    EXPECT_EQ(KVEXA_BUSY, result);
+    EXPECT_EQ("", trace());
+    EXPECT_EQ("", log());
+    EXPECT_EQ(unset, word);
+  }
+
   // A capture of one frame by itself, to see that the board works.
   void expectWorkingBoard();
 
+  static constexpr auto unset = static_cast<std::int32_t>(untouched);  // of the result word
   static constexpr unsigned width = 128;
   static constexpr unsigned height = 8;
   static constexpr std::uint32_t frameBytes = width * height;

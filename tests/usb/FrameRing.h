@@ -33,8 +33,6 @@ class FrameRing {
 
 class FrameRingTest : public EngineTest {
  protected:
-  static constexpr auto unset = static_cast<std::int32_t>(untouched);
-
   void prepare(unsigned size) {
     ring = std::make_unique<FrameRing>(size, frameBytes, mark);
     for (unsigned i = 0; i < size; ++i) {
@@ -42,20 +40,6 @@ class FrameRingTest : public EngineTest {
       nameEvent(ring->full(i).get(), "full " + std::to_string(i));
     }
     nameEvent(ring->end().get(), "end");
-  }
-
-  // A start without memory for its worker.
-  template <class Start>
-  void expectRefusedWithoutMemory(Start start) {
-    prepare(2);
-    trace();
-    machine.resources().failBlocksFrom(1);
-    const std::int32_t result = start();
-    machine.resources().failBlocksFrom(0);
-    EXPECT_EQ(KVEXA_BUSY, result);
-    EXPECT_EQ("", trace());
-    EXPECT_EQ("", log());
-    EXPECT_EQ(unset, word);
   }
 
   std::unique_ptr<FrameRing> ring;

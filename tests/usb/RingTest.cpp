@@ -218,6 +218,7 @@ TEST_F(Ring, BadArgumentsAreRefusedAndNothingIsSent) {
 }
 
 TEST_F(Ring, WithoutMemoryForTheWorkerNothingIsSent) {
+  prepare(2);
   expectRefusedWithoutMemory([this] { return start(); });
 }
 
