@@ -14,8 +14,8 @@ std::uint64_t roundUp(std::uint64_t value, std::uint64_t unit) { return (value +
 
 }  // namespace
 
-Capture::Capture(Clock& clock, const Sensor& sensor, const Faults& faults)
-    : clock_(clock), sensor_(sensor), faults_(faults) {}
+Capture::Capture(const Clock& clock, const Sensor& sensor, const Faults& faults, const Patience& patience)
+    : clock_(clock), sensor_(sensor), faults_(faults), patience_(patience) {}
 
 void Capture::settle() {
   if (!takesFrames()) return;
@@ -148,17 +148,13 @@ std::optional<Microseconds> Capture::nextFrameEnd() const {
   return sensor_.streamStart() + (firstWhole() + skipLeft_ + 1) * sensor_.framePeriod();
 }
 
-// Lets the time pass until a frame is there; false when the time-out passes first.
+// False when the time-out passes before a frame is there. Other requests are served meanwhile, and may start,
+// stop or flush what is being waited for.
 bool Capture::waitForFrame(std::uint32_t timeout) {
   const Microseconds deadline = clock_.now() + timeout * microsecondsPerMillisecond;
-  while (stored_.empty()) {
-    const std::optional<Microseconds> next = nextFrameEnd();
-    if (!next || *next > deadline) {
-      clock_.advanceTo(deadline);
-      settle();
-      return !stored_.empty();
-    }
-    clock_.advanceTo(*next);
+  while (!reading_ && stored_.empty()) {
+    if (clock_.now() >= deadline) return false;
+    if (!patience_(std::min(nextFrameEnd().value_or(deadline), deadline))) return false;
     settle();
   }
   return true;

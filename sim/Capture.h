@@ -10,6 +10,7 @@
 #include "Clock.h"
 #include "Delivery.h"
 #include "Faults.h"
+#include "Patience.h"
 #include "Sensor.h"
 
 namespace sim {
@@ -34,7 +35,7 @@ class Capture {
   static constexpr std::uint64_t memoryBytes = std::uint64_t{32} << 20;
   static constexpr std::uint64_t unitBytes = 512;
 
-  Capture(Clock& clock, const Sensor& sensor, const Faults& faults);
+  Capture(const Clock& clock, const Sensor& sensor, const Faults& faults, const Patience& patience);
 
   // Brings the machinery up to the present. Comes before every change of the board or the sensor, so
   // that frames which ended before the change are taken as things were then.
@@ -88,9 +89,10 @@ class Capture {
   void openNext();
   std::uint32_t copyOut(std::uint8_t* data, std::uint32_t length);
 
-  Clock& clock_;
+  const Clock& clock_;
   const Sensor& sensor_;
   const Faults& faults_;
+  const Patience& patience_;
   CaptureSettings settings_;
 
   bool running_ = false;

@@ -10,6 +10,8 @@ Machine::~Machine() = default;
 
 Clock& Machine::clock() { return inside_->clock; }
 
+Timeline& Machine::timeline() { return inside_->timeline; }
+
 Trace& Machine::trace() { return inside_->trace; }
 
 UsbBoard& Machine::addUsbBoard() { return inside_->addUsbBoard(); }

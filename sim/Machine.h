@@ -15,6 +15,7 @@
 #include "PcieBoard.h"
 #include "Resources.h"
 #include "SystemFiles.h"
+#include "Timeline.h"
 #include "Trace.h"
 #include "UsbBoard.h"
 
@@ -34,6 +35,7 @@ class Machine {
   Machine& operator=(const Machine&) = delete;
 
   Clock& clock();
+  Timeline& timeline();
   Trace& trace();
 
   // Boards are enumerated in the order in which they were added. References stay good as long as the

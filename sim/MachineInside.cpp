@@ -43,7 +43,7 @@ UsbBoard& Machine::Inside::addUsbBoard() {
   const std::lock_guard lock(mutex_);
   UsbDriver* made = nullptr;
   addBoard(KVEXA_BOARD_USB, [&](std::string name) {
-    auto driver = std::make_unique<UsbDriver>(std::move(name), clock, trace);
+    auto driver = std::make_unique<UsbDriver>(std::move(name), timeline, trace);
     made = driver.get();
     usbDrivers_.push_back(made);
     return driver;
@@ -61,8 +61,8 @@ PcieBoard& Machine::Inside::addPcieBoard() {
   const std::lock_guard lock(mutex_);
   PcieDriver* made = nullptr;
   addBoard(KVEXA_BOARD_PCIE, [&](std::string name) {
-    auto driver = std::make_unique<PcieDriver>(std::move(name),
-                                               PcieBoard::Machinery{clock, trace, driverThread_, loans});
+    auto driver =
+        std::make_unique<PcieDriver>(std::move(name), PcieBoard::Machinery{timeline, trace, loans});
     made = driver.get();
     pcieDrivers_.push_back(made);
     return driver;
@@ -200,19 +200,6 @@ Driver* Machine::Inside::driver(HANDLE file) const {
   const std::lock_guard lock(mutex_);
   const auto found = files_.find(number(file));
   return found == files_.end() ? nullptr : found->second->driver.get();
-}
-
-void Machine::Inside::noteWait(HANDLE event) {
-  std::vector<PcieDriver*> drivers;
-  {
-    const std::lock_guard lock(mutex_);
-    drivers = pcieDrivers_;
-  }
-  for (PcieDriver* driver : drivers) driver->board().noteWait(event);
-}
-
-DWORD Machine::Inside::waitWithin(HANDLE event, DWORD milliseconds) {
-  return driverThread_.waitWithin(event, milliseconds, [&] { noteWait(event); });
 }
 
 Machine::Inside::Board& Machine::Inside::addBoard(

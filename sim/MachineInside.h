@@ -16,10 +16,10 @@
 
 #include "BoardClass.h"
 #include "Driver.h"
-#include "DriverThread.h"
 #include "Loans.h"
 #include "Machine.h"
 #include "PcieDriver.h"
+#include "Timeline.h"
 #include "UsbDriver.h"
 
 namespace sim {
@@ -61,12 +61,6 @@ struct Machine::Inside {
   // The board behind an open file, or null.
   Driver* driver(HANDLE file) const;
 
-  // The time has passed otherwise than by the driver's thread.
-  void wakeDriver() { driverThread_.wake(); }
-  // A wait for an event that a request to a board sets.
-  void noteWait(HANDLE event);
-  DWORD waitWithin(HANDLE event, DWORD milliseconds);
-
  private:
   struct Board {
     const BoardClass* boardClass;
@@ -93,7 +87,9 @@ struct Machine::Inside {
   std::uintptr_t lastSet_ = 0;
   std::uintptr_t lastFile_ = 0;
   FileRequest lastFileRequest_;
-  DriverThread driverThread_{clock};  // last, so that it ends before the boards
+
+ public:
+  Timeline timeline{clock};  // last, so that it ends before the boards
 };
 
 }  // namespace sim

@@ -36,17 +36,16 @@ std::optional<std::uint32_t> statusOf(const std::optional<Fault>& fault, std::ui
 
 PcieBoard::PcieBoard(std::string name, const Machinery& machinery)
     : name_(std::move(name)),
-      clock_(machinery.clock),
+      timeline_(machinery.timeline),
       trace_(machinery.trace),
-      thread_(machinery.thread),
       loans_(machinery.loans),
-      sensor_(clock_),
-      registers_(clock_, sensor_, faults_),
-      engine_(clock_, sensor_, registers_, [this](PendingRequest& request) {
+      sensor_(timeline_.clock()),
+      registers_(timeline_.clock(), sensor_, faults_),
+      engine_(timeline_.clock(), sensor_, registers_, [this](PendingRequest& request) {
         tell(name_ + " " + request.shape().name + " complete " +
              pcieAnswerText(request.shape(), request.words()));
       }) {
-  thread_.add(*this);
+  timeline_.add(*this);
 }
 
 std::uint32_t PcieBoard::boardRegister(std::uint32_t address) {
@@ -127,14 +126,6 @@ std::uint32_t PcieBoard::lutWord(std::size_t index) const {
   return lut_.word(index);
 }
 
-void PcieBoard::noteWait(HANDLE event) {
-  {
-    const std::lock_guard lock(mutex_);
-    if (!engine_.noteWait(event)) return;
-  }
-  thread_.wake();
-}
-
 bool PcieBoard::open() {
   const std::lock_guard lock(mutex_);
   return !std::exchange(open_, true);
@@ -156,7 +147,8 @@ ControlAnswer PcieBoard::control(const PcieShape& shape, const ControlRequest& r
     answer = meetRequest(shape, request);
     waits = engine_.pending() != 0;
   }
-  waits ? thread_.serve() : thread_.wake();
+  timeline_.noteChange(this);
+  if (waits) timeline_.serve();
   return answer;
 }
 
@@ -170,14 +162,9 @@ std::optional<Microseconds> PcieBoard::nextDue() {
   return engine_.nextDue();
 }
 
-std::optional<DriverThread::RealTime> PcieBoard::awaitsHostUntil() {
+void PcieBoard::happen() {
   const std::lock_guard lock(mutex_);
-  return engine_.awaitsHostUntil();
-}
-
-void PcieBoard::settle() {
-  const std::lock_guard lock(mutex_);
-  engine_.settle();
+  engine_.happen();
 }
 
 ControlAnswer PcieBoard::refuse(const std::string& line, std::uint32_t error) {
@@ -216,7 +203,8 @@ ControlAnswer PcieBoard::complete(const std::string& line, const PcieShape& shap
   if (request.overlapped != nullptr) {
     request.overlapped->Internal = 0;
     request.overlapped->InternalHigh = bytes;
-    if (request.overlapped->hEvent != nullptr) SetEvent(request.overlapped->hEvent);
+    const HANDLE event = request.overlapped->hEvent;
+    if (event != nullptr) timeline_.signal(event, [event] { return SetEvent(event); });
   }
   return {0, bytes};
 }
@@ -229,7 +217,7 @@ void PcieBoard::tell(std::string line) {
 // A request that may stay pending.
 ControlAnswer PcieBoard::start(const std::string& line, const PcieShape& shape, const ControlRequest& request,
                                const std::optional<Fault>& fault) {
-  auto made = std::make_unique<PendingRequest>(shape, request, loans_);
+  auto made = std::make_unique<PendingRequest>(shape, request, loans_, timeline_);
   if (!made->isValid()) return refuse(line, ERROR_INVALID_HANDLE);
   if (meets(fault, Fault::Kind::shorten)) made->shorten(fault->value);
   Words& words = made->words();

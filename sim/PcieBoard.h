@@ -10,28 +10,27 @@
 
 #include "Clock.h"
 #include "Driver.h"
-#include "DriverThread.h"
 #include "Faults.h"
 #include "Loans.h"
 #include "PcieEngine.h"
 #include "PcieLut.h"
 #include "PcieRegisters.h"
 #include "Sensor.h"
+#include "Timeline.h"
 #include "Trace.h"
 
 namespace sim {
 
-class PcieBoard : private DriverThread::Source {
+class PcieBoard : private Timeline::Source {
  public:
-  // What every board of a machine shares. It outlives the board, but the thread ends before.
+  // What every board of a machine shares. The timeline must not look at the board any more when it is
+  // destroyed.
   struct Machinery {
-    Clock& clock;
+    Timeline& timeline;
     Trace& trace;
-    DriverThread& thread;
     Loans& loans;
   };
 
-  // The thread must not look at the board any more when it is destroyed.
   PcieBoard(std::string name, const Machinery& machinery);
   ~PcieBoard() override = default;
   PcieBoard(const PcieBoard&) = delete;
@@ -83,8 +82,6 @@ class PcieBoard : private DriverThread::Source {
   std::uint32_t lutWord(std::size_t index) const;
 
   // ---- for the driver ----
-  // The program waits for the event of a request.
-  void noteWait(HANDLE event);
   bool open();  // false when somebody has it open already
   void close();
   ControlAnswer control(const PcieShape& shape, const ControlRequest& request);
@@ -94,8 +91,7 @@ class PcieBoard : private DriverThread::Source {
 
   bool isWaiting() override;
   std::optional<Microseconds> nextDue() override;
-  std::optional<DriverThread::RealTime> awaitsHostUntil() override;
-  void settle() override;
+  void happen() override;
 
   ControlAnswer refuse(const std::string& line, std::uint32_t error);
   ControlAnswer meetRequest(const PcieShape& shape, const ControlRequest& request);
@@ -110,9 +106,8 @@ class PcieBoard : private DriverThread::Source {
 
   mutable std::recursive_mutex mutex_;
   std::string name_;
-  Clock& clock_;
+  Timeline& timeline_;
   Trace& trace_;
-  DriverThread& thread_;
   Loans& loans_;
   Sensor sensor_;
   Faults faults_;

@@ -7,10 +7,6 @@ namespace sim {
 
 namespace {
 
-// So long the time stands still until a program that was told of an interval arms the next one, or one that
-// asked for a measurement waits for it.
-constexpr std::chrono::milliseconds hostsTurn{500};
-
 constexpr unsigned measuredFrames = 2;
 
 PcieTransfer::Order orderOf(const std::vector<std::uint32_t>& words) {
@@ -36,12 +32,15 @@ PcieEngine::PcieEngine(Clock& clock, const Sensor& sensor, PcieRegisters& regist
 void PcieEngine::settle() {
   const Microseconds now = clock_.now();
   transfer_.follow(now);
-  while (!awaitsHostUntil()) {
-    const std::optional<Event> event = nextEvent();
-    if (!event || event->at > now) break;
-    handle(*event);
-  }
+  for (auto event = nextEvent(); event && event->at < now; event = nextEvent()) handle(*event);
   transfer_.advance(now);
+}
+
+void PcieEngine::happen() {
+  const Microseconds now = clock_.now();
+  transfer_.follow(now);
+  const std::optional<Event> event = nextEvent();
+  if (event && event->at <= now) handle(*event);
 }
 
 std::optional<Microseconds> PcieEngine::nextDue() {
@@ -50,26 +49,12 @@ std::optional<Microseconds> PcieEngine::nextDue() {
   return event ? std::optional(event->at) : std::nullopt;
 }
 
-std::optional<DriverThread::RealTime> PcieEngine::awaitsHostUntil() const {
-  const bool awaits = awaitsHost_ && std::chrono::steady_clock::now() < *awaitsHost_;
-  return awaits ? awaitsHost_ : std::nullopt;
-}
-
 void PcieEngine::add(PcieWait kind, RequestPointer request, std::optional<std::uint32_t> status) {
   waiting_.push_back({kind, std::move(request), status, clock_.now(), 0, std::nullopt});
   begin(waiting_.back());
 }
 
-bool PcieEngine::noteWait(HANDLE event) {
-  const bool endsTurn = std::ranges::any_of(waiting_, [event](const Waiting& waiting) {
-    return waiting.kind == PcieWait::measurement && waiting.request->isFor(event);
-  });
-  if (endsTurn) awaitsHost_.reset();
-  return endsTurn;
-}
-
 void PcieEngine::stop() {
-  awaitsHost_.reset();
   for (auto entry = waiting_.begin(); entry != waiting_.end();) {
     const auto each = entry++;
     if (each->end) continue;
@@ -84,7 +69,6 @@ void PcieEngine::stop() {
 }
 
 void PcieEngine::cancelIntervals() {
-  awaitsHost_.reset();
   for (auto entry = waiting_.begin(); entry != waiting_.end();) {
     const auto each = entry++;
     if (each->kind == PcieWait::interval && !each->end) end(each, PcieStatus::stopped);
@@ -93,7 +77,6 @@ void PcieEngine::cancelIntervals() {
 
 void PcieEngine::endAll(std::uint32_t status, std::uint32_t outcome) {
   transfer_.end();
-  awaitsHost_.reset();
   while (!waiting_.empty()) {
     waiting_.front().end = status;
     finish(waiting_.begin(), outcome);
@@ -176,23 +159,15 @@ std::optional<Microseconds> PcieEngine::measurementEnd(Waiting& measurement) {
 void PcieEngine::handle(const Event& event) {
   transfer_.advance(event.at);
   if (event.entry->kind == PcieWait::measurement) fillMeasurement(*event.entry);
-  const bool tellsHost = event.entry->kind == PcieWait::interval && event.entry->request->hasEvent() &&
-                         !isHeld(PcieWait::interval);
-  if (tellsHost) giveHostItsTurn();
   end(event.entry, event.status);
 }
 
 void PcieEngine::begin(Waiting& waiting) {
-  awaitsHost_.reset();
   if (waiting.kind == PcieWait::interval) waiting.from = transfer_.isActive() ? transfer_.position() : 0;
-  // A limit on the wait counts from its begin.
-  if (waiting.kind == PcieWait::measurement) giveHostItsTurn();
   if (waiting.kind != PcieWait::capture) return;
   transfer_.start(orderOf(waiting.request->words()), clock_.now());
   for (Waiting& each : waiting_) each.from = 0;
 }
-
-void PcieEngine::giveHostItsTurn() { awaitsHost_ = std::chrono::steady_clock::now() + hostsTurn; }
 
 void PcieEngine::fillMeasurement(Waiting& measurement) {
   const SensorPicture picture = sensor_.picture();

@@ -10,7 +10,6 @@
 #include <set>
 
 #include "Clock.h"
-#include "DriverThread.h"
 #include "PcieRegisters.h"
 #include "PcieTransfer.h"
 #include "PendingRequest.h"
@@ -31,17 +30,17 @@ class PcieEngine {
 
   PcieEngine(Clock& clock, const Sensor& sensor, PcieRegisters& registers, Told told);
 
-  // Brings everything up to the present. Comes before every change of the board or the sensor.
+  // Brings everything up to the present, but for what happens at this very moment: that waits for happen().
+  // Comes before every change of the board or the sensor.
   void settle();
 
+  // The first thing that is due happens.
+  void happen();
+
   std::optional<Microseconds> nextDue();
-  std::optional<DriverThread::RealTime> awaitsHostUntil() const;
 
   // Takes a request. With a status of its own it carries that one in the end.
   void add(PcieWait kind, RequestPointer request, std::optional<std::uint32_t> status);
-
-  // The program waits for the end of a request. Whether that ends its turn.
-  bool noteWait(HANDLE event);
 
   // Whether a capture moves frames.
   bool isCapturing() const { return transfer_.isActive(); }
@@ -88,7 +87,6 @@ class PcieEngine {
   std::optional<Microseconds> measurementEnd(Waiting& measurement);
   void handle(const Event& event);
   void begin(Waiting& waiting);
-  void giveHostItsTurn();
   void fillMeasurement(Waiting& measurement);
   void end(Entry entry, std::uint32_t status);
   void finish(Entry entry, std::uint32_t outcome);
@@ -102,7 +100,6 @@ class PcieEngine {
   std::list<Waiting> waiting_;
   std::set<PcieWait> held_;
   std::optional<std::uint32_t> stopStatus_;
-  std::optional<DriverThread::RealTime> awaitsHost_;
 };
 
 }  // namespace sim

@@ -14,13 +14,15 @@ HANDLE eventOf(const OVERLAPPED& overlapped) {
 
 }  // namespace
 
-PendingRequest::PendingRequest(const PcieShape& shape, const ControlRequest& request, Loans& loans)
+PendingRequest::PendingRequest(const PcieShape& shape, const ControlRequest& request, Loans& loans,
+                               Timeline& timeline)
     : shape_(shape),
       words_(shape.words),
       bytes_(shape.words * sizeof(std::uint32_t)),
       out_(request.out),
       overlapped_(request.overlapped),
-      loans_(loans) {
+      loans_(loans),
+      timeline_(timeline) {
   std::memcpy(words_.data(), request.in, bytes_);
   const HANDLE event = eventOf(*overlapped_);
   if (event != nullptr) {
@@ -45,7 +47,7 @@ std::uint32_t PendingRequest::complete(std::uint32_t outcome) {
     // From here on the memory is the program's again.
     std::atomic_ref(overlapped_->Internal).store(outcome, std::memory_order_release);
   });
-  if (event_ != nullptr) SetEvent(event_);
+  if (event_ != nullptr) timeline_.signal(ticket_->event, [this] { return SetEvent(event_); });
   return bytes_;
 }
 

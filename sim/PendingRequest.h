@@ -10,6 +10,7 @@
 #include "Driver.h"
 #include "Loans.h"
 #include "PcieProtocol.h"
+#include "Timeline.h"
 
 namespace sim {
 
@@ -17,7 +18,7 @@ class PendingRequest {
  public:
   // Marks the overlapped record as pending. The event is kept beyond the program's own handle, as Windows
   // keeps it.
-  PendingRequest(const PcieShape& shape, const ControlRequest& request, Loans& loans);
+  PendingRequest(const PcieShape& shape, const ControlRequest& request, Loans& loans, Timeline& timeline);
 
   // A request that nobody completed leaves the program's memory alone.
   ~PendingRequest();
@@ -27,7 +28,6 @@ class PendingRequest {
   // False when its event is no event.
   bool isValid() const { return valid_; }
   bool hasEvent() const { return event_ != nullptr; }
-  bool isFor(HANDLE event) const { return event != nullptr && event == ticket_->event; }
 
   const PcieShape& shape() const { return shape_; }
   std::vector<std::uint32_t>& words() { return words_; }
@@ -48,6 +48,7 @@ class PendingRequest {
   HANDLE event_ = nullptr;
   bool valid_ = true;
   Loans& loans_;
+  Timeline& timeline_;
   Loans::Ticket ticket_;
 };
 

@@ -135,6 +135,23 @@ struct Replacement {
     return guarded(DWORD{WAIT_FAILED}, [&] { return platform.waitForSingleObject(object, milliseconds); });
   }
 
+  static DWORD WINAPI waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all,
+                                             DWORD milliseconds) {
+    Platform& platform = platformOf(set);
+    return guarded(DWORD{WAIT_FAILED},
+                   [&] { return platform.waitForMultipleObjects(count, objects, all, milliseconds); });
+  }
+
+  static BOOL WINAPI setEvent(HANDLE event) {
+    Platform& platform = platformOf(set);
+    return guarded(FALSE, [&] { return platform.setEvent(event); });
+  }
+
+  static BOOL WINAPI releaseMutex(HANDLE mutex) {
+    Platform& platform = platformOf(set);
+    return guarded(FALSE, [&] { return platform.releaseMutex(mutex); });
+  }
+
   static HANDLE WINAPI createEvent(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL signalled, LPCSTR name) {
     Platform& platform = platformOf(set);
     return guarded(HANDLE{nullptr}, [&] { return platform.createEvent(security, manual, signalled, name); });
@@ -286,6 +303,14 @@ BOOL Platform::verQueryValue(const void* block, const char* name, void** value, 
 DWORD Platform::waitForSingleObject(HANDLE object, DWORD milliseconds) {
   return originals().waitForSingleObject(object, milliseconds);
 }
+
+DWORD Platform::waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all, DWORD milliseconds) {
+  return originals().waitForMultipleObjects(count, objects, all, milliseconds);
+}
+
+BOOL Platform::setEvent(HANDLE event) { return originals().setEvent(event); }
+
+BOOL Platform::releaseMutex(HANDLE mutex) { return originals().releaseMutex(mutex); }
 
 HANDLE Platform::createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, const char* name) {
   return originals().createEvent(security, manual, set, name);

@@ -34,6 +34,9 @@ namespace sim {
   X(CM_Reenumerate_DevNode_Ex, reenumerateDevNode)              \
   X(CM_Disconnect_Machine, disconnectMachine)                   \
   X(WaitForSingleObject, waitForSingleObject)                   \
+  X(WaitForMultipleObjects, waitForMultipleObjects)             \
+  X(SetEvent, setEvent)                                         \
+  X(ReleaseMutex, releaseMutex)                                 \
   X(CreateEventA, createEvent)                                  \
   X(GlobalAlloc, globalAlloc)                                   \
   X(GlobalFree, globalFree)                                     \
@@ -96,6 +99,9 @@ class Platform {
   virtual BOOL getFileVersionInfo(const char* path, DWORD unused, DWORD size, void* block);
   virtual BOOL verQueryValue(const void* block, const char* name, void** value, UINT* length);
   virtual DWORD waitForSingleObject(HANDLE object, DWORD milliseconds);
+  virtual DWORD waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all, DWORD milliseconds);
+  virtual BOOL setEvent(HANDLE event);
+  virtual BOOL releaseMutex(HANDLE mutex);
   virtual HANDLE createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, const char* name);
   virtual HGLOBAL globalAlloc(UINT flags, SIZE_T bytes);
   virtual HGLOBAL globalFree(HGLOBAL memory);

@@ -15,6 +15,12 @@ unsigned Resources::open(Kind kind) const {
   return found == open_.end() ? 0 : static_cast<unsigned>(found->second.size());
 }
 
+bool Resources::isOpen(Kind kind, const void* object) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = open_.find(kind);
+  return found != open_.end() && found->second.contains(object);
+}
+
 bool Resources::allows(Kind kind) {
   const std::lock_guard lock(mutex_);
   const std::uint64_t number = ++created_[kind];

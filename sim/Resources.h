@@ -26,6 +26,7 @@ class Resources {
 
   // Created through the module and not given back. Threads are not followed.
   unsigned open(Kind kind) const;
+  bool isOpen(Kind kind, const void* object) const;
 
   // Writes to files, and the bytes in them.
   std::uint64_t writes() const { return writes_; }

@@ -12,8 +12,6 @@ namespace sim {
 
 namespace {
 
-constexpr Microseconds microsecondsPerMillisecond = 1000;
-
 BOOL result(std::uint32_t error) {
   SetLastError(error);
   return error == 0 ? TRUE : FALSE;
@@ -50,7 +48,12 @@ class SimulatedPlatform : public Platform {
     Driver* driver = machine_.driver(file);
     if (driver == nullptr) return result(ERROR_INVALID_HANDLE);
     if (returned == nullptr && overlapped == nullptr) return result(ERROR_INVALID_PARAMETER);
+    // The module waits for an event that it has made itself before it does anything else.
+    const bool isOwn = overlapped != nullptr &&
+                       machine_.resources.isOpen(Resources::Kind::event, overlapped->hEvent);
+    if (isOwn) machine_.timeline.expectWait();
     const ControlAnswer answer = driver->control({code, in, inLength, out, outLength, overlapped});
+    if (isOwn && answer.error != ERROR_IO_PENDING) machine_.timeline.expectNoWait();
     if (returned != nullptr) *returned = answer.bytes;
     // A thread that asks again and again without any real waiting must not keep the others out.
     if (answer.error != 0) SwitchToThread();
@@ -136,12 +139,9 @@ class SimulatedPlatform : public Platform {
     return result(machine_.destroySet(set));
   }
 
-  // The simulated time passes, and other threads get their turn.
   void sleep(DWORD milliseconds) override {
-    machine_.clock.advance(milliseconds * microsecondsPerMillisecond);
-    machine_.wakeDriver();
     machine_.trace.add("sleep " + std::to_string(milliseconds));
-    SwitchToThread();
+    machine_.timeline.sleep(milliseconds);
   }
 
   BOOL enumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* data) override {
@@ -188,14 +188,27 @@ class SimulatedPlatform : public Platform {
 
   CONFIGRET disconnectMachine(HMACHINE machine) override { return machine_.pciBus.disconnect(machine); }
 
-  // A limit on the wait for a driver passes in simulated time.
   DWORD waitForSingleObject(HANDLE object, DWORD milliseconds) override {
-    if (milliseconds == 0 || !machine_.loans.holdsEvent(object)) {
+    if (!waitsInSimulatedTime(std::span(&object, 1))) {
       return Platform::waitForSingleObject(object, milliseconds);
     }
-    if (milliseconds != INFINITE) return machine_.waitWithin(object, milliseconds);
-    machine_.noteWait(object);
-    return Platform::waitForSingleObject(object, milliseconds);
+    return machine_.timeline.wait(object, milliseconds);
+  }
+
+  DWORD waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all, DWORD milliseconds) override {
+    // Nobody waits for all.
+    if (all != FALSE || !waitsInSimulatedTime(std::span(objects, count))) {
+      return Platform::waitForMultipleObjects(count, objects, all, milliseconds);
+    }
+    return machine_.timeline.wait(std::span(objects, count), milliseconds);
+  }
+
+  BOOL setEvent(HANDLE event) override {
+    return machine_.timeline.signal(event, [&] { return Platform::setEvent(event); });
+  }
+
+  BOOL releaseMutex(HANDLE mutex) override {
+    return machine_.timeline.signal(mutex, [&] { return Platform::releaseMutex(mutex); });
   }
 
   HANDLE createEvent(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL set, const char* name) override {
@@ -239,7 +252,15 @@ class SimulatedPlatform : public Platform {
       errno = EAGAIN;
       return 0;
     }
-    return Platform::beginThread(security, stack, start, argument, flags, identifier);
+    unsigned number = 0;
+    const std::uintptr_t thread =
+        Platform::beginThread(security, stack, start, argument, flags | CREATE_SUSPENDED, &number);
+    if (thread == 0) return 0;
+    if (identifier != nullptr) *identifier = number;
+    const auto handle = reinterpret_cast<HANDLE>(thread);
+    machine_.timeline.adopt(handle, number, false);
+    if ((flags & CREATE_SUSPENDED) == 0) ResumeThread(handle);
+    return thread;
   }
 
  private:
@@ -247,6 +268,12 @@ class SimulatedPlatform : public Platform {
     if (machine_.resources.allows(kind)) return false;
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return true;
+  }
+
+  // Threads that take part wait there always, others for the end of a request.
+  bool waitsInSimulatedTime(std::span<const HANDLE> objects) {
+    return machine_.timeline.takesPart() ||
+           std::ranges::any_of(objects, [this](HANDLE each) { return machine_.loans.holdsEvent(each); });
   }
 
   HDEVINFO listPci() {

@@ -10,6 +10,7 @@ namespace sim {
 namespace {
 
 constexpr std::uint32_t errorDeviceNotConnected = 1167;
+constexpr std::uint32_t commandPipe = 3;
 
 void turnBits(std::span<std::uint8_t> bytes, std::uint8_t turned) {
   for (auto& byte : bytes) byte ^= turned;
@@ -17,11 +18,14 @@ void turnBits(std::span<std::uint8_t> bytes, std::uint8_t turned) {
 
 }  // namespace
 
-UsbBoard::UsbBoard(std::string name, Clock& clock, Trace& trace)
+UsbBoard::UsbBoard(std::string name, Timeline& timeline, Trace& trace)
     : name_(std::move(name)),
+      timeline_(timeline),
       trace_(trace),
-      sensor_(clock),
-      firmware_(std::make_unique<UsbFirmware>(clock, sensor_, faults_, commands_)) {}
+      sensor_(timeline.clock()),
+      firmware_(
+          std::make_unique<UsbFirmware>(timeline.clock(), sensor_, faults_, commands_,
+                                        [this](std::optional<Microseconds> moment) { return waitUntil(moment); })) {}
 
 UsbBoard::~UsbBoard() = default;
 
@@ -56,8 +60,11 @@ void UsbBoard::setRecoveryAnswer(std::uint8_t answer) {
 }
 
 void UsbBoard::unplug() {
-  const std::lock_guard lock(mutex_);
-  plugged_ = false;
+  {
+    const std::lock_guard lock(mutex_);
+    plugged_ = false;
+  }
+  timeline_.noteChange(this);
 }
 
 void UsbBoard::plug() {
@@ -87,14 +94,30 @@ void UsbBoard::close() {
 
 Answer UsbBoard::transfer(std::uint32_t pipe, std::uint32_t timeout, std::uint8_t* data,
                           std::uint32_t length) {
-  const std::lock_guard lock(mutex_);
-  const Answer answer = meetFaults(length, [&](std::uint32_t allowed, std::uint8_t turned) {
-    if (turned == 0 || data == nullptr) return firmware_->transfer(pipe, timeout, data, allowed);
-    return corruptTransfer(pipe, timeout, {data, allowed}, turned);
-  });
-  trace_.add(
-      pipeLine(name_, {pipe, timeout, {data, length}, answer.bytes, answer.error, answer.statusReported}));
+  Answer answer;
+  bool changes = false;
+  {
+    const std::lock_guard lock(mutex_);
+    answer = meetFaults(length, [&](std::uint32_t allowed, std::uint8_t turned) {
+      if (turned == 0 || data == nullptr) return firmware_->transfer(pipe, timeout, data, allowed);
+      return corruptTransfer(pipe, timeout, {data, allowed}, turned);
+    });
+    trace_.add(
+        pipeLine(name_, {pipe, timeout, {data, length}, answer.bytes, answer.error, answer.statusReported}));
+    // The other pipes change nothing that a request waits for.
+    changes = pipe == commandPipe || !plugged_;
+  }
+  timeline_.noteChange(changes ? this : nullptr);
   return answer;
+}
+
+// Inside a request, which holds the lock once.
+bool UsbBoard::waitUntil(std::optional<Microseconds> moment) {
+  const std::uint64_t seen = timeline_.changes();
+  mutex_.unlock();
+  timeline_.await(this, seen, moment);
+  mutex_.lock();
+  return plugged_;
 }
 
 // Bytes are turned on their way, so an outbound buffer of the host stays as it is.
@@ -137,6 +160,7 @@ Answer UsbBoard::meetFaults(std::uint32_t length, Request request) {
   if (meets(Fault::Kind::refuse)) return {fault->value, 0, false};
   const std::uint8_t turned = meets(Fault::Kind::corrupt) ? static_cast<std::uint8_t>(fault->value) : 0;
   Answer answer = request(meets(Fault::Kind::shorten) ? std::min(length, fault->value) : length, turned);
+  if (!plugged_) return {errorDeviceNotConnected, 0, false};  // pulled out while the request waited
   if (meets(Fault::Kind::keepStatus)) answer.statusReported = false;
   return answer;
 }

@@ -6,14 +6,15 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "Capture.h"
-#include "Clock.h"
 #include "Faults.h"
 #include "Sensor.h"
+#include "Timeline.h"
 #include "Trace.h"
 
 namespace sim {
@@ -22,7 +23,7 @@ class UsbFirmware;
 
 class UsbBoard {
  public:
-  UsbBoard(std::string name, Clock& clock, Trace& trace);
+  UsbBoard(std::string name, Timeline& timeline, Trace& trace);
   ~UsbBoard();
   UsbBoard(const UsbBoard&) = delete;
   UsbBoard& operator=(const UsbBoard&) = delete;
@@ -68,11 +69,14 @@ class UsbBoard {
   Answer corruptTransfer(std::uint32_t pipe, std::uint32_t timeout, std::span<std::uint8_t> data,
                          std::uint8_t turned);
 
+  bool waitUntil(std::optional<Microseconds> moment);
+
   template <class Request>
   Answer meetFaults(std::uint32_t length, Request request);
 
   mutable std::recursive_mutex mutex_;
   std::string name_;
+  Timeline& timeline_;
   Trace& trace_;
   Sensor sensor_;
   Faults faults_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace sim {
 
@@ -37,13 +38,14 @@ Answer refused(std::uint32_t error) { return {error, 0, false}; }
 
 }  // namespace
 
-UsbFirmware::UsbFirmware(Clock& clock, Sensor& sensor, const Faults& faults,
-                         std::vector<std::uint8_t>& commands)
+UsbFirmware::UsbFirmware(const Clock& clock, Sensor& sensor, const Faults& faults,
+                         std::vector<std::uint8_t>& commands, Patience patience)
     : clock_(clock),
       sensor_(sensor),
       faults_(faults),
       commands_(commands),
-      registers_(clock, sensor, faults) {}
+      patience_(std::move(patience)),
+      registers_(clock, sensor, faults, patience_) {}
 
 Answer UsbFirmware::transfer(std::uint32_t pipe, std::uint32_t timeout, std::uint8_t* data,
                              std::uint32_t length) {
@@ -129,8 +131,13 @@ Answer UsbFirmware::image(std::uint32_t timeout, std::span<std::uint8_t> room) {
 
 // Nothing comes on the pipe.
 Answer UsbFirmware::timedOut(std::uint32_t timeout) {
-  clock_.advance(Microseconds{timeout} * 1000);
+  waitUntil(clock_.now() + Microseconds{timeout} * 1000);
   return refused(errorSemTimeout);
+}
+
+void UsbFirmware::waitUntil(Microseconds moment) {
+  while (clock_.now() < moment && patience_(moment)) {
+  }
 }
 
 void UsbFirmware::run(std::uint8_t number) {
@@ -153,7 +160,7 @@ void UsbFirmware::run(std::uint8_t number) {
 }
 
 void UsbFirmware::waitForVerticalSync() {
-  clock_.advanceTo(registers_.capture().frameEnd());
+  waitUntil(registers_.capture().frameEnd());
   registers_.settle();
 }
 

@@ -14,7 +14,8 @@ namespace sim {
 
 class UsbFirmware {
  public:
-  UsbFirmware(Clock& clock, Sensor& sensor, const Faults& faults, std::vector<std::uint8_t>& commands);
+  UsbFirmware(const Clock& clock, Sensor& sensor, const Faults& faults, std::vector<std::uint8_t>& commands,
+              Patience patience);
 
   UsbRegisters& registers() { return registers_; }
 
@@ -48,10 +49,13 @@ class UsbFirmware {
   bool read(const PacketItem& item);
   Status nextStatus();
 
-  Clock& clock_;
+  void waitUntil(Microseconds moment);
+
+  const Clock& clock_;
   Sensor& sensor_;
   const Faults& faults_;
   std::vector<std::uint8_t>& commands_;
+  Patience patience_;
   UsbRegisters registers_;
 
   Status status_;

@@ -33,8 +33,9 @@ const std::map<std::uint16_t, std::uint16_t> powerUp = {
 
 }  // namespace
 
-UsbRegisters::UsbRegisters(Clock& clock, Sensor& sensor, const Faults& faults)
-    : clock_(clock), sensor_(sensor), capture_(clock, sensor, faults), registers_(powerUp) {
+UsbRegisters::UsbRegisters(const Clock& clock, Sensor& sensor, const Faults& faults,
+                           const Patience& patience)
+    : clock_(clock), sensor_(sensor), capture_(clock, sensor, faults, patience), registers_(powerUp) {
   configureCapture();
 }
 

@@ -46,7 +46,7 @@ constexpr std::uint16_t frameDrop = 3;
 
 class UsbRegisters {
  public:
-  UsbRegisters(Clock& clock, Sensor& sensor, const Faults& faults);
+  UsbRegisters(const Clock& clock, Sensor& sensor, const Faults& faults, const Patience& patience);
 
   // Brings frame period, measurement, drain and capture up to the present.
   void settle();
@@ -85,7 +85,7 @@ class UsbRegisters {
   bool isHeld() const;
   std::uint16_t stored(std::uint16_t address) const;
 
-  Clock& clock_;
+  const Clock& clock_;
   Sensor& sensor_;
   Capture capture_;
   std::map<std::uint16_t, std::uint16_t> registers_;

@@ -1,7 +1,6 @@
 // The end of captures from outside.
 #include <memory>
 #include <random>
-#include <thread>
 
 #include "tests/pcie/PcieTest.h"
 
@@ -121,7 +120,7 @@ TEST_F(PcieAbort, EndsAWorkerThatWaitsForTheMutex) {
   BoardHandle otherHandle{};
   ASSERT_EQ(KVEXA_OK, kVexaDevOpen(KVEXA_BOARD_PCIE, 1, &otherHandle));
   std::vector<std::uint8_t> frame(1024);
-  std::thread capturing([&] { kVexaOneShotCapture(&otherHandle, 1024, frame.data(), 0); });
+  Thread capturing([&] { kVexaOneShotCapture(&otherHandle, 1024, frame.data(), 0); });
   until([&] { return other.pending(sim::PcieWait::capture) == 1; });
   trace();
   MultiShot capture(1024, 1);
@@ -140,7 +139,7 @@ TEST_F(PcieAbort, FromSeveralThreadsAtOnceIsOneAbort) {
   for (int round = 0; round < 100; ++round) {
     MultiShot capture(1024, 0);
     ASSERT_EQ(KVEXA_OK, capture.start(handle));
-    std::vector<std::thread> threads;
+    std::vector<Thread> threads;
     for (int i = 0; i < 4; ++i) {
       threads.emplace_back([&] { EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle)); });
     }

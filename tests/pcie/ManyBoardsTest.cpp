@@ -1,6 +1,5 @@
 // Several PCIe boards at once, and boards beyond those that have a place of their own in the library.
 #include <memory>
-#include <thread>
 
 #include "tests/pcie/PcieTest.h"
 
@@ -66,14 +65,14 @@ TEST_F(PcieManyBoards, FiveCaptureAtOnceAndEveryFrameIsRight) {
     streamOn(handles[i], width, height, 50 + 7 * i);
     captures.push_back(std::make_unique<MultiShot>(frameBytes, frames));
   }
-  std::vector<std::thread> threads;
+  std::vector<Thread> threads;
   std::vector<unsigned> notices(places);
   for (unsigned i = 0; i < places; ++i) {
     threads.emplace_back([&, i] {
       MultiShot& capture = *captures[i];
       ASSERT_EQ(KVEXA_OK, capture.start(handles[i], 1000));
       const HANDLE events[] = {capture.endEvent, capture.frameEvent};
-      while (WaitForMultipleObjects(2, events, FALSE, INFINITE) != WAIT_OBJECT_0) {
+      while (awaitAny(events) != WAIT_OBJECT_0) {
         ResetEvent(capture.frameEvent);
         ++notices[i];
       }

@@ -1,7 +1,6 @@
 // Measuring the frames that come in, and the notification of frame starts.
 #include <algorithm>
 #include <cmath>
-#include <thread>
 
 #include "tests/pcie/PcieTest.h"
 
@@ -142,7 +141,7 @@ TEST_F(PcieMeasurement, WithoutFramesTheMeasurementWaitsForAStop) {
   for (const bool within : {false, true}) {
     AutoActual actual = untouchedActual;
     std::int32_t result = 1;
-    std::thread measuring([&] {
+    Thread measuring([&] {
       result = within ? kVexaAutoActualEx(&handle, &actual, 0) : kVexaAutoActual(&handle, &actual);
     });
     until([&] { return board.pending(sim::PcieWait::measurement) == 1; });
@@ -265,7 +264,7 @@ TEST_F(PcieInterval, EventComesWithEveryInterval) {
   ASSERT_EQ(KVEXA_OK, capture.start(handle));
   unsigned notices = 0;
   while (notices < 4) {
-    ASSERT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(overlapped.hEvent, INFINITE));
+    ASSERT_TRUE(await(overlapped.hEvent));
     ++notices;
     // So many frames are there.
     for (unsigned i = 0; i < 2 * notices; ++i) {

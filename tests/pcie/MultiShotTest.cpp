@@ -158,7 +158,7 @@ TEST_F(PcieMultiShot, EndComesAfterTheResultAndBothEventsAreSet) {
 TEST_F(PcieMultiShot, WithoutAnEndEventTheWorkerFails) {
   MultiShot capture(1024, 1, Events::frameOnly);
   ASSERT_EQ(KVEXA_OK, capture.start(handle));
-  WaitForSingleObject(capture.frameEvent, INFINITE);
+  EXPECT_TRUE(await(capture.frameEvent));
   EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
   EXPECT_EQ(KVEXA_BUSY, capture.resultWord);
   EXPECT_EQ(intervalsCancelled(handle) + stopped(), trace());  // those of the abort

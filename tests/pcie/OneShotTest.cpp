@@ -1,6 +1,5 @@
 // Capture of one frame.
 #include <algorithm>
-#include <thread>
 
 #include "tests/pcie/PcieTest.h"
 
@@ -97,7 +96,7 @@ TEST_F(PcieOneShot, FrameThatDoesNotComeTimesOut) {
 
 TEST_F(PcieOneShot, AbortFromAnotherThreadEndsIt) {
   std::int32_t result = 1;
-  std::thread capturing([&] { result = capture(1280, 0); });
+  Thread capturing([&] { result = capture(1280, 0); });
   until([&] { return board.pending(sim::PcieWait::capture) == 1; });
   EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
   capturing.join();
@@ -112,7 +111,7 @@ TEST_F(PcieOneShot, ExcludesTheStartOfEveryOtherCapture) {
   ASSERT_EQ(KVEXA_OK, kVexaDevOpen(KVEXA_BOARD_PCIE, 1, &otherHandle));
   streamOn(otherHandle, 160, 8);
   std::int32_t result = 1;
-  std::thread capturing([&] { result = capture(1280, 0); });
+  Thread capturing([&] { result = capture(1280, 0); });
   until([&] { return board.pending(sim::PcieWait::capture) == 1; });
 
   MultiShot multiShot(1280, 2);
@@ -144,7 +143,7 @@ TEST_F(PcieOneShot, WithoutMemoryForTheRequestNothingIsSent) {
   machine.resources().failBlocksFrom(1);
   std::int32_t result = 0;
   // A thread that has never run short before.
-  std::thread([&] { result = kVexaOneShotCapture(&handle, 1280, buffer.data(), 700); }).join();
+  Thread([&] { result = kVexaOneShotCapture(&handle, 1280, buffer.data(), 700); }).join();
   machine.resources().failBlocksFrom(0);
   EXPECT_EQ(KVEXA_REQUEST_FAILED, result);
   EXPECT_EQ("", trace());

@@ -76,12 +76,12 @@ std::int32_t MultiShot::start(const BoardHandle& board, std::uint32_t timeout) {
 }
 
 std::int32_t MultiShot::result() {
-  WaitForSingleObject(endEvent, INFINITE);
+  await(endEvent);
   return resultWord;
 }
 
 void MultiShot::awaitFrame() {
-  WaitForSingleObject(frameEvent, INFINITE);
+  await(frameEvent);
   ResetEvent(frameEvent);
 }
 

@@ -29,12 +29,6 @@ class PcieTest : public MachineTest {
   void answer(unsigned k, std::uint32_t status);
   void answerLater(unsigned k, std::uint32_t status);
 
-  // Lets the other threads go on until it is so. What never becomes so ends with the test's time limit.
-  template <class Condition>
-  static void until(Condition condition) {
-    while (!condition()) SwitchToThread();
-  }
-
   sim::PcieBoard& board = machine.addPcieBoard();
   BoardHandle handle{};
 };

@@ -5,6 +5,7 @@
 
 #include "Host.h"
 #include "sim/Attachment.h"
+#include "tests/support/SimulatedTime.h"
 
 class LoadedClient {
  public:
@@ -50,4 +51,7 @@ class AttachedTest : public testing::Test {
   sim::Machine machine;
   sim::Attachment attachment{client.module(), machine};
   Host host{client.calls()};
+
+ private:
+  kvexa::test::TakesPart takesPart_{machine.timeline()};
 };

@@ -59,7 +59,8 @@ class BoardTest : public testing::Test {
   static std::uint8_t high(std::uint16_t value) { return static_cast<std::uint8_t>(value >> 8); }
 
   sim::Clock clock;
+  sim::Timeline timeline{clock};
   sim::Trace trace;
-  sim::UsbBoard board{"usb0", clock, trace};
+  sim::UsbBoard board{"usb0", timeline, trace};
   sim::Answer last;
 };

@@ -244,7 +244,7 @@ TEST_F(PcieCaptureTest, HeldRequestsStayPendingUntilTheyAreReleased) {
   Bytes buffer(512);
   Overlapped capture(captureWords(buffer, 1));
   start(Request::capture, capture);
-  while (now() < 10000) SwitchToThread();
+  kvexa::test::currentTimeline->sleep(10);
   board.boardRegister(0);
   EXPECT_TRUE(capture.isPending());
   expectFrames(buffer, 0);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sim/Machine.h"
+#include "tests/support/SimulatedTime.h"
 
 // An overlapped record with its event and its request.
 struct Overlapped {
@@ -20,7 +21,7 @@ struct Overlapped {
 
   bool isPending() const { return static_cast<const volatile OVERLAPPED&>(overlapped).Internal == 0x103; }
   bool isSignalled() const { return WaitForSingleObject(overlapped.hEvent, 0) == WAIT_OBJECT_0; }
-  void wait() const { WaitForSingleObject(overlapped.hEvent, INFINITE); }
+  void wait() const { kvexa::test::await(overlapped.hEvent); }
   std::uint32_t status() const { return words.front(); }
 
   std::vector<std::uint32_t> words;
@@ -100,4 +101,7 @@ class PcieFixture : public testing::Test {
 
   sim::Machine machine;
   sim::PcieBoard& board = machine.addPcieBoard();
+
+ private:
+  kvexa::test::TakesPart takesPart_{machine.timeline()};
 };

@@ -10,6 +10,7 @@
 #include "sim/Attachment.h"
 #include "sim/Machine.h"
 #include "tests/support/ExpectedTrace.h"
+#include "tests/support/SimulatedTime.h"
 
 namespace kvexa::test {
 
@@ -26,6 +27,7 @@ class MachineTest : public ::testing::Test {
 
  private:
   sim::Attachment attachment_{libraryModule(), machine};
+  TakesPart takesPart_{machine.timeline()};
 };
 
 class BoardTest : public MachineTest {

@@ -1,5 +1,4 @@
 // Ten thousand captures that are ended at a random moment.
-#include <thread>
 
 #include "tests/files/RandomSource.h"
 #include "tests/support/HandleCount.h"
@@ -50,7 +49,7 @@ class AbortStress : public EngineTest {
   void letRun(HANDLE first, HANDLE second) {
     if (random.below(2) == 0) return yield();
     const HANDLE signals[] = {first, second};
-    ASSERT_NE(static_cast<DWORD>(WAIT_TIMEOUT), WaitForMultipleObjects(2, signals, FALSE, 30000));
+    ASSERT_NE(static_cast<DWORD>(WAIT_TIMEOUT), awaitAny(signals));
   }
 
   void single(unsigned frames) {
@@ -97,7 +96,7 @@ class AbortStress : public EngineTest {
     lent = true;
     endEvent.reset();
     std::int32_t result = 1;
-    std::thread capture([&] {
+    Thread capture([&] {
       result = kVexaMultiShotStorage(&handle, frameBytes, ringSize, buffers.frame(0), timeout);
       endEvent.set();
     });
@@ -106,7 +105,7 @@ class AbortStress : public EngineTest {
     do {
       ++aborts;
       EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
-      SwitchToThread();
+      currentTimeline->sleep(1);  // the capture looks every 100 ms
     } while (!endEvent.isSet() && aborts < 1000000);
     capture.join();
     lent = false;

@@ -1,5 +1,4 @@
 // The abort by itself: its transfers, its result, and how long it waits.
-#include <thread>
 
 #include "tests/support/HandleCount.h"
 #include "tests/usb/EngineTest.h"
@@ -161,7 +160,7 @@ TEST_F(Abort, FromAnotherThread) {
   ASSERT_EQ(KVEXA_OK, startEndless(timeout));
   awaitHeld();
   std::int32_t result = 1;
-  std::thread([&] { result = kVexaAbortCapture(&handle); }).join();
+  Thread([&] { result = kVexaAbortCapture(&handle); }).join();
   EXPECT_EQ(KVEXA_OK, result);
   EXPECT_EQ(KVEXA_ABORTED, word);
 }

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <atomic>
 #include <optional>
-#include <thread>
 
 #include "tests/usb/FrameRing.h"
 
@@ -79,7 +78,7 @@ class CaptureAfterEnd : public EngineTest, public ::testing::WithParamInterface<
   }
 
   HANDLE last = nullptr;
-  std::optional<std::thread> next;
+  std::optional<Thread> next;
   std::int32_t result = KVEXA_FAILED;
   std::vector<std::uint8_t> frame = std::vector<std::uint8_t>(frameSize, mark);
   FrameRing nextRing{2, frameSize, mark};

@@ -1,7 +1,6 @@
 #include "tests/usb/CaptureWays.h"
 
 #include <algorithm>
-#include <thread>
 
 namespace kvexa::test {
 
@@ -109,7 +108,7 @@ CaptureWays::Run CaptureWays::storage() {
   bool aborted = false;
   calls.onSleep = [&, polls = 0U](DWORD milliseconds) mutable {
     if (milliseconds == 0 || ++polls != mostPolls) return;
-    std::thread([this] { kVexaAbortCapture(&handle); }).join();
+    Thread([this] { kVexaAbortCapture(&handle); }).join();
     aborted = true;
   };
   const auto start = kVexaMultiShotStorage(&handle, frameBytes, countedFrames, buffers->frame(0), timeout);

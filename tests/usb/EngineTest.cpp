@@ -10,8 +10,6 @@ namespace kvexa::test {
 
 namespace {
 
-constexpr DWORD longestWait = 30000;
-
 template <class Key>
 std::string nameIn(const std::vector<std::pair<Key, std::string>>& names, Key key) {
   for (const auto& [named, name] : names) {
@@ -25,7 +23,8 @@ std::string nameIn(const std::vector<std::pair<Key, std::string>>& names, Key ke
 Event::Event() : handle_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
 Event::~Event() { CloseHandle(handle_); }
 bool Event::isSet() const { return WaitForSingleObject(handle_, 0) == WAIT_OBJECT_0; }
-bool Event::await() const { return WaitForSingleObject(handle_, longestWait) == WAIT_OBJECT_0; }
+void Event::set() const { setEvent(handle_); }
+bool Event::await() const { return test::await(handle_); }
 
 void EngineTest::SetUp() {
   CaptureTest::SetUp();

@@ -21,7 +21,7 @@ class Event {
   Event& operator=(const Event&) = delete;
 
   HANDLE get() const { return handle_; }
-  void set() const { SetEvent(handle_); }
+  void set() const;
   void reset() const { ResetEvent(handle_); }
   bool isSet() const;
 

@@ -7,20 +7,20 @@
 #include <string>
 
 #include "sim/UsbDriver.h"
+#include "tests/support/SimulatedTime.h"
 
 namespace kvexa::test {
 
 namespace {
 
 constexpr std::uint32_t imagePipe = 2;
-constexpr DWORD longestWait = 30000;
 
 LibraryCalls* active = nullptr;
 
 // What the library's imports led to before.
 decltype(&::DeviceIoControl) deviceIoControl = nullptr;
 decltype(&::WaitForSingleObject) waitForSingleObject = nullptr;
-decltype(&::SetEvent) setEvent = nullptr;
+decltype(&::SetEvent) signalEvent = nullptr;
 decltype(&::OpenEventA) openEvent = nullptr;
 decltype(&::Sleep) sleepFor = nullptr;
 decltype(&::_beginthreadex) beginThread = nullptr;
@@ -64,7 +64,7 @@ struct LibraryCalls::Functions {
       SetLastError(ERROR_ACCESS_DENIED);
       return FALSE;
     }
-    return setEvent(event);
+    return signalEvent(event);
   }
 
   static HANDLE WINAPI open(DWORD access, BOOL inherit, LPCSTR name) {
@@ -102,7 +102,7 @@ LibraryCalls::LibraryCalls(HMODULE library) {
   const auto at = [](auto& function) { return reinterpret_cast<void**>(&function); };
   patch(library, "DeviceIoControl", reinterpret_cast<void*>(&Functions::control), at(deviceIoControl));
   patch(library, "WaitForSingleObject", reinterpret_cast<void*>(&Functions::wait), at(waitForSingleObject));
-  patch(library, "SetEvent", reinterpret_cast<void*>(&Functions::signal), at(setEvent));
+  patch(library, "SetEvent", reinterpret_cast<void*>(&Functions::signal), at(signalEvent));
   patch(library, "OpenEventA", reinterpret_cast<void*>(&Functions::open), at(openEvent));
   patch(library, "Sleep", reinterpret_cast<void*>(&Functions::sleep), at(sleepFor));
   patch(library, "_beginthreadex", reinterpret_cast<void*>(&Functions::begin), at(beginThread));
@@ -128,7 +128,7 @@ bool LibraryCalls::joinWorkers() {
   }
   bool ended = true;
   for (const HANDLE worker : workers) {
-    ended = WaitForSingleObject(worker, longestWait) == WAIT_OBJECT_0 && ended;
+    ended = await(worker) && ended;
     CloseHandle(worker);
   }
   return ended;

@@ -2,7 +2,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <thread>
 
 #include "tests/files/GuardedMemory.h"
 #include "tests/usb/EngineTest.h"
@@ -29,7 +28,7 @@ class Storage : public EngineTest {
   }
 
   void abortFromAnotherThread() {
-    std::thread([this] { abortResult = kVexaAbortCapture(&handle); }).join();
+    Thread([this] { abortResult = kVexaAbortCapture(&handle); }).join();
   }
 
   std::int32_t abortResult = 1;
