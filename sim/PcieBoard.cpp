@@ -151,9 +151,10 @@ ControlAnswer PcieBoard::control(const PcieShape& shape, const ControlRequest& r
   bool waits = false;
   ControlAnswer answer;
   {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    const std::optional<Fault> fault = faults_.nextRequest(lock);
     engine_.settle();
-    answer = meetRequest(shape, request);
+    answer = meetRequest(shape, request, fault);
     waits = engine_.pending() != 0;
   }
   waits ? thread_.serve() : thread_.wake();
@@ -185,8 +186,8 @@ ControlAnswer PcieBoard::refuse(const std::string& line, std::uint32_t error) {
   return {error, 0};
 }
 
-ControlAnswer PcieBoard::meetRequest(const PcieShape& shape, const ControlRequest& request) {
-  const std::optional<Fault> fault = faults_.nextRequest();
+ControlAnswer PcieBoard::meetRequest(const PcieShape& shape, const ControlRequest& request,
+                                     const std::optional<Fault>& fault) {
   if (meets(fault, Fault::Kind::unplug)) unplug();
   Words words(shape.words);
   std::memcpy(words.data(), request.in, words.size() * sizeof words[0]);

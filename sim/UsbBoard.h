@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -69,7 +70,7 @@ class UsbBoard {
                          std::uint8_t turned);
 
   template <class Request>
-  Answer meetFaults(std::uint32_t length, Request request);
+  Answer meetFaults(const std::optional<Fault>& fault, std::uint32_t length, Request request);
 
   mutable std::recursive_mutex mutex_;
   std::string name_;
