@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <mutex>
+#include <thread>
+#include <vector>
+
 namespace {
 
 using sim::Fault;
@@ -43,6 +47,52 @@ TEST(Faults, AreForgottenButTheCounterGoesOn) {
   EXPECT_FALSE(faults.acknowledgeIsHeld());
   EXPECT_FALSE(faults.framesAreHeld());
   EXPECT_EQ(faults.requestCount(), 2U);
+}
+
+TEST(Faults, HeldRequestGivesTheLockUpAndComesBackWithIt) {
+  Faults faults;
+  std::mutex mutex;
+  faults.at(2, {Fault::Kind::hold});
+  {
+    std::unique_lock lock(mutex);
+    EXPECT_FALSE(faults.nextRequest(lock));
+  }
+  bool isOver = false;
+  std::thread request([&] {
+    std::unique_lock lock(mutex);
+    EXPECT_FALSE(faults.nextRequest(lock));
+    EXPECT_TRUE(lock.owns_lock());
+    isOver = true;
+  });
+  faults.held().await();
+  {
+    // Others are served, and meet their own faults.
+    std::unique_lock lock(mutex);
+    EXPECT_FALSE(isOver);
+    EXPECT_EQ(faults.requestCount(), 2U);
+    faults.at(1, {Fault::Kind::refuse, 31});
+    EXPECT_EQ(faults.nextRequest(lock)->kind, Fault::Kind::refuse);
+  }
+  EXPECT_EQ(faults.held().count(), 1U);
+  faults.held().release();
+  request.join();
+  EXPECT_TRUE(isOver);
+  EXPECT_EQ(faults.held().count(), 0U);
+}
+
+TEST(Faults, ReleaseLetsThoseGoThatAreHeld) {
+  sim::HeldRequests held;
+  held.release();  // nobody
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) threads.emplace_back([&] { held.hold(); });
+  held.await(3);
+  held.release();
+  for (auto& thread : threads) thread.join();
+  std::thread later([&] { held.hold(); });
+  held.await();
+  EXPECT_EQ(held.count(), 1U);
+  held.release();
+  later.join();
 }
 
 }  // namespace
