@@ -61,8 +61,7 @@ PcieBoard& Machine::Inside::addPcieBoard() {
   const std::lock_guard lock(mutex_);
   PcieDriver* made = nullptr;
   addBoard(KVEXA_BOARD_PCIE, [&](std::string name) {
-    auto driver =
-        std::make_unique<PcieDriver>(std::move(name), PcieBoard::Machinery{timeline, trace, loans});
+    auto driver = std::make_unique<PcieDriver>(std::move(name), PcieBoard::Machinery{timeline, trace, loans});
     made = driver.get();
     pcieDrivers_.push_back(made);
     return driver;

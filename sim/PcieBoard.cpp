@@ -40,6 +40,7 @@ PcieBoard::PcieBoard(std::string name, const Machinery& machinery)
       trace_(machinery.trace),
       loans_(machinery.loans),
       sensor_(timeline_.clock()),
+      faults_(timeline_),
       registers_(timeline_.clock(), sensor_, faults_),
       engine_(timeline_.clock(), sensor_, registers_, [this](PendingRequest& request) {
         tell(name_ + " " + request.shape().name + " complete " +
@@ -142,9 +143,10 @@ ControlAnswer PcieBoard::control(const PcieShape& shape, const ControlRequest& r
   bool waits = false;
   ControlAnswer answer;
   {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    const std::optional<Fault> fault = faults_.nextRequest(lock);
     engine_.settle();
-    answer = meetRequest(shape, request);
+    answer = meetRequest(shape, request, fault);
     waits = engine_.pending() != 0;
   }
   timeline_.noteChange(this);
@@ -172,8 +174,8 @@ ControlAnswer PcieBoard::refuse(const std::string& line, std::uint32_t error) {
   return {error, 0};
 }
 
-ControlAnswer PcieBoard::meetRequest(const PcieShape& shape, const ControlRequest& request) {
-  const std::optional<Fault> fault = faults_.nextRequest();
+ControlAnswer PcieBoard::meetRequest(const PcieShape& shape, const ControlRequest& request,
+                                     const std::optional<Fault>& fault) {
   if (meets(fault, Fault::Kind::unplug)) unplug();
   Words words(shape.words);
   std::memcpy(words.data(), request.in, words.size() * sizeof words[0]);

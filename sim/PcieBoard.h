@@ -94,7 +94,8 @@ class PcieBoard : private Timeline::Source {
   void happen() override;
 
   ControlAnswer refuse(const std::string& line, std::uint32_t error);
-  ControlAnswer meetRequest(const PcieShape& shape, const ControlRequest& request);
+  ControlAnswer meetRequest(const PcieShape& shape, const ControlRequest& request,
+                            const std::optional<Fault>& fault);
   ControlAnswer complete(const std::string& line, const PcieShape& shape, const ControlRequest& request,
                          const std::optional<Fault>& fault);
   ControlAnswer start(const std::string& line, const PcieShape& shape, const ControlRequest& request,

@@ -49,8 +49,8 @@ class SimulatedPlatform : public Platform {
     if (driver == nullptr) return result(ERROR_INVALID_HANDLE);
     if (returned == nullptr && overlapped == nullptr) return result(ERROR_INVALID_PARAMETER);
     // The module waits for an event that it has made itself before it does anything else.
-    const bool isOwn = overlapped != nullptr &&
-                       machine_.resources.isOpen(Resources::Kind::event, overlapped->hEvent);
+    const bool isOwn =
+        overlapped != nullptr && machine_.resources.isOpen(Resources::Kind::event, overlapped->hEvent);
     if (isOwn) machine_.timeline.expectWait();
     const ControlAnswer answer = driver->control({code, in, inLength, out, outLength, overlapped});
     if (isOwn && answer.error != ERROR_IO_PENDING) machine_.timeline.expectNoWait();

@@ -1,9 +1,9 @@
 // Simulated time, and the one rule by which it moves.
 //
-// Threads take part in it, or they do not. Every worker of an attached module takes part, and so does a thread
-// of the program that says so. One that takes part either waits inside a wait that goes through here, or it is
-// running, however long that takes. Time moves only while nobody who takes part is running, and only to the
-// earliest moment at which something happens to somebody who waits. Then one thing happens, whoever it
+// Threads take part in it, or they do not. Every worker of an attached module takes part, and so does a
+// thread of the program that says so. One that takes part either waits inside a wait that goes through here,
+// or it is running, however long that takes. Time moves only while nobody who takes part is running, and only
+// to the earliest moment at which something happens to somebody who waits. Then one thing happens, whoever it
 // concerns is running again before anybody looks at the clock, and the question is asked anew.
 //
 // Whoever makes a waiting thread ready counts it as running before it lets it go, so there is no moment at
@@ -32,8 +32,8 @@ namespace sim {
 
 class Timeline {
  public:
-  // Something that happens by itself while time passes: a board. Called on any thread that moves the time, and
-  // with nothing of the timeline held.
+  // Something that happens by itself while time passes: a board. Called on any thread that moves the time,
+  // and with nothing of the timeline held.
   class Source {
    public:
     virtual ~Source() = default;
@@ -60,13 +60,13 @@ class Timeline {
 
   // ---- who takes part
 
-  // The calling thread takes part until it leaves. It must wait through here from now on: in any other wait it
-  // counts as running, and the time stands still.
+  // The calling thread takes part until it leaves. It must wait through here from now on: in any other wait
+  // it counts as running, and the time stands still.
   void enter();
   void leave();
 
-  // The thread takes part from now until it ends. `host` tells that it runs code whose calls do not go through
-  // here.
+  // The thread takes part from now until it ends. `host` tells that it runs code whose calls do not go
+  // through here.
   void adopt(HANDLE thread, DWORD identifier, bool host);
 
   bool takesPart() const;
@@ -81,7 +81,9 @@ class Timeline {
   // As WaitForMultipleObjects for any of the objects, in simulated time. An object that is signalled at the
   // moment at which the time is up counts.
   DWORD wait(std::span<const HANDLE> objects, DWORD milliseconds);
-  DWORD wait(HANDLE object, DWORD milliseconds = INFINITE) { return wait(std::span(&object, 1), milliseconds); }
+  DWORD wait(HANDLE object, DWORD milliseconds = INFINITE) {
+    return wait(std::span(&object, 1), milliseconds);
+  }
 
   void sleep(DWORD milliseconds);
 
@@ -102,8 +104,8 @@ class Timeline {
 
   // ---- changes
 
-  // Something has changed that a thread may wait for: requests that wait inside the board look again. Null: none
-  // of these need to.
+  // Something has changed that a thread may wait for: requests that wait inside the board look again. Null:
+  // none of these need to.
   void noteChange(const void* board);
 
   // Sets an event, or gives back a mutex, for which a thread may wait under the handle.

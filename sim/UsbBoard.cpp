@@ -23,9 +23,10 @@ UsbBoard::UsbBoard(std::string name, Timeline& timeline, Trace& trace)
       timeline_(timeline),
       trace_(trace),
       sensor_(timeline.clock()),
-      firmware_(
-          std::make_unique<UsbFirmware>(timeline.clock(), sensor_, faults_, commands_,
-                                        [this](std::optional<Microseconds> moment) { return waitUntil(moment); })) {}
+      faults_(timeline),
+      firmware_(std::make_unique<UsbFirmware>(
+          timeline.clock(), sensor_, faults_, commands_,
+          [this](std::optional<Microseconds> moment) { return waitUntil(moment); })) {}
 
 UsbBoard::~UsbBoard() = default;
 
@@ -97,8 +98,9 @@ Answer UsbBoard::transfer(std::uint32_t pipe, std::uint32_t timeout, std::uint8_
   Answer answer;
   bool changes = false;
   {
-    const std::lock_guard lock(mutex_);
-    answer = meetFaults(length, [&](std::uint32_t allowed, std::uint8_t turned) {
+    std::unique_lock lock(mutex_);
+    const std::optional<Fault> fault = faults_.nextRequest(lock);
+    answer = meetFaults(fault, length, [&](std::uint32_t allowed, std::uint8_t turned) {
       if (turned == 0 || data == nullptr) return firmware_->transfer(pipe, timeout, data, allowed);
       return corruptTransfer(pipe, timeout, {data, allowed}, turned);
     });
@@ -136,8 +138,9 @@ Answer UsbBoard::corruptTransfer(std::uint32_t pipe, std::uint32_t timeout, std:
 }
 
 Answer UsbBoard::descriptor(std::uint8_t* data, std::uint32_t length) {
-  const std::lock_guard lock(mutex_);
-  const Answer answer = meetFaults(length, [&](std::uint32_t allowed, std::uint8_t turned) -> Answer {
+  std::unique_lock lock(mutex_);
+  const std::optional<Fault> fault = faults_.nextRequest(lock);
+  const Answer answer = meetFaults(fault, length, [&](std::uint32_t allowed, std::uint8_t turned) -> Answer {
     std::vector<std::uint8_t> whole = UsbFirmware::descriptor();
     turnBits(whole, turned);
     const std::size_t count = std::min<std::size_t>(whole.size(), allowed);
@@ -149,11 +152,10 @@ Answer UsbBoard::descriptor(std::uint8_t* data, std::uint32_t length) {
   return answer;
 }
 
-// Counts the request and lets it meet its fault. `request` gets the bytes that it may move, and the bits to
+// Lets the request meet its fault. `request` gets the bytes that it may move, and the bits to
 // turn round in them.
 template <class Request>
-Answer UsbBoard::meetFaults(std::uint32_t length, Request request) {
-  const std::optional<Fault> fault = faults_.nextRequest();
+Answer UsbBoard::meetFaults(const std::optional<Fault>& fault, std::uint32_t length, Request request) {
   const auto meets = [&](Fault::Kind kind) { return fault && fault->kind == kind; };
   if (meets(Fault::Kind::unplug)) plugged_ = false;
   if (!plugged_) return {errorDeviceNotConnected, 0, false};

@@ -72,7 +72,7 @@ class UsbBoard {
   bool waitUntil(std::optional<Microseconds> moment);
 
   template <class Request>
-  Answer meetFaults(std::uint32_t length, Request request);
+  Answer meetFaults(const std::optional<Fault>& fault, std::uint32_t length, Request request);
 
   mutable std::recursive_mutex mutex_;
   std::string name_;

@@ -30,8 +30,7 @@ static_assert(sizeof(PipeRecord) == 12 && sizeof(DescriptorRecord) == 10);
 
 class UsbDriver : public Driver {
  public:
-  UsbDriver(std::string name, Timeline& timeline, Trace& trace)
-      : board_(std::move(name), timeline, trace) {}
+  UsbDriver(std::string name, Timeline& timeline, Trace& trace) : board_(std::move(name), timeline, trace) {}
 
   UsbBoard& board() { return board_; }
 

@@ -33,8 +33,7 @@ const std::map<std::uint16_t, std::uint16_t> powerUp = {
 
 }  // namespace
 
-UsbRegisters::UsbRegisters(const Clock& clock, Sensor& sensor, const Faults& faults,
-                           const Patience& patience)
+UsbRegisters::UsbRegisters(const Clock& clock, Sensor& sensor, const Faults& faults, const Patience& patience)
     : clock_(clock), sensor_(sensor), capture_(clock, sensor, faults, patience), registers_(powerUp) {
   configureCapture();
 }

@@ -7,6 +7,7 @@
 #include "frame/Dispatch.h"
 #include "pcie/BoardAccess.h"
 #include "pcie/Version.h"
+#include "usb/Boards.h"
 #include "usb/Version.h"
 
 namespace kvexa::frame {
@@ -28,15 +29,21 @@ std::int32_t open(std::uint32_t boardType, std::uint32_t boardIndex, BoardHandle
   OpenedBoard opened = openBoard(static_cast<BoardType>(boardType), boardIndex);
   if (opened.result != KVEXA_OK) return opened.result;
   *board = {opened.file.release(), boardType, boardIndex};
-  if (boardType == KVEXA_BOARD_PCIE) pcie::pcieBoardSlotSet(boardIndex, board->driverHandle);
+  if (boardType == KVEXA_BOARD_PCIE) {
+    pcie::pcieBoardSlotSet(boardIndex, board->driverHandle);
+  } else {
+    usb::rememberBoard(board->driverHandle);
+  }
   return KVEXA_OK;
 }
 
 std::int32_t close(BoardHandle* board) {
   if (board == nullptr) return KVEXA_BAD_ARGUMENT;
   const bool isBoard = board->boardType <= KVEXA_BOARD_PCIE;
-  const bool failed = isBoard && CloseHandle(board->driverHandle) == FALSE;
+  // Before it is closed: the next handle that is opened may be of the same number.
   if (board->boardType == KVEXA_BOARD_PCIE) pcie::pcieBoardSlotClear(board->boardIndex);
+  if (board->boardType == KVEXA_BOARD_USB) usb::forgetBoard(board->driverHandle);
+  const bool failed = isBoard && CloseHandle(board->driverHandle) == FALSE;
   board->driverHandle = nullptr;
   board->boardIndex = 0;
   return failed ? KVEXA_FAILED : KVEXA_OK;

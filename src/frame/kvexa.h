@@ -26,14 +26,29 @@
  *
  * Threads. "any thread" means that calls with different arguments may run at the same time. "one
  * thread a board" means that calls on one board must not overlap: the board keeps state between the
- * requests of one call. Single register transfers of USB boards take turns within the process, so that a
- * worker that stops its board does not cut into another thread's transfer.
+ * requests of one call. Calls on different boards may always run at the same time, and no board waits for
+ * another one. What boards share is named with the functions that it concerns: the abort of captures and the
+ * time-out that it remembers, the one array capture of a process, and the start of captures on PCIe boards.
+ *
+ * Single register transfers of one USB board take turns, so that a worker that stops its board does not cut
+ * into another thread's transfer, nor do transfers of two threads mix. A thread whose request hangs in the
+ * driver keeps its turn: other transfers on that board wait for it, without limit. Those that never wait for
+ * a turn serve to rescue the board: kVexaAbortCapture, kVexaRecovery, kVexaI2cRecovery and kVexaGetUsbStatus,
+ * and extended commands (kUsbExCmd, kVexaLocalReset, kVexaEp2Flash, kVexaWaitVSync, kVexaStatusClear,
+ * kVexaSetI2Cspeed) and kUsbGetData, which are single requests. They reach the driver at once, in the middle
+ * of a transfer too: while another thread transfers on the same board, a rescue can spoil that transfer, and
+ * that one the rescue. Callers keep kVexaAbortCapture apart from every other call on its board but the
+ * captures that it ends, which hand the pipes over to it: continuous, ring and storage captures that run.
+ * There are turns for the first 255 USB boards that are open at a time, opened by this load of the library.
  *
  * Ownership. The caller owns every record, buffer, event and result word that it passes; the library
  * keeps no pointer after the call unless the text says so. Output records stay untouched on failure
  * unless the text says otherwise. Files are named by zero-terminated strings in the ANSI code page.
  *
- * Blocking. A register transfer is a few driver requests of at most 1000 ms each.
+ * Blocking. A register transfer is a few driver requests of at most 1000 ms each; a PCIe board's driver has
+ * no time-out, so a request to it lasts as long as the driver takes. A request that hangs in the driver keeps
+ * its own thread, on either board. Every other wait of the library is limited by the caller's time-out or by
+ * a limit that the function's text names, or the text says that it has no limit.
  *
  * Unloading. FreeLibrary while a capture runs is safe: its worker keeps the library loaded, the capture goes
  * on, and the library goes when its last worker has ended. Buffers, events and result words stay the
@@ -337,7 +352,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaDevClose(BoardHandle* board);
  * words there, 0 transfers nothing): they move in chunks of 4096, all to the same register address, and
  * chunks that were moved before a failure stay done. Its further results:
  * KVEXA_DRIVER_3000, KVEXA_DRIVER_3001, KVEXA_FAILED for another driver status, KVEXA_BAD_ARGUMENT for
- * driver status 0x2000. Boards: both. One thread a board.
+ * driver status 0x2000. It waits for its driver to complete each chunk, without limit. Boards: both. One
+ * thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRegRead(const BoardHandle* board, uint32_t slave, uint32_t subAddress,
                                           uint32_t mode, uint32_t count, uint32_t* words);
@@ -504,7 +520,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaSetI2Cspeed(const BoardHandle* board, uint32_t
  * 1 to 255        the status that stayed through ten more readings; 0x60 after an error on the sensor
  *                 bus, or the first byte of the board's answer to the reset when that is not 0
  * KVEXA_REQUEST_FAILED  the status could not be read
- * Boards: USB; PCIe: KVEXA_OK. One thread a board.
+ * Waits for no turn: it reaches the driver while another thread's transfer on the board hangs there.
+ * Boards: USB; PCIe: KVEXA_OK. Any thread; see "Threads" above for a board on which a transfer is under way.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaRecovery(const BoardHandle* board);
 
@@ -515,8 +532,9 @@ KVEXA_API int32_t KVEXA_CALL kVexaI2cRecovery(const BoardHandle* board);
  * Reads the board's status block.
  *   block  out: KVEXA_STATUS_BLOCK_BYTES bytes; untouched when it could not be read
  * Returns the status, byte 4 of the block, 0 to 255 (0 idle, 0x60 error on the sensor bus), or
- * KVEXA_BAD_ARGUMENT when block is null. Boards: USB; PCIe: KVEXA_OK, block untouched. One thread a
- * board.
+ * KVEXA_BAD_ARGUMENT when block is null. Waits for no turn: it reaches the driver while another thread's
+ * transfer on the board hangs there. Boards: USB; PCIe: KVEXA_OK, block untouched. Any thread; see "Threads"
+ * above for a board on which a transfer is under way.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaGetUsbStatus(const BoardHandle* board, uint8_t* block);
 
@@ -783,8 +801,11 @@ KVEXA_API int32_t KVEXA_CALL kVexaAutoActualEx(const BoardHandle* board, AutoAct
  * register write that stops it, also when the frame did not come: fill the buffer with a mark before,
  * or compare frames, to tell. A PCIe board returns KVEXA_ABORTED, KVEXA_TIMED_OUT, KVEXA_DRIVER_1001,
  * KVEXA_DRIVER_3000, KVEXA_DRIVER_3001 or KVEXA_DRIVER_1004 as its driver reports; it excludes the start of
- * other captures on PCIe boards of the process, and its driver keeps the time-out. Blocks up to the
- * time-out and the register transfers. Boards: both. One thread a process on USB boards.
+ * other captures on PCIe boards of the process, and its driver keeps the time-out: the library waits without
+ * limit for the driver, and for other boards' starts and one-shots to be over. On a USB board it blocks up to
+ * the time-out and the register transfers. When another capture is ending on the USB board (see
+ * kVexaMultiShotCaptureEx), it waits for that one first, at most 5000 ms; an abort sends it on at once.
+ * Captures of other boards are not waited for. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaOneShotCapture(const BoardHandle* board, uint32_t frameBytes, void* buffer,
                                                  uint32_t timeout);
@@ -809,8 +830,9 @@ KVEXA_API int32_t KVEXA_CALL kVexaOneShotCapture(const BoardHandle* board, uint3
  *   KVEXA_OK         a frame is complete, or all of them are
  *   KVEXA_ABORTED    an endless capture with an end event was aborted
  * A counted capture that is complete sets the end event twice: with KVEXA_OK when the last frame is
- * there, and with KVEXA_BUSY when the worker has read its one frame more and is about to stop the board; a
- * USB capture that starts meanwhile waits until it is stopped.
+ * there, and with KVEXA_BUSY when the worker has read its one frame more and is about to stop the board. A
+ * capture that starts on the same USB board meanwhile waits until it is stopped, at most 5000 ms; then the
+ * stop can hit the new capture. kVexaAbortCapture, for any board, sends a start that waits on at once.
  * Buffer, events and result word stay the capture's until the worker has ended: wait for
  * kVexaAbortCapture, which is right after a complete capture too. One capture a process on USB boards.
  *
@@ -820,7 +842,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaOneShotCapture(const BoardHandle* board, uint3
  * when the worker had no resources or no end event. The frame event comes once more behind it. The start
  * returns KVEXA_BAD_ARGUMENT for a board index above 4 and for more bytes than the address space has.
  * A second start on a board without an abort runs beside the first one; the abort ends both.
- * The start blocks for its register transfers. Boards: both. One thread a board.
+ * The start blocks for its register transfers; on a PCIe board it returns at once, and its worker waits for
+ * other boards' starts and one-shots to be over, until it is aborted. Boards: both. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureEx(const BoardHandle* board, uint32_t frameBytes,
                                                      uint32_t frameCount, void* buffer, uint32_t timeout,
@@ -853,8 +876,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapture2(const BoardHandle* board, ui
  * The worker fills no buffer whose event is set: a late consumer loses frames on the board, never in a
  * buffer that it holds. kVexaAbortCapture ends it without waiting: both arrays, the buffers and the
  * result word stay the capture's until event n is set. Behind event n the worker still stops the board
- * with a few requests; a capture that starts meanwhile waits for them. Boards: USB; PCIe:
- * KVEXA_NOT_ON_PCIE. One capture a process.
+ * with a few requests; a capture that starts on the board meanwhile waits for them as behind a counted
+ * capture. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One thread a board, one capture a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureArratEx(const BoardHandle* board, uint32_t frameBytes,
                                                           uint32_t ringSize, void* const* buffers,
@@ -872,24 +895,30 @@ KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCaptureArratEx(const BoardHandle* boa
  * KVEXA_ABORTED       kVexaAbortCapture was called from another thread; no frame is read
  * Otherwise the result of the register write that stops the board, also when the frames did not come.
  * Waiting for the board to store the frames has no limit: a sensor that does not stream, or a board that
- * is pulled out, keeps the call waiting until another thread aborts it. Boards: USB; PCIe:
- * KVEXA_NOT_ON_PCIE. One capture a process.
+ * is pulled out, keeps the call waiting until another thread aborts it. Behind a capture that is ending on
+ * the board it waits as kVexaOneShotCapture does. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotStorage(const BoardHandle* board, uint32_t frameBytes,
                                                    uint32_t frameCount, void* buffer, uint32_t timeout);
 
 /*
- * Ends the continuous, ring or storage capture that runs, and stops the board. Also right when nothing
- * runs.
+ * Ends the continuous, ring and storage captures that run, on whichever USB board of the process, and stops
+ * the board. Also right when nothing runs.
  * Returns 0, or the bitwise OR of the results of the register writes that stop the board. Waits for the
- * worker of kVexaMultiShotCaptureEx, at most for the time-out last given to that function or to
- * kVexaOneShotCapture and half a second more; when a frame takes longer than that, the worker ends after
- * it. Ring and storage captures end by themselves at the next frame or poll.
- * A PCIe board: returns the result of the stop request, or KVEXA_FAILED when the handle is not that of an
- * open board with an index up to 4 (nothing is sent then). Ends the board's own captures and no other PCIe
- * board's, waits for their workers, and sends the stop also when none runs. USB captures of the process
- * end too.
- * Boards: both. Any thread.
+ * worker of the last kVexaMultiShotCaptureEx, whichever board it captures from, at most for the time-out last
+ * given to that function or to kVexaOneShotCapture (for any board) and 500 ms more; when a frame takes longer
+ * than that, the worker ends after it. Ring and storage captures end by themselves at the next frame or poll.
+ * Before its own requests the abort waits until such a capture of the board is done with the register
+ * transfer that it is at, at most 500 ms; one whose request hangs in the driver costs no more than that.
+ * Starts that wait for a capture to end go on at once. Waits for no other call: see "Threads" above for what
+ * to keep apart. A PCIe board: returns the result of the stop request, or KVEXA_FAILED when the handle is not
+ * that of an open board with an index up to 4 (nothing is sent then). Ends the board's own captures and no
+ * other PCIe board's, waits for their workers without limit, and sends the stop also when none runs. A worker
+ * gives the driver 1000 ms to complete the capture that was stopped, and the result word tells what the
+ * driver reports, KVEXA_OK unless it says otherwise; when the abort has returned, the driver writes into the
+ * buffer no more. Only a driver that has not completed the capture by then may still do so; the result word
+ * is KVEXA_ABORTED then. It also is when the driver had refused the capture, at once, and when the worker
+ * hears of a frame before it hears of the end. USB captures of the process end too. Boards: both. Any thread.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaAbortCapture(const BoardHandle* board);
 
@@ -899,13 +928,16 @@ KVEXA_API int32_t KVEXA_CALL kVexaAbortCapture(const BoardHandle* board);
  *   frameBytes, ringSize, buffers, timeout, events  as for kVexaMultiShotCaptureArratEx; timeout not 0
  *   resultWord  out: KVEXA_OK after a frame and after a normal end, KVEXA_TIMED_OUT when a frame did not
  *               come, KVEXA_BUSY when an event could not be tested or set; the last two end the capture
- * KVEXA_FAILED        an array capture runs already
+ * KVEXA_FAILED        an array capture runs already, on whichever board of the process, or another thread is
+ *                     just starting one
  * KVEXA_BAD_ARGUMENT  an argument is 0 or null
  * KVEXA_BUSY          the worker could not be created; nothing runs, the board is stopped
  * Otherwise the first result of the register transfers that is not 0; nothing runs then. Event n is set
  * when the worker has stopped capturing. Arrays, buffers and result word stay the capture's until
- * kVexaMultiShotCapArrayStop has returned 0 or event n is set. The start blocks for its register transfers.
- * Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One capture a process.
+ * kVexaMultiShotCapArrayStop has returned 0 or event n is set. The start blocks for its register transfers,
+ * and behind a capture that is ending on the board as kVexaOneShotCapture does. Boards: USB; PCIe:
+ * KVEXA_NOT_ON_PCIE. One thread a board, one array capture a process. A capture that has ended by itself
+ * counts as running until it is stopped.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapArrayStart(const BoardHandle* board, uint32_t frameBytes,
                                                          uint32_t ringSize, void* const* buffers,
@@ -913,12 +945,14 @@ KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapArrayStart(const BoardHandle* boar
                                                          int32_t* resultWord);
 
 /*
- * Ends the array capture, waits until the board has drained, and stops it. KVEXA_OK also when none runs.
+ * Ends the array capture, waits until the board has drained, and stops it. KVEXA_OK also when none runs, when
+ * another thread is just starting one, and when another thread stops it already. Use the handle of the board
+ * that captures: the worker is ended whichever board's it is, but it is this board that is stopped.
  * KVEXA_BUSY  the worker did not end within its time-out and two seconds; or the board did not drain
  *             within the capture's time-out, which is polled every 10 ms and whose last poll counts as too
  *             late: then the board is in mode 0 but not stopped. A time-out below 10 ms allows no poll.
- * Otherwise the first result of the register transfers that is not 0. Boards: USB; PCIe:
- * KVEXA_NOT_ON_PCIE. Any thread.
+ * Otherwise the first result of the register transfers that is not 0. The process may start another array
+ * capture as soon as this one's end has begun. Boards: USB; PCIe: KVEXA_NOT_ON_PCIE. One thread a board.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaMultiShotCapArrayStop(const BoardHandle* board);
 

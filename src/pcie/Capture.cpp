@@ -118,7 +118,7 @@ std::int32_t abortCapture(HANDLE driver) {
   sendCancelInterval(driver);
   const std::int32_t result = sendStop(driver);
   while (const auto work = board.nextAborted()) {
-    work->wakeAborted();
+    work->wakeAborted(result != KVEXA_REQUEST_FAILED);
     work->waitForEnd(INFINITE);
   }
   return result;

@@ -13,6 +13,9 @@ namespace {
 // A result beside the driver's own: the capture request is under way.
 constexpr std::int32_t underWay = 1;
 
+// So long a worker that was aborted waits for the driver to be done with the caller's buffer.
+constexpr DWORD completionLimit = 1000;  // milliseconds
+
 void signal(HANDLE event) {
   if (event != nullptr) SetEvent(event);
 }
@@ -22,6 +25,13 @@ void signal(HANDLE event) {
 struct MultiShotWork::Requests {
   PendingPointer<CaptureRecord> capture;
   PendingPointer<IntervalRecord> interval;
+  bool isGivenUp = false;  // the time in which the capture should have completed has passed
+
+  bool mayWrite() const { return !isGivenUp && capture->mayComplete(); }
+
+  std::int32_t outcome() const {
+    return captureEndStatus.resultOf(static_cast<volatile Word&>(capture->record.status));
+  }
 };
 
 void MultiShotWork::run() { finish(capture()); }
@@ -37,6 +47,9 @@ std::int32_t MultiShotWork::capture() {
   const std::int32_t outcome = awaitEnd(requests);
   sendCancelInterval(options_.driver);
   sendStop(options_.driver);
+  // While the request is pending the driver may write into the buffer, which is the caller's again when this
+  // thread has ended.
+  if (requests.mayWrite()) requests.capture->wait(completionLimit);
   return outcome;
 }
 
@@ -78,14 +91,21 @@ std::int32_t MultiShotWork::awaitEnd(Requests& requests) {
   constexpr DWORD intervalPassed = WAIT_OBJECT_0 + 1;
   while (!aborted_.load()) {
     const DWORD object = WaitForMultipleObjects(notifies ? 3 : 2, objects.data(), FALSE, INFINITE);
-    if (object == captureEnded) {
-      return captureEndStatus.resultOf(static_cast<volatile Word&>(requests.capture->record.status));
-    }
-    if (!notifies || object != intervalPassed) return KVEXA_ABORTED;
+    if (object == captureEnded) return requests.outcome();
+    if (!notifies || object != intervalPassed) return endOfAborted(requests);
     signal(options_.frameEvent);
     requests.interval->resetEvent();
     armInterval(requests);
   }
+  return KVEXA_ABORTED;
+}
+
+// The stop completes the capture, which then tells its own end. A capture that the driver refused has none,
+// and one whose stop it refused comes to its end when the worker itself stops the board.
+std::int32_t MultiShotWork::endOfAborted(Requests& requests) const {
+  if (!stopped_.load() || !requests.capture->isAccepted()) return KVEXA_ABORTED;
+  if (requests.capture->wait(completionLimit)) return requests.outcome();
+  requests.isGivenUp = true;
   return KVEXA_ABORTED;
 }
 

@@ -34,10 +34,13 @@ class MultiShotWork : public win32::Work {
   void run() override;
 
   // The abort comes in two parts, around the requests that stop the board: so a capture that the stop
-  // completes can still tell its own end.
+  // completes can still tell its own end. `stopped` says that the driver took the stop.
   void markAborted() { aborted_.store(true); }
   bool isAborted() const { return aborted_.load(); }
-  void wakeAborted() { SetEvent(abortEvent_.get()); }
+  void wakeAborted(bool stopped) {
+    if (stopped) stopped_.store(true);
+    SetEvent(abortEvent_.get());
+  }
 
   // The worker before this one on the same board; for the board's slot.
   win32::Shared<MultiShotWork> earlier;
@@ -48,12 +51,14 @@ class MultiShotWork : public win32::Work {
   std::int32_t capture();
   std::int32_t start(Requests& requests);
   std::int32_t awaitEnd(Requests& requests);
+  std::int32_t endOfAborted(Requests& requests) const;
   void armInterval(Requests& requests) const;
   void finish(std::int32_t outcome) const;
 
   const MultiShotOptions options_;
   const win32::OwnedObject abortEvent_;
   std::atomic<bool> aborted_{false};
+  std::atomic<bool> stopped_{false};
 };
 
 }  // namespace kvexa::pcie

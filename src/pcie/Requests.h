@@ -59,6 +59,9 @@ class PendingBase {
   HANDLE event() const { return completion_.event(); }
   void resetEvent() { completion_.reset(); }
 
+  // Whether the driver took the request.
+  bool isAccepted() const { return accepted_; }
+
   // Whether the driver may still write to the record.
   bool mayComplete() const;
 

@@ -69,9 +69,45 @@ class ArrayWork : public win32::Work {
   std::atomic<bool> running_{true};
 };
 
-// The array capture that runs; at most one in the process.
-win32::Lock runningLock;
-win32::Shared<ArrayWork> runningWork;
+// The array capture that runs; at most one in the process. No lock is held while a start sets its board up or
+// a stop waits, so neither holds up the other boards.
+class RunningArray {
+ public:
+  // False when a capture runs, or another start is setting one up.
+  bool reserve() {
+    const win32::LockGuard guard(lock_);
+    if (isReserved_) return false;
+    return isReserved_ = true;
+  }
+
+  // The start that has reserved did not come to its end.
+  void release() {
+    const win32::LockGuard guard(lock_);
+    isReserved_ = false;
+  }
+
+  // Under the lock, so that a stop finds the worker either not at all or running.
+  bool start(win32::Shared<ArrayWork> work) {
+    const win32::LockGuard guard(lock_);
+    if (!win32::startWorker(work)) return false;
+    work_ = std::move(work);
+    return true;
+  }
+
+  // The capture that runs, which from then on does not; null when there is none yet.
+  win32::Shared<ArrayWork> take() {
+    const win32::LockGuard guard(lock_);
+    if (work_) isReserved_ = false;
+    return std::move(work_);
+  }
+
+ private:
+  win32::Lock lock_;
+  win32::Shared<ArrayWork> work_;
+  bool isReserved_ = false;
+};
+
+RunningArray runningArray;
 
 // The first result that is not KVEXA_OK ends the steps and is returned.
 template <class... Steps>
@@ -103,6 +139,22 @@ std::int32_t awaitDrain(HANDLE driver, std::uint32_t timeout) {
   return KVEXA_BUSY;
 }
 
+std::int32_t setUpAndStart(const ArrayOptions& options) {
+  const HANDLE driver = options.driver;
+  auto work = win32::makeShared<ArrayWork>(options);
+  if (!work) return KVEXA_BUSY;
+  awaitEndingCapture(driver, win32::AbortWatch());
+  const std::int32_t setUp = inTurn(
+      [&] { return pulseHold(driver); }, [&] { return writeRegister(driver, Register::storageStatus, 0); },
+      [&] { return writeRegister(driver, Register::captureMode, captureContinuous); });
+  if (setUp != KVEXA_OK) return setUp;
+  std::for_each_n(options.events, options.buffers.size() + 1, ResetEvent);
+  if (runningArray.start(std::move(work))) return KVEXA_OK;
+  writeRegister(driver, Register::captureMode, captureStopped);
+  stopBoard(driver);
+  return KVEXA_BUSY;
+}
+
 }  // namespace
 
 std::int32_t startArray(HANDLE driver, std::uint32_t frameBytes, std::uint32_t ringSize, void* const* buffers,
@@ -111,29 +163,15 @@ std::int32_t startArray(HANDLE driver, std::uint32_t frameBytes, std::uint32_t r
       resultWord == nullptr) {
     return KVEXA_BAD_ARGUMENT;
   }
-  const win32::LockGuard guard(runningLock);
-  if (runningWork) return KVEXA_FAILED;
-  auto work = win32::makeShared<ArrayWork>(ArrayOptions{driver, frameBytes, std::span(buffers, ringSize),
-                                                        timeout, events, win32::ResultWord(resultWord)});
-  if (!work) return KVEXA_BUSY;
-  awaitEndingCapture();
-  const std::int32_t setUp = inTurn(
-      [&] { return pulseHold(driver); }, [&] { return writeRegister(driver, Register::storageStatus, 0); },
-      [&] { return writeRegister(driver, Register::captureMode, captureContinuous); });
-  if (setUp != KVEXA_OK) return setUp;
-  std::for_each_n(events, std::size_t{ringSize} + 1, ResetEvent);
-  if (!win32::startWorker(work)) {
-    writeRegister(driver, Register::captureMode, captureStopped);
-    stopBoard(driver);
-    return KVEXA_BUSY;
-  }
-  runningWork = std::move(work);
-  return KVEXA_OK;
+  if (!runningArray.reserve()) return KVEXA_FAILED;
+  const std::int32_t result = setUpAndStart(
+      {driver, frameBytes, std::span(buffers, ringSize), timeout, events, win32::ResultWord(resultWord)});
+  if (result != KVEXA_OK) runningArray.release();
+  return result;
 }
 
 std::int32_t stopArray(HANDLE driver) {
-  const win32::LockGuard guard(runningLock);
-  const win32::Shared<ArrayWork> work = std::move(runningWork);
+  const win32::Shared<ArrayWork> work = runningArray.take();
   if (!work) return KVEXA_OK;
   work->stop();
   const std::uint64_t patience = std::uint64_t{work->timeout()} + stopGrace;

@@ -15,9 +15,9 @@ constexpr std::uint32_t storageBytes = 0x2000000;  // the board's memory
 constexpr DWORD storagePollInterval = 100;         // milliseconds
 
 // False when an abort ended the waiting.
-bool awaitStoredFrames(HANDLE driver, const win32::AbortWatch& abort) {
+bool awaitStoredFrames(Link link, const win32::AbortWatch& abort) {
   for (std::uint32_t ready = 0; !abort.isRaised(); Sleep(storagePollInterval)) {
-    readRegister(driver, Register::storageStatus, ready);
+    readRegister(link, Register::storageStatus, ready);
     if (ready != 0) return true;
   }
   return false;
@@ -27,7 +27,7 @@ bool awaitStoredFrames(HANDLE driver, const win32::AbortWatch& abort) {
 
 std::int32_t oneShotCapture(HANDLE driver, std::uint32_t frameBytes, void* buffer, std::uint32_t timeout) {
   if (frameBytes == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
-  awaitEndingCapture();
+  awaitEndingCapture(driver, win32::AbortWatch());
   holdAndFlush(driver);
   writeRegister(driver, Register::storageStatus, 0);
   writeRegister(driver, Register::bufferSize, bufferTop - frameBytes / bufferUnitBytes);
@@ -41,20 +41,21 @@ std::int32_t oneShotCapture(HANDLE driver, std::uint32_t frameBytes, void* buffe
 std::int32_t storageCapture(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
                             std::uint32_t timeout) {
   const win32::AbortWatch abort;
-  awaitEndingCapture();
-  holdAndFlush(driver);
+  const Link link(driver, Link::Manner::handsOver);
+  awaitEndingCapture(driver, abort);
+  holdAndFlush(link);
   if (frameBytes == 0 || frameCount == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
   const std::uint64_t total = std::uint64_t{frameBytes} * frameCount;
   if (total / bufferUnitBytes * bufferUnitBytes > storageBytes) return KVEXA_TOO_LARGE;
 
-  writeRegister(driver, Register::bufferSize, sequenceBufferSize(total));
-  release(driver);
-  writeRegister(driver, Register::storageStatus, 0);
-  writeRegister(driver, Register::captureMode, captureContinuous);
-  const bool stored = awaitStoredFrames(driver, abort);
+  writeRegister(link, Register::bufferSize, sequenceBufferSize(total));
+  release(link);
+  writeRegister(link, Register::storageStatus, 0);
+  writeRegister(link, Register::captureMode, captureContinuous);
+  const bool stored = awaitStoredFrames(link, abort);
   if (stored) readFrame(driver, static_cast<std::uint32_t>(total), buffer, timeout);
-  writeRegister(driver, Register::captureMode, captureStopped);
-  const std::int32_t stopped = stopBoard(driver);
+  writeRegister(link, Register::captureMode, captureStopped);
+  const std::int32_t stopped = stopBoard(link);
   // The stop's last register result, also when the frames did not come. That is intended.
   return stored ? stopped : KVEXA_ABORTED;
 }

@@ -7,7 +7,6 @@
 #include "usb/PolledRegisters.h"
 #include "usb/TargetWords.h"
 #include "usb/Transport.h"
-#include "win32/Lock.h"
 
 namespace kvexa::usb {
 
@@ -18,17 +17,15 @@ constexpr std::uint32_t sequenceBufferTop = 65534;
 
 std::atomic<std::uint32_t> rememberedTimeout{0};
 
-win32::Lock endingCapture;
-
 struct Change {
   std::int32_t readResult;
   std::int32_t writeResult;
 };
 
-Change changeCaptureControl(HANDLE driver, std::uint32_t set, std::uint32_t clear) {
+Change changeCaptureControl(Link link, std::uint32_t set, std::uint32_t clear) {
   std::uint32_t value = 0;
-  const std::int32_t readResult = readRegister(driver, Register::captureControl, value);
-  return {readResult, writeRegister(driver, Register::captureControl, (value & ~clear) | set)};
+  const std::int32_t readResult = readRegister(link, Register::captureControl, value);
+  return {readResult, writeRegister(link, Register::captureControl, (value & ~clear) | set)};
 }
 
 std::int32_t strict(const Change& change) {
@@ -37,23 +34,23 @@ std::int32_t strict(const Change& change) {
 
 }  // namespace
 
-std::int32_t hold(HANDLE driver) { return changeCaptureControl(driver, captureHeld, 0).writeResult; }
+std::int32_t hold(Link link) { return changeCaptureControl(link, captureHeld, 0).writeResult; }
 
-std::int32_t release(HANDLE driver) { return changeCaptureControl(driver, 0, captureHeld).writeResult; }
+std::int32_t release(Link link) { return changeCaptureControl(link, 0, captureHeld).writeResult; }
 
-std::int32_t holdStrictly(HANDLE driver) { return strict(changeCaptureControl(driver, captureHeld, 0)); }
+std::int32_t holdStrictly(Link link) { return strict(changeCaptureControl(link, captureHeld, 0)); }
 
-std::int32_t releaseStrictly(HANDLE driver) { return strict(changeCaptureControl(driver, 0, captureHeld)); }
+std::int32_t releaseStrictly(Link link) { return strict(changeCaptureControl(link, 0, captureHeld)); }
 
-std::int32_t holdAndFlush(HANDLE driver) {
-  const std::int32_t result = hold(driver);
-  flushImagePipe(driver);
+std::int32_t holdAndFlush(Link link) {
+  const std::int32_t result = hold(link);
+  flushImagePipe(link.driver());
   return result;
 }
 
-std::int32_t stopBoard(HANDLE driver) {
-  writeTarget(driver, Target::status, 0);
-  return holdAndFlush(driver);
+std::int32_t stopBoard(Link link) {
+  writeTarget(link, Target::status, 0);
+  return holdAndFlush(link);
 }
 
 std::uint32_t sequenceBufferSize(std::uint64_t bytes) {
@@ -69,15 +66,18 @@ std::int32_t readFrame(HANDLE driver, std::uint32_t frameBytes, void* buffer, st
 }
 
 EndingCapture::~EndingCapture() {
-  if (hasBegun_) endingCapture.give();
+  if (hasBegun_ && board_) board_->endings.end();
 }
 
 void EndingCapture::begin() {
-  if (!hasBegun_) endingCapture.take();
+  if (!hasBegun_ && board_) board_->endings.begin();
   hasBegun_ = true;
 }
 
-void awaitEndingCapture() { const win32::LockGuard guard(endingCapture); }
+void awaitEndingCapture(HANDLE driver, const win32::AbortWatch& abort) {
+  const BoardUse board(driver);
+  if (board) board->endings.await(abort, endingCaptureLimit);
+}
 
 void rememberAbortTimeout(std::uint32_t timeout) { rememberedTimeout.store(timeout); }
 

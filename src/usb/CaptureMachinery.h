@@ -5,22 +5,26 @@
 
 #include <cstdint>
 
+#include "usb/Boards.h"
+#include "usb/Link.h"
+#include "win32/AbortSignal.h"
+
 namespace kvexa::usb {
 
 // Holds the capture, or lets it run. The result is the register write's; a register that could not be
 // read counts as 0.
-std::int32_t hold(HANDLE driver);
-std::int32_t release(HANDLE driver);
+std::int32_t hold(Link link);
+std::int32_t release(Link link);
 
 // 0 when the read and the write succeeded, else the first result that is not.
-std::int32_t holdStrictly(HANDLE driver);
-std::int32_t releaseStrictly(HANDLE driver);
+std::int32_t holdStrictly(Link link);
+std::int32_t releaseStrictly(Link link);
 
-std::int32_t holdAndFlush(HANDLE driver);
+std::int32_t holdAndFlush(Link link);
 
 // Stops the transfer engine, holds the capture and empties the image pipe. The result is that of the
 // last register write.
-std::int32_t stopBoard(HANDLE driver);
+std::int32_t stopBoard(Link link);
 
 // The value of the buffer-size register for captures of that many bytes in sequence.
 std::uint32_t sequenceBufferSize(std::uint64_t bytes);
@@ -29,21 +33,25 @@ std::uint32_t sequenceBufferSize(std::uint64_t bytes);
 std::int32_t readFrame(HANDLE driver, std::uint32_t frameBytes, void* buffer, std::uint32_t timeout);
 
 // A worker tells its end before it stops the board. A capture that starts on that event must not be hit by
-// the stop, so each begins by waiting for the one that is ending.
+// the stop, so each begins by waiting for the one that is ending on its board.
 class EndingCapture {
  public:
-  EndingCapture() = default;
+  explicit EndingCapture(HANDLE driver) : board_(driver) {}
   ~EndingCapture();
   EndingCapture(const EndingCapture&) = delete;
   EndingCapture& operator=(const EndingCapture&) = delete;
 
-  // From here until the object goes, captures that start wait.
+  // From here until the object goes, captures that start on the board wait.
   void begin();
 
  private:
+  BoardUse board_;
   bool hasBegun_ = false;
 };
-void awaitEndingCapture();
+
+// An abort since the watch was taken sends the start on, and so does this time.
+constexpr DWORD endingCaptureLimit = 5000;  // milliseconds
+void awaitEndingCapture(HANDLE driver, const win32::AbortWatch& abort);
 
 // The time that an abort waits for a worker: the time-out of the last one-shot or continuous capture.
 void rememberAbortTimeout(std::uint32_t timeout);

@@ -1,21 +1,55 @@
-// Turns at the command pipes.
+// Turns at the command pipes of a board.
 #pragma once
 
-#include "win32/Lock.h"
+#include <windows.h>
+
+#include "usb/Boards.h"
+#include "usb/Link.h"
 
 namespace kvexa::usb {
 
+// So long an abort and a capture that it ends wait for each other's requests.
+constexpr DWORD handOverLimit = 500;  // milliseconds
+
 // A register transfer is several requests that belong together, and a worker that stops the board must
-// not cut into a caller's transfer: whoever holds a turn has the command pipes for himself. Image data
-// have a pipe of their own and need none.
+// not cut into a caller's transfer: whoever holds a turn has the board's command pipes for himself. Image
+// data have a pipe of their own and need none.
 class CommandTurn {
  public:
-  CommandTurn() : guard_(lock_) {}
+  explicit CommandTurn(const Link& link);
+  ~CommandTurn();
+  CommandTurn(const CommandTurn&) = delete;
+  CommandTurn& operator=(const CommandTurn&) = delete;
+
+  // For the requests of the turn, and for transfers that are part of this one.
+  Link link() const { return {driver_, Link::Manner::withoutTurns}; }
+  HANDLE driver() const { return driver_; }
 
  private:
-  inline static win32::Lock lock_;
+  HANDLE driver_;
+  BoardUse board_;
+  bool isHandedOver_ = false;
+};
 
-  win32::LockGuard guard_;
+// The transfers of an abort: no capture that it ends cuts into them, unless that one does not hand over
+// within the limit. Transfers of other callers do, and do not hold it up.
+class AbortTurn {
+ public:
+  explicit AbortTurn(HANDLE driver) : driver_(driver), board_(driver) {
+    isHandedOver_ = board_ && board_->handOver.take(handOverLimit);
+  }
+  ~AbortTurn() {
+    if (isHandedOver_) board_->handOver.give();
+  }
+  AbortTurn(const AbortTurn&) = delete;
+  AbortTurn& operator=(const AbortTurn&) = delete;
+
+  Link link() const { return {driver_, Link::Manner::withoutTurns}; }
+
+ private:
+  HANDLE driver_;
+  BoardUse board_;
+  bool isHandedOver_ = false;
 };
 
 }  // namespace kvexa::usb

@@ -7,6 +7,7 @@
 
 #include "kvexa.h"
 #include "usb/CaptureMachinery.h"
+#include "usb/CommandTurn.h"
 #include "usb/Commands.h"
 #include "usb/PolledRegisters.h"
 #include "usb/Status.h"
@@ -38,10 +39,13 @@ void signal(HANDLE event) {
   if (event != nullptr) SetEvent(event);
 }
 
-void stopAfterSequence(HANDLE driver) {
-  writeRegister(driver, Register::captureMode, captureSingle);
-  stopBoard(driver);
+void stopAfterSequence(Link link) {
+  writeRegister(link, Register::captureMode, captureSingle);
+  stopBoard(link);
 }
+
+// An abort may be under way on the board.
+void stopOnWorker(HANDLE driver) { stopAfterSequence({driver, Link::Manner::handsOver}); }
 
 // The worker of the continuous capture that runs, for the abort to wait for.
 class RunningWorker {
@@ -118,7 +122,7 @@ class ContinuousWork : public win32::Work {
     const std::size_t stride = options_.frameBytes / 4 * 4;
     std::uint8_t* destination = options_.buffer;
     std::uint32_t frames = 0;
-    EndingCapture ending;
+    EndingCapture ending(options_.driver);
     // When the n-th frame has come there is one pass more, into the area behind the n frames. Intended.
     while (!isStopped() || frames == options_.frameCount) {
       read(destination);
@@ -137,7 +141,7 @@ class ContinuousWork : public win32::Work {
     ending.begin();
     options_.result.set(KVEXA_BUSY);
     signal(options_.endEvent);
-    stopAfterSequence(options_.driver);
+    stopOnWorker(options_.driver);
   }
 
   const ContinuousOptions options_;
@@ -169,11 +173,11 @@ class RingWork : public win32::Work {
         i = (i + 1) % buffers_.size();
       }
     }
-    EndingCapture ending;
+    EndingCapture ending(driver_);
     ending.begin();
     result_.set(KVEXA_ABORTED);
     SetEvent(events_[buffers_.size()]);
-    stopAfterSequence(driver_);
+    stopOnWorker(driver_);
   }
 
  private:
@@ -187,8 +191,8 @@ class RingWork : public win32::Work {
 };
 
 // KVEXA_REQUEST_FAILED when one of the transfers failed.
-std::int32_t setUpSequence(HANDLE driver, std::uint64_t bytes) {
-  awaitEndingCapture();
+std::int32_t setUpSequence(HANDLE driver, const win32::AbortWatch& abort, std::uint64_t bytes) {
+  awaitEndingCapture(driver, abort);
   const std::int32_t held = holdStrictly(driver);
   flushImagePipe(driver);
   const std::int32_t armed = writeRegister(driver, Register::storageStatus, 0);
@@ -214,9 +218,11 @@ std::int32_t startContinuous(HANDLE driver, std::uint32_t frameBytes, std::uint3
   if (frameBytes == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
   const ContinuousOptions options{driver,  frameBytes, frameCount, static_cast<std::uint8_t*>(buffer),
                                   timeout, frameEvent, endEvent,   win32::ResultWord(resultWord)};
-  const auto work = win32::makeShared<ContinuousWork>(options, win32::AbortWatch());
+  const win32::AbortWatch abort;
+  const auto work = win32::makeShared<ContinuousWork>(options, abort);
   if (!work) return KVEXA_BUSY;
-  const std::int32_t setUp = setUpSequence(driver, std::uint64_t{frameBytes} * std::max(frameCount, 1U));
+  const std::int32_t setUp =
+      setUpSequence(driver, abort, std::uint64_t{frameBytes} * std::max(frameCount, 1U));
   if (setUp != KVEXA_OK) return setUp;
   for (const HANDLE event : {frameEvent, endEvent}) {
     if (event != nullptr) ResetEvent(event);
@@ -227,10 +233,11 @@ std::int32_t startContinuous(HANDLE driver, std::uint32_t frameBytes, std::uint3
 std::int32_t startRing(HANDLE driver, std::uint32_t frameBytes, std::uint32_t ringSize, void* const* buffers,
                        std::uint32_t timeout, const HANDLE* events, std::int32_t* resultWord) {
   if (frameBytes == 0 || ringSize == 0 || buffers == nullptr || events == nullptr) return KVEXA_BAD_ARGUMENT;
+  const win32::AbortWatch abort;
   const auto work = win32::makeShared<RingWork>(driver, frameBytes, std::span(buffers, ringSize), timeout,
-                                                events, win32::ResultWord(resultWord), win32::AbortWatch());
+                                                events, win32::ResultWord(resultWord), abort);
   if (!work) return KVEXA_BUSY;
-  const std::int32_t setUp = setUpSequence(driver, std::uint64_t{frameBytes} * ringSize);
+  const std::int32_t setUp = setUpSequence(driver, abort, std::uint64_t{frameBytes} * ringSize);
   if (setUp != KVEXA_OK) return setUp;
   std::for_each_n(events, std::size_t{ringSize} + 1, ResetEvent);
   return startedOrStopped(driver, win32::startWorker(work));
@@ -241,10 +248,11 @@ std::int32_t abortCapture(HANDLE driver) {
     const std::uint64_t patience = std::uint64_t{abortTimeout()} + abortGrace;
     worker->waitForEnd(static_cast<DWORD>(std::min<std::uint64_t>(patience, INFINITE - 1)));
   }
-  const std::int32_t stopped = writeRegister(driver, Register::captureMode, captureStopped);
+  const AbortTurn turn(driver);
+  const std::int32_t stopped = writeRegister(turn.link(), Register::captureMode, captureStopped);
   if (stopped != KVEXA_OK) return stopped;
-  const std::int32_t engine = writeTarget(driver, Target::status, 0);
-  const std::int32_t held = hold(driver);
+  const std::int32_t engine = writeTarget(turn.link(), Target::status, 0);
+  const std::int32_t held = hold(turn.link());
   checkStatus(driver);
   flushImagePipe(driver);
   checkStatus(driver);

@@ -55,15 +55,15 @@ RegisterAddress boardAddress(Target target) {
   return {KVEXA_SLAVE7_SUB8, boardTarget, static_cast<std::uint32_t>(target)};
 }
 
-std::int32_t selectRegister(HANDLE driver, std::uint32_t address) {
-  return writeTargetPolled(driver, Target::addressPort, address);
+std::int32_t selectRegister(Link link, std::uint32_t address) {
+  return writeTargetPolled(link, Target::addressPort, address);
 }
 
 }  // namespace
 
-std::int32_t writePolled(HANDLE driver, const RegisterAddress& address, std::uint32_t count,
+std::int32_t writePolled(Link link, const RegisterAddress& address, std::uint32_t count,
                          const std::uint32_t* words) {
-  const CommandTurn turn;
+  const CommandTurn turn(link);
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const auto header = buildHeader(Framing::prefixed, Direction::write, address, count);
   if (!header) return KVEXA_BAD_ARGUMENT;
@@ -72,61 +72,60 @@ std::int32_t writePolled(HANDLE driver, const RegisterAddress& address, std::uin
   std::ranges::copy(header->whole(), packet.all().begin());
   packWords(address.slave, words, packet.all().subspan(header->used, count));
 
-  std::int32_t result = send(driver, Pipe::command, packet.all());
-  if (result == KVEXA_OK) result = pollAfterWrite(driver);
-  if (result != KVEXA_OK) checkStatus(driver);
+  std::int32_t result = send(link.driver(), Pipe::command, packet.all());
+  if (result == KVEXA_OK) result = pollAfterWrite(link.driver());
+  if (result != KVEXA_OK) checkStatus(link.driver());
   return result;
 }
 
-std::int32_t readPolled(HANDLE driver, const RegisterAddress& address, std::uint32_t count,
+std::int32_t readPolled(Link link, const RegisterAddress& address, std::uint32_t count,
                         std::uint32_t* words) {
-  const CommandTurn turn;
+  const CommandTurn turn(link);
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const auto header = buildHeader(Framing::prefixed, Direction::read, address, count);
   if (!header) return KVEXA_BAD_ARGUMENT;
   ByteBuffer answer(header->total + count);
   if (!answer) return KVEXA_TOO_LARGE;
 
-  const std::int32_t result = requestAndReceive(driver, *header, answer.all());
+  const std::int32_t result = requestAndReceive(link.driver(), *header, answer.all());
   if (result == KVEXA_OK) {
     unpackWords(address.slave, answer.all().subspan(header->total), words);
   } else {
-    checkStatus(driver);
+    checkStatus(link.driver());
   }
   return result;
 }
 
-std::int32_t fpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t count, std::uint32_t* words) {
-  const CommandTurn turn;
+std::int32_t fpgaRead(Link link, std::uint32_t address, std::uint32_t count, std::uint32_t* words) {
+  const CommandTurn turn(link);
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
-  const std::int32_t selected = selectRegister(driver, address);
+  const std::int32_t selected = selectRegister(turn.link(), address);
   if (selected != KVEXA_OK) return selected;
-  return readPolled(driver, boardAddress(Target::dataPort), count, words);
+  return readPolled(turn.link(), boardAddress(Target::dataPort), count, words);
 }
 
-std::int32_t fpgaWrite(HANDLE driver, std::uint32_t address, std::uint32_t count,
-                       const std::uint32_t* words) {
-  const CommandTurn turn;
+std::int32_t fpgaWrite(Link link, std::uint32_t address, std::uint32_t count, const std::uint32_t* words) {
+  const CommandTurn turn(link);
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
-  const std::int32_t selected = selectRegister(driver, address);
+  const std::int32_t selected = selectRegister(turn.link(), address);
   if (selected != KVEXA_OK) return selected;
-  return writePolled(driver, boardAddress(Target::dataPort), count, words);
+  return writePolled(turn.link(), boardAddress(Target::dataPort), count, words);
 }
 
-std::int32_t readRegister(HANDLE driver, Register address, std::uint32_t& value) {
-  return fpgaRead(driver, static_cast<std::uint32_t>(address), targetWordBytes, &value);
+std::int32_t readRegister(Link link, Register address, std::uint32_t& value) {
+  return fpgaRead(link, static_cast<std::uint32_t>(address), targetWordBytes, &value);
 }
 
-std::int32_t writeRegister(HANDLE driver, Register address, std::uint32_t value) {
-  return fpgaWrite(driver, static_cast<std::uint32_t>(address), targetWordBytes, &value);
+std::int32_t writeRegister(Link link, Register address, std::uint32_t value) {
+  return fpgaWrite(link, static_cast<std::uint32_t>(address), targetWordBytes, &value);
 }
 
-std::int32_t readTargetPolled(HANDLE driver, Target target, std::uint32_t& value) {
-  return readPolled(driver, boardAddress(target), targetWordBytes, &value);
+std::int32_t readTargetPolled(Link link, Target target, std::uint32_t& value) {
+  return readPolled(link, boardAddress(target), targetWordBytes, &value);
 }
 
-std::int32_t writeTargetPolled(HANDLE driver, Target target, std::uint32_t value) {
-  return writePolled(driver, boardAddress(target), targetWordBytes, &value);
+std::int32_t writeTargetPolled(Link link, Target target, std::uint32_t value) {
+  return writePolled(link, boardAddress(target), targetWordBytes, &value);
 }
 
 }  // namespace kvexa::usb

@@ -6,26 +6,26 @@
 
 #include <cstdint>
 
+#include "usb/Link.h"
 #include "usb/Protocol.h"
 #include "usb/RegisterPacket.h"
 
 namespace kvexa::usb {
 
-std::int32_t writePolled(HANDLE driver, const RegisterAddress& address, std::uint32_t count,
+std::int32_t writePolled(Link link, const RegisterAddress& address, std::uint32_t count,
                          const std::uint32_t* words);
-std::int32_t readPolled(HANDLE driver, const RegisterAddress& address, std::uint32_t count,
-                        std::uint32_t* words);
+std::int32_t readPolled(Link link, const RegisterAddress& address, std::uint32_t count, std::uint32_t* words);
 
 // Several bytes of board registers, the way of the exported functions.
-std::int32_t fpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t count, std::uint32_t* words);
-std::int32_t fpgaWrite(HANDLE driver, std::uint32_t address, std::uint32_t count, const std::uint32_t* words);
+std::int32_t fpgaRead(Link link, std::uint32_t address, std::uint32_t count, std::uint32_t* words);
+std::int32_t fpgaWrite(Link link, std::uint32_t address, std::uint32_t count, const std::uint32_t* words);
 
 // One board register. A value that could not be read is left as it was.
-std::int32_t readRegister(HANDLE driver, Register address, std::uint32_t& value);
-std::int32_t writeRegister(HANDLE driver, Register address, std::uint32_t value);
+std::int32_t readRegister(Link link, Register address, std::uint32_t& value);
+std::int32_t writeRegister(Link link, Register address, std::uint32_t value);
 
 // Words of target 0x80 that stand beside the registers.
-std::int32_t readTargetPolled(HANDLE driver, Target target, std::uint32_t& value);
-std::int32_t writeTargetPolled(HANDLE driver, Target target, std::uint32_t value);
+std::int32_t readTargetPolled(Link link, Target target, std::uint32_t& value);
+std::int32_t writeTargetPolled(Link link, Target target, std::uint32_t value);
 
 }  // namespace kvexa::usb

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "files/RegisterSettingReader.h"
+#include "usb/CommandTurn.h"
 #include "usb/RegisterSettingPackets.h"
 #include "usb/Status.h"
 #include "usb/Transport.h"
@@ -22,11 +23,22 @@ bool haveRoomForTheirValues(Table writes) {
       writes, [](const RegisterTableEntry& entry) { return entry.valueCount <= std::size(entry.values); });
 }
 
+// Every line is a transfer by itself.
+std::int32_t sendInTurn(HANDLE driver, std::span<const std::uint8_t> packet) {
+  const CommandTurn turn(driver);
+  return send(driver, Pipe::command, packet);
+}
+
+std::int32_t checkStatusInTurn(HANDLE driver) {
+  const CommandTurn turn(driver);
+  return checkStatus(driver);
+}
+
 // Ends at the first transfer that fails.
 std::int32_t sendWrites(HANDLE driver, const RegisterTableEntry& header, Table writes) {
   for (const RegisterTableEntry& entry : writes) {
     const auto packet = buildSettingPacket(header, entry);
-    const std::int32_t sent = send(driver, Pipe::command, packet->all());
+    const std::int32_t sent = sendInTurn(driver, packet->all());
     if (sent != KVEXA_OK) return sent;
   }
   return KVEXA_OK;
@@ -36,12 +48,12 @@ std::int32_t sendCommands(HANDLE driver, Table commands) {
   ByteBuffer packet(commands.size() * commandBytes);
   if (!packet) return KVEXA_FAILED;
   packCommands(commands, packet.all());
-  return send(driver, Pipe::command, packet.all());
+  return sendInTurn(driver, packet.all());
 }
 
 std::int32_t pauseAndCheck(HANDLE driver, std::uint32_t lineCount, std::int32_t sent) {
   Sleep(lineCount);  // a millisecond a line, the header included; that is intended
-  const std::int32_t status = checkStatus(driver);
+  const std::int32_t status = checkStatusInTurn(driver);
   if (sent != KVEXA_OK) return sent;
   return status == statusBusError ? KVEXA_NO_ACKNOWLEDGE : KVEXA_OK;
 }

@@ -49,7 +49,7 @@ std::optional<std::size_t> batchBytes(const RegisterBatch& batch) {
 
 std::int32_t readSensor(HANDLE driver, std::uint32_t slave, std::uint32_t subAddress, std::uint32_t mode,
                         std::uint32_t count, std::uint32_t* words) {
-  const CommandTurn turn;
+  const CommandTurn turn(driver);
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const auto header = buildHeader(Framing::sensorBus, Direction::read, {mode, slave, subAddress}, count);
   if (!header) return KVEXA_BAD_ARGUMENT;
@@ -65,7 +65,7 @@ std::int32_t readSensor(HANDLE driver, std::uint32_t slave, std::uint32_t subAdd
 
 std::int32_t writeSensor(HANDLE driver, std::uint32_t slave, std::uint32_t subAddress, std::uint32_t mode,
                          std::uint32_t count, const std::uint32_t* words) {
-  const CommandTurn turn;
+  const CommandTurn turn(driver);
   if (isRefused(count, words)) return KVEXA_BAD_ARGUMENT;
   const auto header = buildHeader(Framing::sensorBus, Direction::write, {mode, slave, subAddress}, count);
   if (!header) return KVEXA_BAD_ARGUMENT;
@@ -78,7 +78,7 @@ std::int32_t writeSensor(HANDLE driver, std::uint32_t slave, std::uint32_t subAd
 }
 
 std::int32_t writeBatch(HANDLE driver, RegisterBatch* batch) {
-  const CommandTurn turn;
+  const CommandTurn turn(driver);
   if (batch == nullptr || !isValid(*batch)) return KVEXA_BAD_ARGUMENT;
   const auto bytes = batchBytes(*batch);
   if (!bytes) return KVEXA_TOO_LARGE;

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "kvexa.h"
-#include "usb/CommandTurn.h"
 #include "usb/Transport.h"
 
 namespace kvexa::usb {
@@ -41,7 +40,6 @@ std::int32_t readStatus(HANDLE driver, StatusBlock& block) {
 }
 
 std::int32_t checkStatus(HANDLE driver) {
-  const CommandTurn turn;
   StatusBlock block;
   std::int32_t status = readStatus(driver, block);
   for (int i = 0; i < statusRetries && status != statusIdle; ++i) {
@@ -56,12 +54,10 @@ std::int32_t checkStatus(HANDLE driver) {
 }
 
 std::int32_t checkedResult(HANDLE driver, std::int32_t transferResult) {
-  const CommandTurn turn;
   return checkStatus(driver) == statusBusError ? KVEXA_NO_ACKNOWLEDGE : transferResult;
 }
 
 std::int32_t getUsbStatus(HANDLE driver, std::uint8_t* block) {
-  const CommandTurn turn;
   if (block == nullptr) return KVEXA_BAD_ARGUMENT;
   StatusBlock answer;
   const std::int32_t status = readStatus(driver, answer);

@@ -22,6 +22,7 @@ struct StatusBlock {
 // The status code, or KVEXA_REQUEST_FAILED with the block as it was.
 std::int32_t readStatus(HANDLE driver, StatusBlock& block);
 
+// Takes no turn, so that it serves while another thread's request hangs in the driver.
 // Reads the status until the board is idle or reports a bus error, at most ten times more, and resets
 // the command pipes after a bus error. 0 when idle, else the status, the first byte of the answer to
 // the reset, or KVEXA_REQUEST_FAILED.

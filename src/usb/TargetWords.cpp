@@ -23,21 +23,21 @@ PacketHeader headerFor(Direction direction, Target target) {
 
 }  // namespace
 
-std::int32_t readTarget(HANDLE driver, Target target, std::uint32_t& value) {
-  const CommandTurn turn;
+std::int32_t readTarget(Link link, Target target, std::uint32_t& value) {
+  const CommandTurn turn(link);
   Packet answer{};
-  std::int32_t result = send(driver, Pipe::command, headerFor(Direction::read, target).whole());
-  if (result == KVEXA_OK) result = receive(driver, Pipe::registerData, answer);
+  std::int32_t result = send(turn.driver(), Pipe::command, headerFor(Direction::read, target).whole());
+  if (result == KVEXA_OK) result = receive(turn.driver(), Pipe::registerData, answer);
   unpackWords(boardTarget, std::span(answer).subspan<headerBytes>(), &value);
-  return checkedResult(driver, result);
+  return checkedResult(turn.driver(), result);
 }
 
-std::int32_t writeTarget(HANDLE driver, Target target, std::uint32_t value) {
-  const CommandTurn turn;
+std::int32_t writeTarget(Link link, Target target, std::uint32_t value) {
+  const CommandTurn turn(link);
   Packet packet{};
   std::ranges::copy(headerFor(Direction::write, target).whole(), packet.begin());
   packWords(boardTarget, &value, std::span(packet).subspan<headerBytes>());
-  return checkedResult(driver, send(driver, Pipe::command, packet));
+  return checkedResult(turn.driver(), send(turn.driver(), Pipe::command, packet));
 }
 
 }  // namespace kvexa::usb

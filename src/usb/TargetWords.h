@@ -5,13 +5,14 @@
 
 #include <cstdint>
 
+#include "usb/Link.h"
 #include "usb/Protocol.h"
 
 namespace kvexa::usb {
 
 // Two bytes; value is 0 when the answer did not come. A status check follows either way, and a bus
 // error that it finds is the result.
-std::int32_t readTarget(HANDLE driver, Target target, std::uint32_t& value);
-std::int32_t writeTarget(HANDLE driver, Target target, std::uint32_t value);
+std::int32_t readTarget(Link link, Target target, std::uint32_t& value);
+std::int32_t writeTarget(Link link, Target target, std::uint32_t value);
 
 }  // namespace kvexa::usb

@@ -1,8 +1,13 @@
 // The abort of captures: one signal for the whole process.
 #pragma once
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstdint>
+
+#include "win32/Lock.h"
+#include "win32/WaitingLine.h"
 
 namespace kvexa::win32 {
 
@@ -14,13 +19,33 @@ class AbortWatch {
 
   bool isRaised() const { return count_.load() != seen_; }
 
-  // Stops every capture that runs.
-  static void raise() { count_.fetch_add(1); }
+  // Stops every capture that runs, and sends on every start that waits for one to end.
+  static void raise();
 
  private:
   inline static std::atomic<std::uint32_t> count_{0};
 
   std::uint32_t seen_;
+};
+
+// Captures that are coming to their end, and starts that wait for it. It needs no construction and no
+// destruction.
+class Endings {
+ public:
+  void begin();
+  void end();
+
+  // Waits until none is ending, the time has passed, or an abort has come since the watch was taken.
+  void await(const AbortWatch& abort, DWORD milliseconds);
+
+ private:
+  friend class AbortWatch;
+
+  // Of all objects of the process, so that an abort finds those who wait. Held for moments only.
+  inline static Lock lock_;
+  inline static WaitingLine line_;
+
+  unsigned count_ = 0;
 };
 
 }  // namespace kvexa::win32

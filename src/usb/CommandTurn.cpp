@@ -1,0 +1,27 @@
+#include "usb/CommandTurn.h"
+
+namespace kvexa::usb {
+
+namespace {
+
+HANDLE boardFor(const Link& link) {
+  return link.manner() == Link::Manner::withoutTurns ? nullptr : link.driver();
+}
+
+}  // namespace
+
+// The turn comes first: while it is waited for, nothing of this thread's is under way that an abort would
+// have to wait for.
+CommandTurn::CommandTurn(const Link& link) : driver_(link.driver()), board_(boardFor(link)) {
+  if (!board_) return;
+  board_->turn.take();
+  isHandedOver_ = link.manner() == Link::Manner::handsOver && board_->handOver.take(handOverLimit);
+}
+
+CommandTurn::~CommandTurn() {
+  if (!board_) return;
+  if (isHandedOver_) board_->handOver.give();
+  board_->turn.give();
+}
+
+}  // namespace kvexa::usb

@@ -1,0 +1,77 @@
+// Threads that wait for something of another thread's, each up to a limit.
+#pragma once
+
+#include <windows.h>
+
+#include "win32/Handles.h"
+#include "win32/Lock.h"
+
+namespace kvexa::win32 {
+
+// Lives under a lock of its owner's, which is taken around every call. It needs no construction and no
+// destruction, and no kernel object until somebody has to wait.
+class WaitingLine {
+ public:
+  // Waits for something that `what` stands for, with the lock given up meanwhile; the caller has it once.
+  // True when woken, false when the time has passed or there is no event to wait with.
+  bool wait(Lock& lock, const void* what, DWORD milliseconds) {
+    Waiter self(what);
+    if (!self.event) return false;
+    Waiter** last = &first_;
+    while (*last != nullptr) last = &(*last)->next;
+    *last = &self;
+    lock.give();
+    WaitForSingleObject(self.event.get(), milliseconds);
+    lock.take();
+    if (!self.isWoken) take(self);
+    return self.isWoken;
+  }
+
+  // False when nobody waits.
+  bool wakeFirst() {
+    if (first_ == nullptr) return false;
+    wake(*first_);
+    return true;
+  }
+
+  void wakeAll() {
+    while (wakeFirst()) continue;
+  }
+
+  // All that wait for this.
+  void wakeAll(const void* what) {
+    for (Waiter* each = first_; each != nullptr;) {
+      Waiter* const next = each->next;
+      if (each->what == what) wake(*each);
+      each = next;
+    }
+  }
+
+ private:
+  struct Waiter {
+    explicit Waiter(const void* awaited)
+        : what(awaited), event(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
+
+    const void* what;
+    OwnedObject event;
+    Waiter* next = nullptr;
+    bool isWoken = false;
+  };
+
+  void take(const Waiter& waiter) {
+    Waiter** link = &first_;
+    while (*link != &waiter) link = &(*link)->next;
+    *link = waiter.next;
+  }
+
+  // The waiter is gone as soon as the lock is given up.
+  void wake(Waiter& waiter) {
+    take(waiter);
+    waiter.isWoken = true;
+    SetEvent(waiter.event.get());
+  }
+
+  Waiter* first_ = nullptr;
+};
+
+}  // namespace kvexa::win32
