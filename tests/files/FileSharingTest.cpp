@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/files/ImageWriters.h"
@@ -183,6 +186,73 @@ TEST_P(FileSharing, SecondWriterOfTheSameFileOpensIt) {
   EXPECT_EQ(KVEXA_OK, save());
   EXPECT_EQ(KVEXA_OK, second);
   EXPECT_EQ(good, folder_.read(name));
+}
+
+// ---- Files that are read ----
+
+// Calls the test before the library's first byte of a file.
+class FirstByte {
+ public:
+  explicit FirstByte(std::function<void()> action) {
+    const auto entries = sim::findImports(libraryModule(), "getc");
+    EXPECT_EQ(1U, entries.size());
+    onFirst = std::move(action);
+    original = reinterpret_cast<decltype(original)>(*entries.front());
+    patch_.emplace(entries.front(), reinterpret_cast<void*>(&getByte));
+  }
+  ~FirstByte() { patch_.reset(); }
+  FirstByte(const FirstByte&) = delete;
+  FirstByte& operator=(const FirstByte&) = delete;
+
+  static bool hasCome() { return onFirst == nullptr; }
+
+ private:
+  static int __cdecl getByte(FILE* file) {
+    if (const auto action = std::exchange(onFirst, nullptr)) action();
+    return original(file);
+  }
+
+  static inline std::function<void()> onFirst;
+  static inline int(__cdecl* original)(FILE*) = nullptr;
+
+  std::optional<sim::ImportPatch> patch_;
+};
+
+// Others may read and write a file while it is read, and may not take it away.
+TEST(FileThatIsRead, IsSharedForReadingAndWriting) {
+  const TemporaryFolder folder;
+  const std::string path = folder.write("sensor.dat", "30,0\n12,34\n");
+  std::vector<RegisterTableEntry> table(KVEXA_REGISTER_TABLE_ENTRIES);
+  std::uint32_t lines = 0;
+  CapParam param{};
+  const std::function<std::int32_t()> readers[] = {
+      [&] { return kUsbIniFileToBuf(path.c_str(), table.data(), &lines); },
+      [&] { return kVexaGetCapFileParam(path.c_str(), &param); }};
+  const std::int32_t results[] = {KVEXA_OK, KVEXA_BAD_FILE};
+  for (std::size_t i = 0; i < 2; ++i) {
+    const auto look = [&] {
+      struct Row {
+        DWORD access;
+        DWORD share;
+        bool opens;
+      };
+      for (const Row& row : {Row{GENERIC_READ, shareBoth, true},
+                             {GENERIC_READ, shareRead, true},
+                             {GENERIC_WRITE, shareBoth, true},
+                             {GENERIC_WRITE, shareRead, true},
+                             {GENERIC_READ, shareWrite, false},
+                             {GENERIC_READ, shareNothing, false},
+                             {DELETE, shareAll, false}}) {
+        const Holder other(path, row.access, row.share);
+        EXPECT_EQ(row.opens, other.holds()) << row.access << ", " << row.share;
+      }
+    };
+    const FirstByte first(look);
+    EXPECT_EQ(results[i], readers[i]());
+    EXPECT_TRUE(FirstByte::hasCome());
+    const Holder alone(path, GENERIC_READ | GENERIC_WRITE | DELETE, shareNothing);
+    EXPECT_TRUE(alone.holds()) << "the library holds the file still";
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Writers, FileSharing, testing::ValuesIn(imageWriters),

@@ -104,6 +104,20 @@ TEST_F(RegisterFilePlay, fileThatDoesNotExistIsNotOpened) {
   EXPECT_EQ("", trace());
 }
 
+TEST_F(RegisterFilePlay, missingMemoryForTheTableIsTold) {
+  machine.resources().failBlocksFrom(1000000);
+  EXPECT_EQ(KVEXA_FAILED, playFile("30,0\n12,34\n"));
+  machine.resources().failBlocksFrom(0);
+  EXPECT_EQ("", trace());
+}
+
+TEST_F(RegisterFilePlay, missingMemoryForTheBoardCommandsIsTold) {
+  machine.resources().failBlocksFrom(1);
+  EXPECT_EQ(KVEXA_FAILED, play({{0x81, {0}}, {5, {}}, {8, {}}}));
+  machine.resources().failBlocksFrom(0);
+  EXPECT_EQ(std::string::npos, trace().find("pipe3"));
+}
+
 TEST_F(RegisterFilePlay, nullPathIsRefused) {
   EXPECT_EQ(KVEXA_BAD_ARGUMENT, kVexaSetI2cFile(nullptr, &handle));
   EXPECT_EQ("", trace());
