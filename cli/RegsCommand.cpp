@@ -22,6 +22,7 @@ using kvexa::usb::TableKind;
 
 constexpr std::size_t largestValueCount = 256;
 constexpr std::size_t shownBytes = 24;
+constexpr char endMark = 0x1A;
 
 constexpr std::array<const char*, 6> addressModes{
     "7-bit slave, 8-bit register",  "7-bit slave, 16-bit register",  "7-bit slave, no register",
@@ -156,12 +157,17 @@ void printPackets(std::span<const RegisterTableEntry> entries) {
 }  // namespace
 
 void explainRegisters(const std::string& path) {
-  const std::string content = readTextFile(path);
+  std::string content = readTextFile(path);
   std::vector<RegisterTableEntry> table(KVEXA_REGISTER_TABLE_ENTRIES);
   std::uint32_t lines = 0;
   const std::int32_t result = kUsbIniFileToBuf(path.c_str(), table.data(), &lines);
   const std::span<const RegisterTableEntry> entries(table.data(), lines);
   Remarks remarks;
+  if (const std::size_t end = content.find(endMark); end != std::string::npos) {
+    const auto line = static_cast<unsigned>(std::count(content.begin(), content.begin() + end, '\n') + 1);
+    remarks.add(line, "", "the file ends here, at a byte 1A (Ctrl-Z); what follows is not read");
+    content.resize(end);
+  }
   // The reader fills the table as far as it comes, so the header is there also when it refuses the file.
   const std::vector<TextLine> text = linesOf(content);
   const TableKind kind = kvexa::usb::tableKind(table[0]);

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 namespace sim {
@@ -11,6 +12,9 @@ namespace {
 
 constexpr std::size_t page = 4096;
 constexpr std::size_t alignment = 16;  // of every heap block
+
+// Heap blocks hold what those who had the memory before left in it.
+constexpr int ofOthers = 0xA5;
 
 }  // namespace
 
@@ -29,6 +33,7 @@ void* GuardedBlocks::allocate(std::size_t bytes) {
     return nullptr;
   }
   void* block = pages + (room - bytes) / alignment * alignment;
+  std::memset(block, ofOthers, bytes);
   const std::lock_guard lock(mutex_);
   blocks_[block] = {pages, bytes};
   ++count_;

@@ -1,4 +1,5 @@
-// Heap blocks that end at a page without access: what is written behind one ends the program at once.
+// Heap blocks that end at a page without access: what is written behind one ends the program at once. They
+// are filled with bytes 0xA5.
 #pragma once
 
 #include <atomic>

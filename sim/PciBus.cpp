@@ -34,7 +34,13 @@ unsigned PciBus::add(const std::vector<std::string>& identifiers, bool atRescan)
 
 unsigned PciBus::addRaw(std::string identifiers, bool atRescan) {
   const std::lock_guard lock(mutex_);
-  functions_.push_back({std::move(identifiers), !atRescan});
+  functions_.push_back({std::move(identifiers), {}, !atRescan});
+  return static_cast<unsigned>(functions_.size() - 1);
+}
+
+unsigned PciBus::addRawBefore(std::string identifiers, std::string behind) {
+  const std::lock_guard lock(mutex_);
+  functions_.push_back({std::move(identifiers), std::move(behind)});
   return static_cast<unsigned>(functions_.size() - 1);
 }
 
@@ -117,6 +123,8 @@ std::uint32_t PciBus::property(HDEVINFO set, const SP_DEVINFO_DATA* data, std::u
   if (required != nullptr) *required = static_cast<DWORD>(text.size());
   if (buffer == nullptr || size < text.size()) return ERROR_INSUFFICIENT_BUFFER;
   std::copy_n(text.begin(), text.size(), buffer);
+  std::copy_n(function->behind.begin(), std::min<std::size_t>(function->behind.size(), size - text.size()),
+              buffer + text.size());
   return 0;
 }
 

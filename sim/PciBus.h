@@ -37,6 +37,9 @@ class PciBus {
   // The same with the list of identifiers as it lies in memory, well formed or not.
   unsigned addRaw(std::string identifiers, bool atRescan = false);
 
+  // The same, and a program that reads the list finds these bytes in its buffer behind what it is told of.
+  unsigned addRawBefore(std::string identifiers, std::string behind);
+
   // What Windows lists for one board: its bridge and its capture function.
   void addBoard(bool atRescan = false);
 
@@ -75,6 +78,7 @@ class PciBus {
  private:
   struct Function {
     std::string identifiers;
+    std::string behind;
     bool listed = true;
     bool enabled = true;
     bool needsReboot = false;

@@ -26,7 +26,7 @@ std::int32_t saveBin(const char* path, const void* image, std::uint32_t imageWid
   const Image source{static_cast<const std::uint8_t*>(image), imageWidth, imageHeight};
   const std::uint32_t bytesPerPixel = format < pixelBytes.size() ? pixelBytes[format] : 0;
   if (path == nullptr || bytesPerPixel == 0 || !isInside(source, rect) ||
-      !isAddressable(source, bytesPerPixel)) {
+      !isAddressable(source, *rect, bytesPerPixel)) {
     return KVEXA_BAD_ARGUMENT;
   }
   const std::size_t rowBytes = std::size_t{rect->width} * bytesPerPixel;

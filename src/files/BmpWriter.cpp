@@ -153,7 +153,8 @@ std::int32_t saveBmp(const char* path, const void* image, std::uint32_t imageWid
   const Image source{static_cast<const std::uint8_t*>(image), imageWidth, imageHeight};
   const Combination* combination = find(format, kind);
   if (path == nullptr || combination == nullptr || !isInside(source, rect)) return KVEXA_BAD_ARGUMENT;
-  if (!isAddressable(source, combination->sourceBytes) || !fitsIntoFile(*rect, combination->outputBytes)) {
+  if (!isAddressable(source, *rect, combination->sourceBytes) ||
+      !fitsIntoFile(*rect, combination->outputBytes)) {
     return KVEXA_BAD_ARGUMENT;
   }
   OutputFile file(std::size_t{rect->width} * combination->outputBytes);

@@ -1,6 +1,7 @@
 // The rectangle of an image that a writer saves.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 
@@ -23,12 +24,23 @@ inline bool isInside(const Image& image, const SaveRect* rect) {
   return fits(rect->x, rect->width, image.width) && fits(rect->y, rect->height, image.height);
 }
 
-// Whether an image of that many bytes a pixel can lie in memory at all.
-inline bool isAddressable(const Image& image, std::uint32_t bytesPerPixel) {
-  return std::uint64_t{image.width} * image.height <= std::numeric_limits<std::size_t>::max() / bytesPerPixel;
+// Whether the rectangle's last byte lies within that many bytes from the image's first. The rectangle is
+// inside the image; the image's own height does not matter, for nothing below the rectangle is read.
+inline bool endsWithin(std::size_t bytes, const Image& image, const SaveRect& rect,
+                       std::uint32_t bytesPerPixel) {
+  const std::uint64_t rowsAbove = std::uint64_t{rect.y} + rect.height - 1;
+  const std::uint64_t pixels = rowsAbove * image.width + rect.x + rect.width;
+  return pixels <= bytes / bytesPerPixel;
 }
 
-// The first pixel of a row of the rectangle, for an image that isAddressable.
+// Whether the rectangle can lie in memory, where the image begins.
+inline bool isAddressable(const Image& image, const SaveRect& rect, std::uint32_t bytesPerPixel) {
+  const std::size_t bytes =
+      std::numeric_limits<std::uintptr_t>::max() - reinterpret_cast<std::uintptr_t>(image.pixels);
+  return endsWithin(bytes, image, rect, bytesPerPixel);
+}
+
+// The first pixel of a row of the rectangle, which isAddressable.
 inline const std::uint8_t* rowOf(const Image& image, const SaveRect& rect, std::uint32_t row,
                                  std::uint32_t bytesPerPixel) {
   const std::size_t pixel = std::size_t{image.width} * (std::size_t{rect.y} + row) + rect.x;

@@ -22,6 +22,7 @@ namespace {
 constexpr std::uint32_t largestQuality = 100;
 constexpr std::size_t pixelBytes = 3;
 constexpr std::size_t fileBufferBytes = 1 << 20;
+constexpr std::size_t largestSize = std::numeric_limits<std::size_t>::max();
 
 struct Source {
   std::uint32_t format;
@@ -122,12 +123,13 @@ std::int32_t saveJpeg(const char* path, const void* image, std::uint32_t imageWi
   const Image whole{static_cast<const std::uint8_t*>(image), imageWidth, imageHeight};
   const Source* source = find(format);
   if (path == nullptr || source == nullptr || quality > largestQuality || !isInside(whole, rect) ||
-      !isAddressable(whole, source->pixelBytes)) {
+      !endsWithin(largestSize, whole, *rect, source->pixelBytes)) {
     return KVEXA_BAD_ARGUMENT;
   }
   // Without memory for the copy nothing is written, and the result is good all the same. That is intended.
   const std::uint64_t copyBytes = std::uint64_t{rect->width} * rect->height * pixelBytes;
-  if (copyBytes > std::numeric_limits<std::size_t>::max()) return KVEXA_OK;
+  if (copyBytes > largestSize) return KVEXA_OK;
+  if (!isAddressable(whole, *rect, source->pixelBytes)) return KVEXA_BAD_ARGUMENT;
   ByteBuffer copy(static_cast<std::size_t>(copyBytes));
   if (!copy) return KVEXA_OK;
   fill(whole, *rect, *source, copy.all().data());

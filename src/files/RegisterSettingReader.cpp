@@ -10,6 +10,8 @@ namespace kvexa::files {
 
 namespace {
 
+constexpr int endMark = 0x1A;
+
 void store(const RegisterSettingLine& line, RegisterTableEntry& entry) {
   entry.number = line.number;
   entry.valueCount = line.valueCount;
@@ -19,9 +21,15 @@ void store(const RegisterSettingLine& line, RegisterTableEntry& entry) {
 
 }  // namespace
 
-// A carriage return before a line feed belongs to the line's end.
+// A carriage return before a line feed belongs to the line's end, and a text ends at its end mark wherever it
+// stands, as the run-time library reads text.
 int RegisterSettingReader::nextByte() {
+  if (isEnded_) return EOF;
   const int byte = std::getc(file_);
+  if (byte == endMark) {
+    isEnded_ = true;
+    return EOF;
+  }
   if (byte != '\r') return byte;
   const int next = std::getc(file_);
   if (next == '\n') return next;

@@ -18,7 +18,8 @@ struct RegisterSettingLine {
   std::uint32_t valueCount = 0;
 };
 
-// Reads a file line by line. Every line counts, empty ones and comments too.
+// Reads a file line by line, as a text, whose bytes it takes as they are. Every line counts, empty ones and
+// comments too.
 class RegisterSettingReader {
  public:
   enum class Outcome { line, endOfFile, tooManyValues };
@@ -32,6 +33,7 @@ class RegisterSettingReader {
   int nextByte();
 
   std::FILE* file_;
+  bool isEnded_ = false;
 };
 
 // What kUsbIniFileToBuf returns for the file's content. The table has KVEXA_REGISTER_TABLE_ENTRIES.

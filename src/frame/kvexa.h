@@ -54,8 +54,10 @@
  * on, and the library goes when its last worker has ended. Buffers, events and result words stay the
  * capture's until then. LoadLibrary gives the same library once more, and with it kVexaAbortCapture. No
  * thread may be inside a function when the last reference goes. Boards that are left open stay open until the
- * process ends; a library that is loaded anew takes their BoardHandle, but on a PCIe board starts no
- * multi-shot capture with it: open the board again.
+ * process ends, and a library that is loaded anew takes their BoardHandle. On a PCIe board a multi-shot
+ * capture starts with such a handle too and tells its end, but kVexaAbortCapture does not know the handle: it
+ * returns KVEXA_FAILED, sends nothing and ends nothing, so that an endless capture runs until the process
+ * ends. Close the board and open it again before the first capture.
  *
  * Process exit. Windows ends the workers of captures that run, wherever they are. The library then waits for
  * nothing and sends nothing, and Windows closes the boards. A board may be left capturing; the next program
@@ -437,7 +439,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaSetI2cFile(const char* path, const BoardHandle
 /*
  * Reads a register-setting file into a table, which kUsbBufToReg plays as often as you like.
  *   path       in: the file
- *   table      out: KVEXA_REGISTER_TABLE_ENTRIES entries; only the fields that a line fills are written
+ *   table      out: KVEXA_REGISTER_TABLE_ENTRIES entries; only the fields that a line fills are written. A
+ *              header without a comma fills no value, so clear the table before: its address mode is then 0
  *   lineCount  out: lines read, the header included
  * KVEXA_OK, KVEXA_FILE_NOT_OPENED, or KVEXA_BAD_ARGUMENT for a null pointer, more than 1024 lines or
  * more than 256 values on a line. A refused file leaves in the table what was read before the line
@@ -530,11 +533,18 @@ KVEXA_API int32_t KVEXA_CALL kVexaI2cRecovery(const BoardHandle* board);
 
 /*
  * Reads the board's status block.
- *   block  out: KVEXA_STATUS_BLOCK_BYTES bytes; untouched when it could not be read
+ *   block  out: KVEXA_STATUS_BLOCK_BYTES bytes; untouched when it could not be read. What the board's answer
+ *          lacks behind the status is 0
  * Returns the status, byte 4 of the block, 0 to 255 (0 idle, 0x60 error on the sensor bus), or
+<<<<<<< HEAD
  * KVEXA_BAD_ARGUMENT when block is null. Waits for no turn: it reaches the driver while another thread's
  * transfer on the board hangs there. Boards: USB; PCIe: KVEXA_OK, block untouched. Any thread; see "Threads"
  * above for a board on which a transfer is under way.
+=======
+ * KVEXA_BAD_ARGUMENT when block is null. An answer that ends before its status was not read:
+ * KVEXA_REQUEST_FAILED. Boards: USB; PCIe: KVEXA_OK, block untouched. One thread a
+ * board.
+>>>>>>> files
  */
 KVEXA_API int32_t KVEXA_CALL kVexaGetUsbStatus(const BoardHandle* board, uint8_t* block);
 
@@ -1160,14 +1170,13 @@ KVEXA_API int32_t KVEXA_CALL kVexaYuyv16ToMtxRgbT2(const uint16_t* source, void*
  *   path         in: the file, created or overwritten
  *   image        in: imageWidth * imageHeight pixels, top row first, rows not padded
  *   imageWidth   in: pixels
- *   imageHeight  in: pixels
+ *   imageHeight  in: pixels; an image may be shorter in memory, nothing below the rectangle is read
  *   rect         in: the rectangle to save
  *   format       in: the input format of the pixels as in CapParam.INPUTFORMAT; it decides about the bytes a
  *                    pixel: 1, 13, 40-43: 1; 2, 11, 12, 14, 20, 44-47: 2; 3, 10: 3; 4: 4
- * KVEXA_BAD_ARGUMENT     a null pointer, a rectangle that is empty or not inside the image, any other format;
- *                        no file is made
- * KVEXA_FILE_NOT_OPENED  the file cannot be created, or not written to its end; what was written stays
- * Any thread.
+ * KVEXA_BAD_ARGUMENT     a null pointer, a rectangle that is empty, not inside the image or larger than
+ * memory, any other format; no file is made KVEXA_FILE_NOT_OPENED  the file cannot be created, or not written
+ * to its end; what was written stays Any thread.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaSaveBinFile(const char* path, const void* image, uint32_t imageWidth,
                                               uint32_t imageHeight, const SaveRect* rect, uint32_t format);
@@ -1179,12 +1188,13 @@ KVEXA_API int32_t KVEXA_CALL kVexaSaveBinFile(const char* path, const void* imag
  *   path         in: the file, created or overwritten
  *   image        in: imageWidth * imageHeight pixels, top row first, rows not padded
  *   imageWidth   in: pixels
- *   imageHeight  in: pixels
+ *   imageHeight  in: pixels; an image may be shorter in memory, nothing below the rectangle is read
  *   rect         in: the rectangle to save
  *   format       in: KvexaPixelFormat of the image
  *   kind         in: KvexaBmpKind. Allowed: grey to all three, RGB565 to 16 and 24 bits, 24-bit to 24
- * KVEXA_BAD_ARGUMENT     a null pointer, a rectangle that is empty or not inside the image, a format
- *                        and kind that do not go together, a file of more than 4 GiB; no file is made
+ * KVEXA_BAD_ARGUMENT     a null pointer, a rectangle that is empty, not inside the image or larger than
+ *                        memory, a format and kind that do not go together, a file of 4 GiB or more; no
+ *                        file is made
  * KVEXA_FILE_NOT_OPENED  the file cannot be created, or not written to its end; what was written stays
  * Any thread.
  */
@@ -1197,15 +1207,15 @@ KVEXA_API int32_t KVEXA_CALL kVexaSaveBmpFile(const char* path, const void* imag
  *   path         in: the file, created or overwritten
  *   image        in: imageWidth * imageHeight pixels, top row first, rows not padded
  *   imageWidth   in: pixels
- *   imageHeight  in: pixels
+ *   imageHeight  in: pixels; an image may be shorter in memory, nothing below the rectangle is read
  *   rect         in: the rectangle to save; the format carries at most 65500 pixels in each direction
  *   format       in: KVEXA_FORMAT_BGR24, KVEXA_FORMAT_RGB565 or KVEXA_FORMAT_RGB555
  *   quality      in: 0 (smallest file) to 100
  * The encoder's memory limit can be set in the environment of the process: JPEGMEM=8M.
  * KVEXA_OK            saved; also, and then no file is made, when there is no memory for a copy of the
  *                     rectangle (3 bytes a pixel)
- * KVEXA_BAD_ARGUMENT  a null pointer, a rectangle that is empty or not inside the image, another format
- *                     (grey too) or quality; no file is made
+ * KVEXA_BAD_ARGUMENT  a null pointer, a rectangle that is empty, not inside the image or larger than memory,
+ *                     another format (grey too) or quality; no file is made
  * KVEXA_FAILED        the file cannot be created, or not written to its end, or the encoder refused the
  *                     image; what was written stays
  * Any thread.

@@ -30,6 +30,7 @@ enum class Outcome : std::int32_t {
 };
 
 constexpr DWORD identifierBytes = 8192;
+constexpr DWORD listEndBytes = 2;
 
 static_assert(sizeof(SP_DEVINFO_DATA) == 28);
 static_assert(sizeof(SP_PROPCHANGE_PARAMS) == 20);
@@ -73,8 +74,8 @@ void restart(HDEVINFO devices, SP_DEVINFO_DATA& device, Outcome& outcome) {
 }
 
 Outcome pcieRestartDevices(std::string_view identifier) {
-  // Two bytes more than are read: they end a list that lacks its own end.
-  ByteBuffer identifiers(identifierBytes + 2);
+  // Two bytes more than are read.
+  ByteBuffer identifiers(identifierBytes + listEndBytes);
   if (!identifiers) return Outcome::noMemory;
   SetLastError(ERROR_SUCCESS);
   // The set stays with the process: it is never destroyed. That is intended.
@@ -87,13 +88,16 @@ Outcome pcieRestartDevices(std::string_view identifier) {
   bool found = false;
   for (DWORD i = 0; SetupDiEnumDeviceInfo(devices, i, &device) != FALSE; ++i) {
     DWORD bytes = 0;
-    std::ranges::fill(identifiers.all(), std::uint8_t{0});
     if (SetupDiGetDeviceRegistryPropertyA(devices, &device, SPDRP_HARDWAREID, nullptr,
                                           identifiers.all().data(), identifierBytes, &bytes) == FALSE) {
       outcome = Outcome::noIdentifiers;
       break;
     }
-    if (!holds(identifiers.all().first(std::min(bytes, identifierBytes) + 2), identifier)) continue;
+    // Zeros end a list that lacks its own end. What else lies behind the list may be anything: of the
+    // function before, or of Windows.
+    const auto list = identifiers.all().first(std::min(bytes, identifierBytes) + listEndBytes);
+    std::ranges::fill(list.last(listEndBytes), std::uint8_t{0});
+    if (!holds(list, identifier)) continue;
     found = true;
     restart(devices, device, outcome);
   }

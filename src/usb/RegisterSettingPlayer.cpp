@@ -79,6 +79,8 @@ std::int32_t playRegisterFile(HANDLE driver, const char* path) {
   const std::unique_ptr<RegisterTableEntry[]> table(new (std::nothrow)
                                                         RegisterTableEntry[KVEXA_REGISTER_TABLE_ENTRIES]);
   if (!table) return KVEXA_FAILED;
+  // The reader writes no value of a line without a comma: the address mode of such a header is 0.
+  table[0].values[0] = KVEXA_SLAVE7_SUB8;
   std::uint32_t lineCount = 0;
   const std::int32_t read = files::readRegisterTableFile(path, table.get(), &lineCount);
   return read != KVEXA_OK ? read : playRegisterTable(driver, table.get(), lineCount);

@@ -33,8 +33,8 @@ std::int32_t readStatus(HANDLE driver, StatusBlock& block) {
   StatusBlock answer;
   const Moved moved = transfer(driver, Pipe::statusBlock, commandTimeout, answer.bytes);
   if (moved.result != KVEXA_OK) return moved.result;
-  // A block that is cut short of its fields must not pass for an idle board.
-  if (moved.bytes <= statusDigitOffset) return KVEXA_REQUEST_FAILED;
+  // A block that is cut short of its status must not pass for an idle board; what else it lacks is zero.
+  if (moved.bytes <= statusCodeOffset) return KVEXA_REQUEST_FAILED;
   block = answer;
   return block.code();
 }

@@ -249,6 +249,52 @@ void thousandRounds() {
   }
 }
 
+// A library that is loaded anew starts captures of a board that was opened before, but cannot abort them.
+void captureWithAHandleFromBefore() {
+  const Library library;
+  auto& capture = *new Capture(library);
+  capture.openStreaming(library, KVEXA_BOARD_PCIE);
+  capture.attachment.reset();
+  FreeLibrary(library.module);
+  require(!isLoaded(), "the library goes");
+
+  const Library again;
+  capture.attach(again);
+  capture.machine.trace().take();
+  capture.start(again, 5);
+  require(WaitForSingleObject(capture.endEvent, INFINITE) == WAIT_OBJECT_0, "the end is told");
+  require(capture.result == KVEXA_OK, "every frame came");
+  ResetEvent(capture.endEvent);
+  capture.startEndless(again);
+  capture.awaitFrame();
+  capture.machine.trace().take();
+  require(again.abort(capture.board) == KVEXA_FAILED, "the abort does not know the board");
+  for (const auto& line : capture.machine.trace().take()) {
+    require(line.find("stop") == std::string::npos, "nothing is sent");
+  }
+  capture.awaitFrame();
+  require(WaitForSingleObject(capture.endEvent, 0) == WAIT_TIMEOUT, "the capture goes on");
+}
+
+// Opened again, the board is known.
+void openAgainAfterReload() {
+  const Library library;
+  auto& capture = *new Capture(library);
+  capture.openStreaming(library, KVEXA_BOARD_PCIE);
+  capture.attachment.reset();
+  FreeLibrary(library.module);
+  require(!isLoaded(), "the library goes");
+
+  const Library again;
+  capture.attach(again);
+  require(again.close(capture.board) == KVEXA_OK, "close");
+  require(again.open(KVEXA_BOARD_PCIE, capture.board) == KVEXA_OK, "open");
+  capture.startEndless(again);
+  capture.awaitFrame();
+  require(again.abort(capture.board) == KVEXA_OK, "abort");
+  require(WaitForSingleObject(capture.endEvent, INFINITE) == WAIT_OBJECT_0, "the end is told");
+}
+
 struct Way {
   const char* name;
   void (*go)();
@@ -262,6 +308,8 @@ constexpr Way ways[] = {
     {"exit-pcie", [] { exitWhileCapturing(KVEXA_BOARD_PCIE); }},
     {"exit-array", exitWhileArrayRuns},
     {"rounds", thousandRounds},
+    {"reload-kept", captureWithAHandleFromBefore},
+    {"reload-opened", openAgainAfterReload},
 };
 
 }  // namespace

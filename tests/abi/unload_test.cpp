@@ -50,6 +50,12 @@ TEST(Unload, LibraryGoesWhenItsLastCaptureEnds) { EXPECT_EQ(0U, run("free-ended"
 
 TEST(Unload, ThousandRoundsOfLoadCaptureAbortUnload) { EXPECT_EQ(0U, run("rounds")); }
 
+TEST(Unload, LibraryThatIsLoadedAnewCapturesWithAHandleFromBeforeButDoesNotAbort) {
+  EXPECT_EQ(0U, run("reload-kept"));
+}
+
+TEST(Unload, LibraryThatIsLoadedAnewAbortsOnceTheBoardIsOpenedAgain) { EXPECT_EQ(0U, run("reload-opened")); }
+
 TEST(ProcessExit, WhileAUsbBoardCaptures) {
   for (int i = 0; i < 5; ++i) EXPECT_EQ(0U, run("exit-usb"));
 }

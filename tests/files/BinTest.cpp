@@ -138,8 +138,8 @@ TEST_F(Bin, SumsThatWrapAreRefused) {
   expectRefused(save(image, 8, 6, {0xFFFFFFFFU, 0, 2, 1}, 1));
   expectRefused(save(image, 8, 6, {0, 0xFFFFFFFFU, 1, 2}, 1));
   expectRefused(save(image, 8, 6, {2, 0, 0xFFFFFFFFU, 1}, 1));
-  // Four bytes a pixel of an image that no memory holds.
-  expectRefused(save(image, 0xFFFFFFFFU, 0xFFFFFFFFU, {0, 0, 1, 1}, 4));
+  // Four bytes a pixel of a line that no memory holds.
+  expectRefused(save(image, 0xFFFFFFFFU, 0xFFFFFFFFU, {0, 1, 1, 1}, 4));
   expectRefused(save(image, 0x40000000U, 1, {0, 0, 0x40000000U, 1}, 4));
 }
 

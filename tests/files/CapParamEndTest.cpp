@@ -150,11 +150,37 @@ TEST(CapParamKeys, keyGivenTwiceDoesNotReplaceAnother) {
   EXPECT_EQ(0x7777, param.VCNT);
 }
 
+// The line that is refused stores nothing, those behind it are not read; whichever line that is.
 TEST(CapParamErrors, recordHoldsTheLinesReadBeforeTheError) {
+  for (unsigned k = 0; k < 26; ++k) {
+    CapParam param = filledCapParam(0x7777);
+    const std::string key = capParamFields[k].key;
+    const std::string content = CapFileText().replace(key, key + ":" + std::string(255, '1')).text();
+    EXPECT_EQ(KVEXA_BAD_FILE, undertest::readCapParam(content, param));
+    for (unsigned i = 0; i < 26; ++i) EXPECT_EQ(i < k ? 1001 + i : 0x7777, wordsOf(param)[i]) << key;
+  }
+}
+
+// The same for a file whose last byte is no line feed, and for one that ends too early.
+TEST(CapParamErrors, recordHoldsTheLinesBeforeTheEndOfAShortFile) {
+  for (unsigned k = 0; k < 26; ++k) {
+    const std::string key = capParamFields[k].key;
+    const std::string whole = CapFileText().text();
+    const std::string before = whole.substr(0, whole.find(key + ":"));
+    for (const std::string& content : {before, before + "END\n", before + key + ":5"}) {
+      CapParam param = filledCapParam(0x7777);
+      EXPECT_EQ(KVEXA_BAD_FILE, undertest::readCapParam(content, param));
+      for (unsigned i = 0; i < 26; ++i) EXPECT_EQ(i < k ? 1001 + i : 0x7777, wordsOf(param)[i]) << key;
+    }
+  }
+}
+
+// Without END in its 1000 lines a file is refused, and the record holds all of it.
+TEST(CapParamErrors, recordHoldsEveryLineWhenTheEndIsMissing) {
   CapParam param = filledCapParam(0x7777);
-  const std::string content = CapFileText().replace("SOFCODE", "SOFCODE:" + std::string(255, '1')).text();
-  EXPECT_EQ(KVEXA_BAD_FILE, undertest::readCapParam(content, param));
-  for (unsigned i = 0; i < 26; ++i) EXPECT_EQ(i < 4 ? 1001 + i : 0x7777, wordsOf(param)[i]) << i;
+  EXPECT_EQ(KVEXA_BAD_ARGUMENT,
+            undertest::readCapParam(CapFileText().remove("END").append("HCNT:5").text(), param));
+  for (unsigned i = 0; i < 26; ++i) EXPECT_EQ(i == 9 ? 5U : 1001 + i, wordsOf(param)[i]) << i;
 }
 
 TEST(CapParamErrors, lastLineWithoutLineFeedIsNotStored) {

@@ -70,6 +70,26 @@ TEST_F(RegisterFilePlay, typeSevenOfAHeaderAloneIsNotExamined) {
   EXPECT_EQ(playEnd(1), playedFile("30,7\n"));
 }
 
+// A header without a comma has no value, so its address type is 0, whatever the heap block of the table held.
+TEST_F(RegisterFilePlay, headerWithoutACommaHasAddressTypeZero) {
+  auto& blocks = machine.resources().guardedBlocks();
+  blocks.guardFrom(1000000);
+  for (const char* header : {"", "30", "# sensor", " "}) {
+    const unsigned before = blocks.count();
+    EXPECT_EQ(out(3, {0x01, 0x00, 0x12, 0x01, 0x00, 0x34}) + playEnd(2),
+              playedFile(std::string(header) + "\n12,34\n"))
+        << header;
+    EXPECT_EQ(before + 1, blocks.count());
+  }
+  blocks.guardFrom(0);
+}
+
+// What stands behind the end mark is neither sent nor counted for the pause.
+TEST_F(RegisterFilePlay, endMarkEndsTheFile) {
+  EXPECT_EQ(out(3, {0x01, 0x30, 0x12, 0x01, 0x00, 0x34}) + playEnd(2),
+            playedFile("30,0\n12,34\n\x1A\n56,78\n"));
+}
+
 TEST_F(RegisterFilePlay, refusedFilesSendNothing) {
   std::string manyValues = "30,0\n1,2\n5";
   for (unsigned i = 0; i < 257; ++i) manyValues += ",7";
@@ -82,6 +102,20 @@ TEST_F(RegisterFilePlay, fileThatDoesNotExistIsNotOpened) {
   EXPECT_EQ(KVEXA_FILE_NOT_OPENED, kVexaSetI2cFile(folder_.path("none.txt").c_str(), &handle));
   EXPECT_EQ(KVEXA_FILE_NOT_OPENED, kVexaSetI2cFile(folder_.path().c_str(), &handle));
   EXPECT_EQ("", trace());
+}
+
+TEST_F(RegisterFilePlay, missingMemoryForTheTableIsTold) {
+  machine.resources().failBlocksFrom(1000000);
+  EXPECT_EQ(KVEXA_FAILED, playFile("30,0\n12,34\n"));
+  machine.resources().failBlocksFrom(0);
+  EXPECT_EQ("", trace());
+}
+
+TEST_F(RegisterFilePlay, missingMemoryForTheBoardCommandsIsTold) {
+  machine.resources().failBlocksFrom(1);
+  EXPECT_EQ(KVEXA_FAILED, play({{0x81, {0}}, {5, {}}, {8, {}}}));
+  machine.resources().failBlocksFrom(0);
+  EXPECT_EQ(std::string::npos, trace().find("pipe3"));
 }
 
 TEST_F(RegisterFilePlay, nullPathIsRefused) {

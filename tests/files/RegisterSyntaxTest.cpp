@@ -99,6 +99,41 @@ INSTANTIATE_TEST_SUITE_P(
                          {{0x7FFFFFFFu, {0xFFFF}}}}),
     nameOf);
 
+// A text ends at the first byte 1A, wherever it stands; nothing behind it is read.
+INSTANTIATE_TEST_SUITE_P(
+    EndMarks, RegisterText,
+    testing::Values(Text{"endMarkAlone", "\x1A", {}}, Text{"endMarkFirst", "\x1A\n30,0\n12,34\n", {}},
+                    Text{"endMarkAtTheEnd", "30,0\n12,34\n\x1A", {{0x30, {0}}, {0x12, {0x34}}}},
+                    Text{"endMarkAtTheEndAndLineFeed", "30,0\n\x1A\n", {{0x30, {0}}}},
+                    Text{"endMarkAfterAnUnendedLine", "30,0\n12,34\x1A", {{0x30, {0}}, {0x12, {0x34}}}},
+                    Text{"endMarkInTheMiddleOfALine",
+                         "30,0\n12,3\x1A"
+                         "4,5\n6,7\n",
+                         {{0x30, {0}}, {0x12, {3}}}},
+                    Text{"endMarkInAComment", "30,0\n12,34 gain \x1A, 5\n", {{0x30, {0}}, {0x12, {0x34}}}},
+                    Text{"endMarkBehindAComma",
+                         "30,0\n12,\x1A"
+                         "34\n",
+                         {{0x30, {0}}, {0x12, {0}}}},
+                    Text{"endMarkBehindABlank", "30,0\n \x1A,1\n", {{0x30, {0}}, {0, {}}}},
+                    Text{"endMarkAsItsOwnLine", "30,0\n\x1A\n12,34\n", {{0x30, {0}}}},
+                    Text{"endMarkBetweenCarriageReturnAndLineFeed", "30,0\r\x1A\n12,34\n", {{0x30, {0}}}},
+                    Text{"endMarkBehindACarriageReturnAlone", "30,0\n\r\x1A", {{0x30, {0}}, {0, {}}}},
+                    Text{"twoEndMarks", "30,0\n\x1A\x1A", {{0x30, {0}}}}),
+    nameOf);
+
+// A carriage return that no line feed follows is a byte of the line, blank like any other.
+INSTANTIATE_TEST_SUITE_P(
+    CarriageReturns, RegisterText,
+    testing::Values(
+        Text{"carriageReturnAloneEndsNoLine", "30,0\r12,34\n", {{0x30, {0, 0x34}}}},
+        Text{"carriageReturnBeforeANumberIsBlank", "30,\r1\n", {{0x30, {1}}}},
+        Text{"carriageReturnEndsANumber", "30,1\r2\n", {{0x30, {1}}}},
+        Text{"twoCarriageReturnsBeforeALineFeed", "30,0\r\r\n12,34\n", {{0x30, {0}}, {0x12, {0x34}}}},
+        Text{"lineFeedThenCarriageReturn", "30,0\n\r12,34\n", {{0x30, {0}}, {0x12, {0x34}}}},
+        Text{"carriageReturnAloneAtTheEnd", "30,0\n\r", {{0x30, {0}}, {0, {}}}}),
+    nameOf);
+
 TEST(RegisterTextOfAllWords, everySixteenBitValueIsReadAsItStands) {
   std::string content;
   std::vector<SettingLine> lines;

@@ -1,4 +1,5 @@
 // Programming the board's capture front end.
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -266,6 +267,45 @@ TEST_F(PcieColourMatrix, LowSixteenBitsAreSignExtended) {
   EXPECT_EQ(0x7FFFU, coefficient(-32769.0 / 32));
   EXPECT_EQ(0U, coefficient(std::numeric_limits<double>::infinity()));
   EXPECT_EQ(0U, coefficient(std::numeric_limits<double>::quiet_NaN()));
+}
+
+// What no 32-bit integer holds becomes the smallest one; of an integer the low 16 bits count, with their
+// sign.
+TEST_F(PcieColourMatrix, NumbersAtTheLimits) {
+  constexpr double limit = 2147483648.0;
+  const double infinity = std::numeric_limits<double>::infinity();
+  const struct {
+    double product;
+    std::uint32_t expected;
+  } rows[] = {{32767.0, 0x7FFF},
+              {std::nextafter(32768.0, 0.0), 0x7FFF},
+              {32768.0, 0xFFFF8000},
+              {65535.0, 0xFFFFFFFF},
+              {65536.0, 0},
+              {-32768.0, 0xFFFF8000},
+              {std::nextafter(-32769.0, 0.0), 0xFFFF8000},
+              {-32769.0, 0x7FFF},
+              {limit - 1.0, 0xFFFFFFFF},
+              {std::nextafter(limit, 0.0), 0xFFFFFFFF},
+              {limit, 0},
+              {limit + 65535.0, 0},
+              {2 * limit + 5.0, 0},
+              {-limit + 1.0, 1},
+              {std::nextafter(-limit, 0.0), 1},
+              {-limit, 0},
+              {std::nextafter(-limit - 1.0, 0.0), 0},
+              {-limit - 1.0, 0},
+              {-2 * limit - 5.0, 0},
+              {1e300, 0},
+              {-1e300, 0},
+              {infinity, 0},
+              {-infinity, 0},
+              {std::numeric_limits<double>::quiet_NaN(), 0},
+              {-std::numeric_limits<double>::quiet_NaN(), 0}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.expected, coefficient(row.product / 32.0)) << row.product;
+    EXPECT_EQ(row.expected, offset(row.product / 4.0)) << row.product;
+  }
 }
 
 TEST_F(PcieColourMatrix, FailedWritesAreIgnored) {

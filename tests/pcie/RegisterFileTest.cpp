@@ -71,6 +71,12 @@ TEST_F(PcieRegisterFile, EmptyLinesAndCommentsSendNothing) {
   EXPECT_EQ(write(0x36, 1, 0x1000, {5}), trace());
 }
 
+TEST_F(PcieRegisterFile, EndMarkEndsTheFile) {
+  EXPECT_EQ(KVEXA_OK, play("36,1\r\n1000,5\r\n\x1A"
+                           "1001,6\n"));
+  EXPECT_EQ(write(0x36, 1, 0x1000, {5}), trace());
+}
+
 TEST_F(PcieRegisterFile, TrailingCommaIsAValueOfZero) {
   EXPECT_EQ(KVEXA_OK, play("36,1\n12,34,\n"));
   EXPECT_EQ(write(0x36, 1, 0x12, {0x34, 0}), trace());
@@ -83,6 +89,7 @@ TEST_F(PcieRegisterFile, AddressModeGoesToTheDriverWhichDecides) {
 
 // A line without a comma has no number, and so no slave address.
 TEST_F(PcieRegisterFile, HeaderWithoutACommaIsAllZeros) {
+  const GuardedTable table(machine);
   EXPECT_EQ(KVEXA_NO_ACKNOWLEDGE, play("36\n10,5\n"));
   EXPECT_EQ(write(0, 0, 0x10, {5}, 0x2009), trace());
 }

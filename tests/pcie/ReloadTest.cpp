@@ -199,6 +199,31 @@ TEST_F(PcieReload, ShortListBehindALongOneIsReadAlone) {
   EXPECT_EQ(list + restart(0) + list, trace());
 }
 
+// Only the length that Windows tells counts. What lies behind it may be anything: the beginning of more text
+// that would go on with the last entry, or whole entries.
+TEST_F(PcieReload, WhatLiesBehindTheListIsNotOfTheList) {
+  bus.addRawBefore(bridge, "&REV_01");
+  EXPECT_EQ(-306, kVexaReloadPcieDevice());
+  EXPECT_EQ(list + restart(0) + list, trace());
+  bus.addRawBefore(std::string("other\0", 6), capture + std::string(2, '\0'));
+  bus.addRawBefore("", capture + std::string(2, '\0'));
+  bus.addRawBefore(capture.substr(0, capture.size() - 1), capture.substr(capture.size() - 1));
+  bus.addRawBefore(capture.substr(0, capture.size() - 2), capture.substr(capture.size() - 2));
+  EXPECT_EQ(-306, kVexaReloadPcieDevice());
+  EXPECT_EQ(list + restart(0) + list, trace());
+  bus.addRawBefore(std::string("other\0", 6) + capture, "X");
+  EXPECT_EQ(KVEXA_OK, kVexaReloadPcieDevice());
+  EXPECT_EQ(list + restart(0) + list + restart(5), trace());
+}
+
+// As many bytes as are read leave room for the two zeros and no more.
+TEST_F(PcieReload, LongestListIsEndedBehindItsLastByte) {
+  const std::string first(8192 - bridge.size() - 1, 'x');
+  bus.addRaw(first + '\0' + bridge);
+  EXPECT_EQ(-306, kVexaReloadPcieDevice());
+  EXPECT_EQ(list + restart(0) + list, trace());
+}
+
 // Every attempt leaves its list of devices with the process. That is intended.
 TEST_F(PcieReload, ThousandRestartsWork) {
   bus.addBoard();

@@ -1,4 +1,5 @@
 // Supplies and signals of the module: switches, their status, DIP switches, lines, power sequences.
+#include <cstring>
 #include <memory>
 
 #include "tests/pcie/PcieTest.h"
@@ -191,6 +192,42 @@ TEST_F(PcieSwitchStates, SupplyStatusIsAllOfThem) {
   const std::string pair = readRegister(switchRegister, 0x35) + readRegister(dipRegister, 0xFFFF0000U | dips);
   const std::string one = readRegister(switchRegister, 0x35);
   EXPECT_EQ(pair + pair + pair + one + one + one, trace());
+}
+
+// Each bit of both registers alone: it stands in the fields that it belongs to and in no other.
+TEST_F(PcieSwitchStates, EveryBitBelongsToItsFields) {
+  for (unsigned bit = 0; bit < 32; ++bit) {
+    SCOPED_TRACE(bit);
+    const auto part = [bit](unsigned first, unsigned last) {
+      return bit >= first && bit <= last ? 1U << (bit - first) : 0U;
+    };
+    SupplyStatus status;
+    std::memset(&status, 0xA5, sizeof status);
+    std::uint32_t hardware = untouched;
+    std::uint32_t software = untouched;
+    board.setBoardRegister(switchRegister, 0);
+    board.setBoardRegister(dipRegister, 1U << bit);
+    EXPECT_EQ(KVEXA_OK, kVexaGetSupplyStatus(&handle, &status));
+    EXPECT_EQ(KVEXA_OK, kVexaGetHwDipStatus(&handle, &hardware));
+    EXPECT_EQ(KVEXA_OK, kVexaGetSwDipStatus(&handle, &software));
+    EXPECT_EQ(part(0, 1), status.v1.softwareDip);
+    EXPECT_EQ(part(3, 4), status.v2.softwareDip);
+    EXPECT_EQ(part(6, 7), status.clock.softwareDip);
+    EXPECT_EQ(part(8, 9), status.v1.hardwareDip);
+    EXPECT_EQ(part(11, 12), status.v2.hardwareDip);
+    EXPECT_EQ(part(14, 15), status.clock.hardwareDip);
+    EXPECT_EQ(part(0, 7), software);
+    EXPECT_EQ(part(8, 13), hardware);
+
+    board.setBoardRegister(switchRegister, 1U << bit);
+    EXPECT_EQ(KVEXA_OK, kVexaGetSupplyStatus(&handle, &status));
+    EXPECT_EQ(part(0, 0), status.v1.on);
+    EXPECT_EQ(part(1, 1), status.v2.on);
+    EXPECT_EQ(part(2, 2), status.clock.on);
+    EXPECT_EQ(part(3, 3), status.resetOn);
+    EXPECT_EQ(part(4, 4), status.i2cOn);
+    EXPECT_EQ(part(5, 5), status.powerSwitchOn);
+  }
 }
 
 TEST_F(PcieSwitchStates, SupplyStatusStopsAtTheFirstFailure) {

@@ -1,5 +1,6 @@
 // What belongs to the captures but starts none: the board's buffer size, its frame-drop mode, and the
 // capture that USB boards do not have.
+#include <cmath>
 #include <limits>
 
 #include "tests/support/BoardTest.h"
@@ -32,6 +33,41 @@ TEST_F(CaptureSettings, BufferSizesOutOfRangeAreRefused) {
     EXPECT_EQ(KVEXA_BAD_ARGUMENT, kVexaSetBufSize(&handle, size)) << size;
   }
   EXPECT_EQ("", trace());
+}
+
+// The limits themselves are sizes; the next doubles beyond them are not.
+TEST_F(CaptureSettings, BufferSizesAtTheLimits) {
+  constexpr double smallest = 0.0005;
+  constexpr double largest = 31.9995;
+  for (const double size : {smallest, std::nextafter(smallest, 1.0)}) {
+    EXPECT_EQ(KVEXA_OK, kVexaSetBufSize(&handle, size));
+    EXPECT_EQ(boardWrite(0x0402, 65534), trace());
+  }
+  for (const double size : {largest, std::nextafter(largest, 0.0)}) {
+    EXPECT_EQ(KVEXA_OK, kVexaSetBufSize(&handle, size));
+    EXPECT_EQ(boardWrite(0x0402, 0), trace());
+  }
+  for (const double size : {std::nextafter(smallest, 0.0), std::nextafter(largest, 32.0), -smallest, -largest,
+                            -0.0, std::numeric_limits<double>::denorm_min(),
+                            std::numeric_limits<double>::max(), -std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_EQ(KVEXA_BAD_ARGUMENT, kVexaSetBufSize(&handle, size)) << size;
+  }
+  EXPECT_EQ("", trace());
+}
+
+// A mebibyte has 2048 units; halves of one go up.
+TEST_F(CaptureSettings, BufferSizesAreRoundedToTheNearestUnit) {
+  for (const unsigned units : {2U, 3U, 1000U, 2048U, 40000U, 65533U}) {
+    const auto mebibytes = [units](double part) { return 32.0 - (units + part) / 2048.0; };
+    const auto written = [this](double size) {
+      EXPECT_EQ(KVEXA_OK, kVexaSetBufSize(&handle, size));
+      return board.boardRegister(0x0402);
+    };
+    EXPECT_EQ(units - 1, written(mebibytes(0.0))) << units;
+    EXPECT_EQ(units - 1, written(mebibytes(0.484375))) << units;
+    EXPECT_EQ(units, written(mebibytes(0.5))) << units;
+    EXPECT_EQ(units, written(mebibytes(0.984375))) << units;
+  }
 }
 
 TEST_F(CaptureSettings, BufferSizeOnABadHandle) {

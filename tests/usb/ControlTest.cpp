@@ -1,6 +1,7 @@
 // Power sequences, capture area, colour matrix, Bayer stage, general-purpose lines, dropped frames.
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include "tests/support/BoardTest.h"
 
@@ -177,11 +178,50 @@ TEST_F(ColourMatrix, EveryRegisterIsWrittenWhateverFails) {
   EXPECT_EQ(4, board.boardRegister(0x021A));
 }
 
-TEST_F(ColourMatrix, NumbersThatNoRegisterHoldsDoNoHarm) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
+// A register takes the low 16 bits. What no 32-bit integer holds becomes the smallest one, whose low bits are
+// clear. Coefficients have 32 steps, the offset has 4.
+TEST_F(ColourMatrix, NumbersAtTheLimitsOfAnInteger) {
+  constexpr double limit = 2147483648.0;
   const double infinity = std::numeric_limits<double>::infinity();
-  const double values[13] = {nan, infinity, -infinity, 1e300, -1e300, 1e10, -1e10, 0, 0, 0, 0, 0, nan};
-  EXPECT_EQ(KVEXA_OK, kVexaCscSet(&handle, values));
+  const struct {
+    double product;
+    unsigned expected;
+  } rows[] = {{65535.0, 0xFFFF},
+              {65535.9, 0xFFFF},
+              {65536.0, 0},
+              {65537.0, 1},
+              {-1.0, 0xFFFF},
+              {-0.999, 0},
+              {-32768.9, 0x8000},
+              {limit - 1.0, 0xFFFF},
+              {std::nextafter(limit, 0.0), 0xFFFF},
+              {limit, 0},
+              {limit + 1.0, 0},
+              {limit + 65535.0, 0},
+              {2 * limit + 5.0, 0},
+              {-limit + 1.0, 1},
+              {std::nextafter(-limit, 0.0), 1},
+              {-limit, 0},
+              {std::nextafter(-limit, -infinity), 0},
+              {std::nextafter(-limit - 1.0, 0.0), 0},
+              {-limit - 1.0, 0},
+              {-2 * limit - 5.0, 0},
+              {1e300, 0},
+              {-1e300, 0},
+              {std::numeric_limits<double>::max(), 0},
+              {std::numeric_limits<double>::denorm_min(), 0},
+              {infinity, 0},
+              {-infinity, 0},
+              {std::numeric_limits<double>::quiet_NaN(), 0},
+              {-std::numeric_limits<double>::quiet_NaN(), 0}};
+  for (const auto& row : rows) {
+    double values[13];
+    for (double& value : values) value = row.product / 32.0;
+    values[12] = row.product / 4.0;
+    EXPECT_EQ(KVEXA_OK, kVexaCscSet(&handle, values));
+    expectRegisters(std::vector<unsigned>(13, row.expected));
+    if (HasFailure()) FAIL() << row.product;
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "tests/support/CaptureTest.h"
+#include "tests/usb/LibraryCalls.h"
 
 namespace kvexa::test {
 namespace {
@@ -124,6 +125,19 @@ TEST_F(AutoActualTest, TimeoutAllowsOnePollMoreThanItsTensOfMilliseconds) {
   for (const auto [timeout, polls] : {Limit{0, 1}, Limit{9, 1}, Limit{10, 2}, Limit{100, 11}}) {
     EXPECT_EQ(KVEXA_OK, kVexaAutoActualEx(&handle, &actual, timeout));
     EXPECT_EQ(start() + repeat(polls, poll()) + boardWrite(0x0102, 0) + result(), trace()) << timeout;
+  }
+}
+
+// The other bits of the status word tell nothing about the measurement.
+TEST_F(AutoActualTest, OnlyBitZeroOfTheStatusIsAMeasurement) {
+  for (const bool isDone : {false, true}) {
+    LibraryCalls calls(libraryModule());
+    calls.onSleep = [&](DWORD milliseconds) {
+      if (milliseconds == 10) board.setTargetWord(2, isDone ? 0x8001 : 0xFFFE);
+    };
+    EXPECT_EQ(KVEXA_OK, kVexaAutoActualEx(&handle, &actual, 20));
+    const std::string polls = isDone ? poll() + polledWrite(2, 0) : repeat(3, poll()) + boardWrite(0x0102, 0);
+    EXPECT_EQ(start() + polls + result(), trace());
   }
 }
 

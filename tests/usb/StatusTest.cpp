@@ -63,6 +63,48 @@ TEST_F(UsbStatus, RequestWhoseStatusWordIsKeptFailsButOnPipeZero) {
   EXPECT_EQ(0, get());
 }
 
+// The status is byte 4: an answer that holds it counts, and what it lacks behind it reads as zeros.
+TEST_F(UsbStatus, AnswerThatHoldsItsStatusCounts) {
+  for (const std::uint32_t bytes : {5U, 6U, 7U, 63U}) {
+    SCOPED_TRACE(bytes);
+    queueStatus(1, 0x23, '3');
+    board.faults().at(2, {sim::Fault::Kind::shorten, bytes});
+    std::memset(block, 0xA5, sizeof block);
+    EXPECT_EQ(0x23, get());
+    EXPECT_EQ(0x23, block[4]);
+    EXPECT_EQ(bytes > 6 ? '3' : 0, block[6]);
+    EXPECT_TRUE(std::all_of(block + 7, std::end(block), [](auto byte) { return byte == 0; }));
+  }
+}
+
+TEST_F(UsbStatus, AnswerWithoutItsStatusIsRefused) {
+  for (const std::uint32_t bytes : {0U, 1U, 3U, 4U}) {
+    board.faults().at(2, {sim::Fault::Kind::shorten, bytes});
+    EXPECT_EQ(KVEXA_REQUEST_FAILED, get()) << bytes;
+    EXPECT_TRUE(blockIsUntouched()) << bytes;
+  }
+}
+
+// The same inside a register transfer: five bytes end its polling, four are one more poll, and a bus error
+// without its digit is none that names the device.
+TEST_F(UsbStatus, ShortAnswersWhileATransferIsPolled) {
+  board.setBoardRegister(0x0904, 0);
+  board.faults().at(3, {sim::Fault::Kind::shorten, 5});
+  EXPECT_EQ(KVEXA_OK, kVexaSetDout(&handle, 0x1234));
+  EXPECT_EQ(6, std::ranges::count(trace(), '\n'));
+  board.faults().at(3, {sim::Fault::Kind::shorten, 4});
+  EXPECT_EQ(KVEXA_OK, kVexaSetDout(&handle, 0x1234));
+  EXPECT_EQ(8, std::ranges::count(trace(), '\n'));
+  std::uint32_t value = untouched;
+  for (const std::uint32_t bytes : {6U, 7U}) {
+    queueStatus(1, 0);
+    queueStatus(1, 0x60, '3');
+    board.faults().at(6, {sim::Fault::Kind::shorten, bytes});
+    EXPECT_EQ(bytes > 6 ? KVEXA_NO_ACKNOWLEDGE : KVEXA_FAILED, kVexaGetDout(&handle, &value)) << bytes;
+  }
+  EXPECT_EQ(untouched, value);
+}
+
 using Recovery = BoardTest;
 
 TEST_F(Recovery, IdleBoardIsReadOnce) {

@@ -201,6 +201,42 @@ TEST_F(SwitchStates, SupplyStatusHoldsEverything) {
   }
 }
 
+// Each bit of both registers alone: it stands in the fields that it belongs to and in no other.
+TEST_F(SwitchStates, EveryBitBelongsToItsFields) {
+  for (unsigned bit = 0; bit < 16; ++bit) {
+    SCOPED_TRACE(bit);
+    const auto part = [bit](unsigned first, unsigned last) {
+      return bit >= first && bit <= last ? 1U << (bit - first) : 0U;
+    };
+    SupplyStatus status;
+    std::memset(&status, 0xA5, sizeof status);
+    std::uint32_t hardware = untouched;
+    std::uint32_t software = untouched;
+    board.setBoardRegister(0x000A, 0);
+    board.setBoardRegister(0x0008, static_cast<std::uint16_t>(1U << bit));
+    EXPECT_EQ(KVEXA_OK, kVexaGetSupplyStatus(&handle, &status));
+    EXPECT_EQ(KVEXA_OK, kVexaGetHwDipStatus(&handle, &hardware));
+    EXPECT_EQ(KVEXA_OK, kVexaGetSwDipStatus(&handle, &software));
+    EXPECT_EQ(part(0, 2), status.v1.softwareDip);
+    EXPECT_EQ(part(3, 5), status.v2.softwareDip);
+    EXPECT_EQ(part(6, 7), status.clock.softwareDip);
+    EXPECT_EQ(part(8, 10), status.v1.hardwareDip);
+    EXPECT_EQ(part(11, 13), status.v2.hardwareDip);
+    EXPECT_EQ(part(14, 15), status.clock.hardwareDip);
+    EXPECT_EQ(part(0, 7), software);
+    EXPECT_EQ(part(8, 15), hardware);
+
+    board.setBoardRegister(0x000A, static_cast<std::uint16_t>(1U << bit));
+    EXPECT_EQ(KVEXA_OK, kVexaGetSupplyStatus(&handle, &status));
+    EXPECT_EQ(part(0, 0), status.v1.on);
+    EXPECT_EQ(part(1, 1), status.v2.on);
+    EXPECT_EQ(part(2, 2), status.clock.on);
+    EXPECT_EQ(part(3, 3), status.resetOn);
+    EXPECT_EQ(part(4, 4), status.i2cOn);
+    EXPECT_EQ(part(5, 5), status.powerSwitchOn);
+  }
+}
+
 TEST_F(SwitchStates, SupplyStatusStaysUntouchedWhenTheFirstReadFails) {
   SupplyStatus status;
   SupplyStatus before;
