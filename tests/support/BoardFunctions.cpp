@@ -8,6 +8,9 @@ namespace {
 
 // Room for whatever a function reads or writes through its pointer.
 std::uint32_t words[8];
+
+// What goes to a board is the same whatever was read before.
+const std::uint32_t written[8] = {5, 6, 7, 8, 9, 10, 11, 12};
 double coefficients[13];
 std::uint8_t frame[4096];
 const std::uint32_t pattern = 1;
@@ -35,18 +38,18 @@ double powerControl(const BoardHandle* board) {
 }
 
 double manyRegWrite(const BoardHandle* board) {
-  RegisterBatchEntry entry{0x10, words, 2};
+  RegisterBatchEntry entry{0x10, written, 2};
   RegisterBatch batch{0x36, 1, &entry, 1};
   return kVexaManyRegWrite(board, &batch);
 }
 
 double fpgaRead(const BoardHandle* board) { return kVexaFpgaRead(board, 0x000A, 2, words); }
-double fpgaWrite(const BoardHandle* board) { return kVexaFpgaWrite(board, 0x0504, 2, words); }
+double fpgaWrite(const BoardHandle* board) { return kVexaFpgaWrite(board, 0x0504, 2, written); }
 
 double regRead(const BoardHandle* board) { return kVexaRegRead(board, 0x80, 2, 0, 2, words); }
-double regWrite(const BoardHandle* board) { return kVexaRegWrite(board, 0x80, 2, 0, 2, words); }
+double regWrite(const BoardHandle* board) { return kVexaRegWrite(board, 0x80, 2, 0, 2, written); }
 double regReadS(const BoardHandle* board) { return kVexaRegReadS(board, 0x6D, 0, 1, 2, words); }
-double regWriteS(const BoardHandle* board) { return kVexaRegWriteS(board, 0x6C, 0, 1, 2, words); }
+double regWriteS(const BoardHandle* board) { return kVexaRegWriteS(board, 0x6C, 0, 1, 2, written); }
 
 double switchStatus(const BoardHandle* board,
                     int32_t(KVEXA_CALL* function)(const BoardHandle*, SwitchStatus*)) {
@@ -142,7 +145,7 @@ const std::vector<BoardFunction>& boardFunctions() {
        served},
       {"kVexaGetSwDipStatus", [](Board b) -> double { return kVexaGetSwDipStatus(b, words); }, returned,
        served},
-      {"kVexaSetSwDip", [](Board b) -> double { return kVexaSetSwDip(b, words); }, returned, served},
+      {"kVexaSetSwDip", [](Board b) -> double { return kVexaSetSwDip(b, written); }, returned, served},
       {"kVexaBayerToRgbEnable", [](Board b) -> double { return kVexaBayerToRgbEnable(b); }, returned,
        nothingToDo},
       {"kVexaBayerToRgbDisable", [](Board b) -> double { return kVexaBayerToRgbDisable(b); }, returned,
@@ -189,7 +192,8 @@ const std::vector<BoardFunction>& pcieFunctions() {
   using Board = const BoardHandle*;
   static std::uint32_t overlapped[5];  // never sent: the boards here refuse it
   static const std::vector<BoardFunction> functions = {
-      {"kDBGLutDataWrite", [](Board b) -> double { return kDBGLutDataWrite(b, 1, words); }, special, served},
+      {"kDBGLutDataWrite", [](Board b) -> double { return kDBGLutDataWrite(b, 1, written); }, special,
+       served},
       {"kDBGLutDataRead", [](Board b) -> double { return kDBGLutDataRead(b, 1, words); }, special, served},
       {"kVexaSetWaitIntervalParam", [](Board b) -> double { return kVexaSetWaitIntervalParam(b, 4); },
        special, served},
