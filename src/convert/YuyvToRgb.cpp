@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Bytes.h"
+#include "FloatingPoint.h"
 #include "FrameLimits.h"
 #include "Packing.h"
 #include "YuyvAhead.h"
@@ -103,13 +104,17 @@ bool convert(const Frame& frame, YuyvMethod method, unsigned extraBits) {
       convertFrame<Sample>(frame, IntegerMethod{integerStudioWeights, extraBits});
       return true;
     case YuyvMethod::doubleStudio:
-      convertFrame<Sample>(frame, DoubleMethod{doubleStudioWeights, extraBits});
+      inDefaultFloatingPoint([&] {
+        convertFrame<Sample>(frame, DoubleMethod{doubleStudioWeights, extraBits});
+      });
       return true;
     case YuyvMethod::integerFull:
       convertFrame<Sample>(frame, IntegerMethod{integerFullWeights, extraBits});
       return true;
     case YuyvMethod::doubleFull:
-      convertFrame<Sample>(frame, DoubleMethod{doubleFullWeights, extraBits});
+      inDefaultFloatingPoint([&] {
+        convertFrame<Sample>(frame, DoubleMethod{doubleFullWeights, extraBits});
+      });
       return true;
   }
   return false;
@@ -118,9 +123,11 @@ bool convert(const Frame& frame, YuyvMethod method, unsigned extraBits) {
 template <typename Sample>
 bool convert(const Frame& frame, const double* matrix, unsigned extraBits) {
   if (matrix == nullptr || !isConvertible(frame, sizeof(Sample))) return false;
-  std::array<double, 13> copy;
-  std::memcpy(copy.data(), matrix, sizeof copy);
-  convertFrame<Sample>(frame, MatrixMethod(copy, extraBits));
+  inDefaultFloatingPoint([&] {
+    std::array<double, 13> copy;
+    std::memcpy(copy.data(), matrix, sizeof copy);
+    convertFrame<Sample>(frame, MatrixMethod(copy, extraBits));
+  });
   return true;
 }
 
