@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 #include "Bytes.h"
 #include "FloatingPoint.h"
@@ -53,6 +54,9 @@ void convertGroups(const Frame& frame, const Method& method) {
   constexpr std::size_t chroma = order == YuyvOrder::chromaFirst ? 0 : 1;
   constexpr std::size_t luma = 1 - chroma;
   constexpr YuyvPacker<format> pack;
+  // Of a copy whose address nobody has the compiler knows that no pixel is written over it. The integer
+  // methods have constants.
+  const std::conditional_t<std::is_same_v<Method, IntegerMethod>, const Method&, Method> equations = method;
   const auto groups = static_cast<std::size_t>(std::uint64_t{frame.width} * frame.height / 2);
   const std::uint8_t* source = bytesOf(frame.source);
   std::uint8_t* pixels = bytesOf(frame.destination);
@@ -62,8 +66,8 @@ void convertGroups(const Frame& frame, const Method& method) {
     const SampleRow<Sample> samples(source + group * 4 * sizeof(Sample));
     const std::uint32_t u = samples[chroma];
     const std::uint32_t v = samples[chroma + 2];
-    const RgbPixel first = method.pixel(samples[luma], u, v);
-    const RgbPixel second = method.pixel(samples[luma + 2], u, v);
+    const RgbPixel first = equations.pixel(samples[luma], u, v);
+    const RgbPixel second = equations.pixel(samples[luma + 2], u, v);
     std::uint8_t* pixel = pixels + group * 2 * pack.bytes;
     pack(pixel, first.red, first.green, first.blue);
     pack(pixel + pack.bytes, second.red, second.green, second.blue);

@@ -10,13 +10,9 @@
 #include <iterator>
 #include <limits>
 
-namespace kvexa::test {
+#include "HostState.h"
 
-// What a host may have left in the registers that say how to compute.
-struct HostState {
-  std::uint32_t mxcsr = 0x1F80;
-  std::uint16_t x87Control = 0x037F;
-};
+namespace kvexa::test {
 
 // The samples that sums are aimed with: most of a frame's, and the largest.
 struct Aim {

@@ -19,44 +19,10 @@
 namespace kvexa::test {
 namespace {
 
-// The registers after a call, as the call left them.
-struct StateAfter {
-  std::uint32_t mxcsr = 0;
-  std::uint16_t x87Control = 0;
-  std::uint16_t x87Status = 0;
-};
-
-constexpr std::uint16_t x87Exceptions = 0x7F;
-
-constexpr HostState defaultState;
-
-void loadState(const HostState& state) {
-  asm volatile(
-      "fnclex\n"
-      "fldcw %0\n"
-      "ldmxcsr %1\n"
-      :
-      : "m"(state.x87Control), "m"(state.mxcsr)
-      : "memory");
-}
-
-StateAfter takeState() {
-  StateAfter after;
-  asm volatile(
-      "stmxcsr %0\n"
-      "fnstcw %1\n"
-      "fnstsw %2\n"
-      : "=m"(after.mxcsr), "=m"(after.x87Control), "=m"(after.x87Status)
-      :
-      : "memory");
-  loadState(defaultState);
-  return after;
-}
-
 const ConversionCase* running = nullptr;
 
 [[noreturn]] void endWithTheCase() {
-  loadState(defaultState);
+  loadState(HostState{});
   std::cout << "raised a floating-point exception:\n" << *running << std::endl;
   std::_Exit(EXIT_FAILURE);
 }
@@ -161,10 +127,7 @@ testing::AssertionResult CaseRunner::run(const Converter& converter, const Conve
                                        << unsigned{*at.first} << ", got " << unsigned{*at.second} << ":\n"
                                        << conversion;
   }
-  if (after.mxcsr == conversion.host.mxcsr && after.x87Control == conversion.host.x87Control &&
-      (after.x87Status & x87Exceptions) == 0) {
-    return testing::AssertionSuccess();
-  }
+  if (after.isLeftAlone(conversion.host)) return testing::AssertionSuccess();
   std::ostringstream left;
   left << std::hex << "left MXCSR " << after.mxcsr << ", x87 control " << after.x87Control << ", status "
        << after.x87Status;
