@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto source = input.content(pixels * (kind < 2 ? 1 : 2));
   const auto* bytes = source.data();
   const auto* words = reinterpret_cast<const std::uint16_t*>(source.data());
-  fuzz::compareAllSets(pixels * (kind % 2 == 0 ? 2 : 3),
+  const kvexa::test::HostState host = kvexa::test::Adversary<fuzz::Input>(input).hostState();
+  fuzz::compareAllSets(pixels * (kind % 2 == 0 ? 2 : 3), host,
                        [&](const RowKernels& kernels, std::uint8_t* output) {
                          auto* outputWords = reinterpret_cast<std::uint16_t*>(output);
                          switch (kind) {

@@ -1,7 +1,9 @@
 // Fuzzes the fast converters against the plain one: the input's first bytes choose size and options, the
-// rest is content. Any difference ends the program.
+// rest is weights and content, or chooses those that the tests' adversary thinks of. Any difference ends the
+// program.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -10,17 +12,20 @@
 #include <vector>
 
 #include "convert/InstructionSet.h"
+#include "tests/convert/Adversary.h"
 
 namespace fuzz {
 
-// Hands the input's bytes out; zeros when they are used up.
+// Hands the input's bytes out; when they are used up, a sequence that the first one seeds.
 class Input {
  public:
-  Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
+  Input(const std::uint8_t* data, std::size_t size)
+      : data_(data), size_(size), state_(size == 0 ? 0U : data[0]) {}
 
   std::uint8_t byte() {
-    if (at_ == size_) return 0;
-    return data_[at_++];
+    if (at_ < size_) return data_[at_++];
+    state_ = state_ * 1664525U + 1013904223U;
+    return static_cast<std::uint8_t>(state_ >> 24);
   }
   std::uint32_t below(std::uint32_t limit) { return (byte() * 256U + byte()) % limit; }
 
@@ -40,14 +45,9 @@ class Input {
     }
   }
 
-  // Content of that many bytes; what the input does not reach is a sequence that it seeds.
   std::vector<std::uint8_t> content(std::size_t count) {
     std::vector<std::uint8_t> bytes(count);
-    std::uint32_t state = byte() + 1U;
-    for (auto& value : bytes) {
-      state = state * 1664525U + 1013904223U;
-      value = at_ < size_ ? byte() : static_cast<std::uint8_t>(state >> 24);
-    }
+    for (auto& value : bytes) value = byte();
     return bytes;
   }
 
@@ -55,11 +55,23 @@ class Input {
   const std::uint8_t* data_;
   std::size_t size_;
   std::size_t at_ = 0;
+  std::uint32_t state_;
 };
 
-// convert(kernels, pixels) must give the same bytes on every set as on the plain one.
+// Samples that an adversary puts into content of that many, and what sums over them are aimed with.
+inline kvexa::test::Aim chooseSamples(kvexa::test::Adversary<Input>& adversary,
+                                      std::vector<std::uint8_t>& content, bool deep, std::uint32_t bits) {
+  const std::size_t size = deep ? 2 : 1;
+  const std::uint32_t depth = deep ? std::clamp(bits, 9U, 16U) : 8;
+  return adversary.samples(content.size() / size, size, depth, [&](std::size_t i, std::uint32_t value) {
+    std::memcpy(&content[i * size], &value, size);
+  });
+}
+
+// convert(kernels, pixels) must give the same bytes on every set, in the host's state, as on the plain one in
+// the default state, and leave the host's state alone.
 template <typename Convert>
-void compareAllSets(std::size_t pixelBytes, const Convert& convert) {
+void compareAllSets(std::size_t pixelBytes, const kvexa::test::HostState& host, const Convert& convert) {
   using namespace kvexa::convert;
   std::vector<std::uint8_t> expected(pixelBytes, 0x5A);
   const bool taken = convert(*rowKernelsOf(InstructionSet::scalar), expected.data());
@@ -67,8 +79,12 @@ void compareAllSets(std::size_t pixelBytes, const Convert& convert) {
     const RowKernels* kernels = rowKernelsOf(set);
     if (kernels == nullptr) continue;
     std::vector<std::uint8_t> actual(pixelBytes, 0x5A);
-    if (convert(*kernels, actual.data()) != taken || actual != expected) {
-      std::fprintf(stderr, "%s differs from the plain conversion\n", nameOf(set));
+    kvexa::test::loadState(host);
+    const bool takenToo = convert(*kernels, actual.data());
+    const bool isLeftAlone = kvexa::test::takeState().isLeftAlone(host);
+    if (takenToo != taken || actual != expected || !isLeftAlone) {
+      std::fprintf(stderr, "%s %s\n", nameOf(set),
+                   isLeftAlone ? "differs from the plain conversion" : "changed the caller's state");
       std::abort();
     }
   }

@@ -10,12 +10,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool deep = input.byte() % 2 != 0;
   const Packing packing = input.byte() % 2 != 0 ? Packing::rgb888 : Packing::rgb565;
   const Extent extent = input.byte() % 2 != 0 ? Extent::interior : Extent::framed;
-  const bool alike = input.byte() % 2 != 0;  // all weights the same, or each its own
-  double weights[108];
-  for (double& weight : weights) weight = alike && &weight != weights ? weights[0] : input.number();
   const std::size_t pixels = std::size_t{width} * height;
-  const auto source = input.content(pixels * (deep ? 2 : 1));
-  fuzz::compareAllSets(pixels * 3, [&](const RowKernels& kernels, std::uint8_t* output) {
+  double weights[108];
+  std::vector<std::uint8_t> source;
+  kvexa::test::Adversary<fuzz::Input> adversary(input);
+  const kvexa::test::HostState host = adversary.hostState();
+  if (input.byte() % 2 != 0) {
+    source.resize(pixels * (deep ? 2 : 1));
+    kvexa::test::Aim aim = fuzz::chooseSamples(adversary, source, deep, bits);
+    aim.mostSum = deep ? 0x1p30 : 32000.0;
+    adversary.weights(weights, 12, 9, aim);
+  } else {
+    const bool alike = input.byte() % 2 != 0;  // all weights the same, or each its own
+    for (double& weight : weights) weight = alike && &weight != weights ? weights[0] : input.number();
+    source = input.content(pixels * (deep ? 2 : 1));
+  }
+  fuzz::compareAllSets(pixels * 3, host, [&](const RowKernels& kernels, std::uint8_t* output) {
     if (!deep) {
       return filterRaw8(source.data(), output, width, height, pattern, weights, packing, extent, kernels);
     }

@@ -10,13 +10,24 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool deep = input.byte() % 2 != 0;
   const YuyvOrder order = input.byte() % 2 != 0 ? YuyvOrder::chromaFirst : YuyvOrder::lumaFirst;
   const std::uint32_t method = input.below(5);
-  double matrix[13] = {};
-  if (method == yuyvMethodCount) {
-    for (double& weight : matrix) weight = input.number();
-  }
   const std::size_t pixels = std::size_t{width} * height;
-  const auto source = input.content(pixels * (deep ? 4 : 2));
-  fuzz::compareAllSets(pixels * 3, [&](const RowKernels& kernels, std::uint8_t* output) {
+  double matrix[13] = {};
+  std::vector<std::uint8_t> source;
+  kvexa::test::Adversary<fuzz::Input> adversary(input);
+  const kvexa::test::HostState host = adversary.hostState();
+  if (input.byte() % 2 != 0) {
+    source.resize(pixels * (deep ? 4 : 2));
+    kvexa::test::Aim aim = fuzz::chooseSamples(adversary, source, deep, bits);
+    aim.mostSum = 32000.0;
+    adversary.weights(matrix, 3, 4, aim);
+    matrix[12] = input.byte() % 8 != 0 ? 1.0 : adversary.number();
+  } else {
+    if (method == yuyvMethodCount) {
+      for (double& weight : matrix) weight = input.number();
+    }
+    source = input.content(pixels * (deep ? 4 : 2));
+  }
+  fuzz::compareAllSets(pixels * 3, host, [&](const RowKernels& kernels, std::uint8_t* output) {
     if (method == yuyvMethodCount) {
       return deep ? yuyv16ToMtxRgb(source.data(), output, width, height, matrix, order, format, bits, kernels)
                   : yuyv8ToMtxRgb(source.data(), output, width, height, matrix, order, format, kernels);

@@ -1,21 +1,29 @@
 #include "FilterAhead.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
+
+#include "FloatingPoint.h"
 
 namespace kvexa::convert {
 namespace {
 
-// The coarsest power of 2 that every weight is a multiple of, if it is not below 2^-20; else 0.
+// Sums of magnitudes stay below this where sums are estimated: the integers of the loops are words for 8-bit
+// samples and else have 32 bits.
+constexpr double mostSum8 = 32000.0;
+constexpr double mostSum16 = 1 << 30;
+
+// The coarsest power of 2 that every weight is a multiple of, if it is not below 2^-20; else 0. No function
+// of the C library: some compute in the x87 unit, which the caller may have set to anything.
 double gridOf(const double* first, const double* second) {
-  for (int exponent = 0; exponent <= 20; ++exponent) {
-    const auto isOnGrid = [exponent](double weight) {
-      const double scaled = std::ldexp(weight, exponent);
-      return std::fabs(scaled) < 1e9 && scaled == std::floor(scaled);
+  for (unsigned exponent = 0; exponent <= 20; ++exponent) {
+    const double unitsOfOne = 1U << exponent;
+    const auto isOnGrid = [unitsOfOne](double weight) {
+      const double scaled = weight * unitsOfOne;
+      return magnitudeOf(scaled) < mostSum16 && scaled == static_cast<std::int32_t>(scaled);
     };
     if (std::all_of(first, first + 27, isOnGrid) && std::all_of(second, second + 27, isOnGrid)) {
-      return std::ldexp(1.0, -exponent);
+      return 1.0 / unitsOfOne;
     }
   }
   return 0.0;
@@ -25,16 +33,15 @@ double gridOf(const double* first, const double* second) {
 
 FilterRowWeights::FilterRowWeights(const double* firstSite, const double* secondSite, std::size_t sampleBytes,
                                    unsigned bits)
-    : grid_(gridOf(firstSite, secondSite)),
-      // The integers of the loops: words for 8-bit samples, else 32 bits.
-      largestSum_(sampleBytes == 1 ? 32000.0 : 1 << 30) {
+    : grid_(gridOf(firstSite, secondSite)), largestSum_(sampleBytes == 1 ? mostSum8 : mostSum16) {
   weights_.bits = bits;
   weights_.ceiling = static_cast<double>((1U << bits) - 1);
   const double* const sites[] = {firstSite, secondSite};
   for (std::size_t i = 0; i < 27; ++i) {
     for (std::size_t lane = 0; lane < mostFloatLanes; ++lane) {
       const double weight = sites[lane % 2][i];
-      const bool isSmall = std::fabs(weight) < 1e9;  // a larger one is never estimated with
+      // A larger one is only estimated with when all samples are 0.
+      const bool isSmall = magnitudeOf(weight) < largestSum_;
       weights_.single[i][lane] = isSmall ? static_cast<float>(weight) : 0.0F;
       if (lane < mostDoubleLanes) weights_.exact[i][lane] = weight;
     }
@@ -42,7 +49,7 @@ FilterRowWeights::FilterRowWeights(const double* firstSite, const double* second
   for (std::size_t channel = 0; channel < 3; ++channel) {
     for (std::size_t site = 0; site < 2; ++site) {
       double magnitude = 0.0;
-      for (std::size_t i = 0; i < 9; ++i) magnitude += std::fabs(sites[site][9 * channel + i]);
+      for (std::size_t i = 0; i < 9; ++i) magnitude += magnitudeOf(sites[site][9 * channel + i]);
       magnitudes_[channel][site] = magnitude;
     }
   }
@@ -51,8 +58,8 @@ FilterRowWeights::FilterRowWeights(const double* firstSite, const double* second
 bool FilterRowWeights::prepare(double largestSample) {
   if (largestSample == preparedFor_) return isEstimable_;
   // In units of 2^-24 times the sum of all magnitudes: rounding the weights takes 1, the products 1, the
-  // nine sums 9, adding the slack again 1, and the sum in doubles far less than 1. Weights too small for
-  // single precision are off by less than 1e-30.
+  // nine sums 9, adding the slack again 1; 2 are left for products of errors and for the sum in doubles.
+  // Weights too small for single precision are off by less than 1e-30. docs/conversion-bounds.md has it all.
   constexpr double unitsOfError = 14.0 / (1 << 24);
   preparedFor_ = largestSample;
   isEstimable_ = true;

@@ -7,6 +7,7 @@
 
 #include "BayerPixel.h"
 #include "FilterAhead.h"
+#include "FloatingPoint.h"
 #include "FrameLimits.h"
 #include "Truncation.h"
 
@@ -169,11 +170,13 @@ bool filter(const Frame& frame, std::uint32_t pattern, Packing packing) {
       !fitsMemory(frame.width, frame.height, std::max(sizeof(Sample), pixelBytes(packing)))) {
     return false;
   }
-  if (packing == Packing::rgb565) {
-    filterPattern<Sample, Packing::rgb565>(frame, pattern);
-  } else {
-    filterPattern<Sample, Packing::rgb888>(frame, pattern);
-  }
+  inDefaultFloatingPoint([&] {
+    if (packing == Packing::rgb565) {
+      filterPattern<Sample, Packing::rgb565>(frame, pattern);
+    } else {
+      filterPattern<Sample, Packing::rgb888>(frame, pattern);
+    }
+  });
   return true;
 }
 

@@ -1,7 +1,8 @@
 #include "YuyvAhead.h"
 
 #include <algorithm>
-#include <cmath>
+
+#include "FloatingPoint.h"
 
 namespace kvexa::convert {
 
@@ -12,33 +13,36 @@ namespace {
 class ChannelEstimate {
  public:
   ChannelEstimate(const double (&weights)[3], double constant, double largestSample, double scale)
-      : lowest_(constant * scale), highest_(lowest_), magnitude_(std::fabs(lowest_)) {
+      : lowest_(constant * scale), highest_(lowest_), magnitude_(magnitudeOf(lowest_)) {
     for (const std::size_t i : {2, 1, 0}) addProduct(weights[i] * scale, largestSample, weights_[i]);
     constant_ = static_cast<float>(isUsable() ? lowestStart(constant * scale) : 0.0);
   }
 
   // Sums of integers in 32 bits, with room for the error; false for what is not a number.
   bool isUsable() const { return magnitude_ < 32000.0 * 65536.0; }
-  double error() const { return error_ * 1.001 + std::fabs(constant_) * unit * 2 + 1e-3; }
+  double error() const { return error_ * 1.001 + magnitudeOf(constant_) * unit * 2 + 1e-3; }
   float weight(std::size_t i) const { return weights_[i]; }
   float constant() const { return constant_; }
 
  private:
-  // No operation in single precision is further off than this, relatively, whichever way it rounds.
+  // Twice what an operation in single precision is off at most, relatively: the rest is for products of
+  // errors, and for the sums in doubles. docs/conversion-bounds.md has it all.
   static constexpr double unit = 1.0 / (1 << 23);
 
   void addProduct(double weight, double largestSample, float& single) {
     const double largest = weight * largestSample;
-    magnitude_ += std::fabs(largest);
+    magnitude_ += magnitudeOf(largest);
     if (!isUsable()) return;
+    // Without samples beyond 0 the product is 0, but the weight may be beyond single precision.
+    if (largestSample == 0.0) return;
     single = static_cast<float>(weight);
     (largest < 0 ? lowest_ : highest_) += largest;
     // The weight as it was rounded, the product where it is not fused, and the sum so far.
-    error_ += std::fabs(weight - single) * largestSample + unit * std::fabs(largest) +
-              unit * std::max(std::fabs(lowest_), std::fabs(highest_));
+    error_ += magnitudeOf(weight - single) * largestSample + unit * magnitudeOf(largest) +
+              unit * std::max(magnitudeOf(lowest_), magnitudeOf(highest_));
   }
   double lowestStart(double constant) const {
-    return constant - error_ * 1.001 - std::fabs(constant) * unit * 2 - 1e-3;
+    return constant - error_ * 1.001 - magnitudeOf(constant) * unit * 2 - 1e-3;
   }
 
   double lowest_, highest_, magnitude_;

@@ -3,8 +3,10 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <type_traits>
 
 #include "Bytes.h"
+#include "FloatingPoint.h"
 #include "FrameLimits.h"
 #include "Packing.h"
 #include "YuyvAhead.h"
@@ -52,6 +54,9 @@ void convertGroups(const Frame& frame, const Method& method) {
   constexpr std::size_t chroma = order == YuyvOrder::chromaFirst ? 0 : 1;
   constexpr std::size_t luma = 1 - chroma;
   constexpr YuyvPacker<format> pack;
+  // Of a copy whose address nobody has the compiler knows that no pixel is written over it. The integer
+  // methods have constants.
+  const std::conditional_t<std::is_same_v<Method, IntegerMethod>, const Method&, Method> equations = method;
   const auto groups = static_cast<std::size_t>(std::uint64_t{frame.width} * frame.height / 2);
   const std::uint8_t* source = bytesOf(frame.source);
   std::uint8_t* pixels = bytesOf(frame.destination);
@@ -61,8 +66,8 @@ void convertGroups(const Frame& frame, const Method& method) {
     const SampleRow<Sample> samples(source + group * 4 * sizeof(Sample));
     const std::uint32_t u = samples[chroma];
     const std::uint32_t v = samples[chroma + 2];
-    const RgbPixel first = method.pixel(samples[luma], u, v);
-    const RgbPixel second = method.pixel(samples[luma + 2], u, v);
+    const RgbPixel first = equations.pixel(samples[luma], u, v);
+    const RgbPixel second = equations.pixel(samples[luma + 2], u, v);
     std::uint8_t* pixel = pixels + group * 2 * pack.bytes;
     pack(pixel, first.red, first.green, first.blue);
     pack(pixel + pack.bytes, second.red, second.green, second.blue);
@@ -103,13 +108,17 @@ bool convert(const Frame& frame, YuyvMethod method, unsigned extraBits) {
       convertFrame<Sample>(frame, IntegerMethod{integerStudioWeights, extraBits});
       return true;
     case YuyvMethod::doubleStudio:
-      convertFrame<Sample>(frame, DoubleMethod{doubleStudioWeights, extraBits});
+      inDefaultFloatingPoint([&] {
+        convertFrame<Sample>(frame, DoubleMethod{doubleStudioWeights, extraBits});
+      });
       return true;
     case YuyvMethod::integerFull:
       convertFrame<Sample>(frame, IntegerMethod{integerFullWeights, extraBits});
       return true;
     case YuyvMethod::doubleFull:
-      convertFrame<Sample>(frame, DoubleMethod{doubleFullWeights, extraBits});
+      inDefaultFloatingPoint([&] {
+        convertFrame<Sample>(frame, DoubleMethod{doubleFullWeights, extraBits});
+      });
       return true;
   }
   return false;
@@ -118,9 +127,11 @@ bool convert(const Frame& frame, YuyvMethod method, unsigned extraBits) {
 template <typename Sample>
 bool convert(const Frame& frame, const double* matrix, unsigned extraBits) {
   if (matrix == nullptr || !isConvertible(frame, sizeof(Sample))) return false;
-  std::array<double, 13> copy;
-  std::memcpy(copy.data(), matrix, sizeof copy);
-  convertFrame<Sample>(frame, MatrixMethod(copy, extraBits));
+  inDefaultFloatingPoint([&] {
+    std::array<double, 13> copy;
+    std::memcpy(copy.data(), matrix, sizeof copy);
+    convertFrame<Sample>(frame, MatrixMethod(copy, extraBits));
+  });
   return true;
 }
 

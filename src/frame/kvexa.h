@@ -1037,7 +1037,8 @@ KVEXA_API int32_t KVEXA_CALL kVexaReloadPcieDeviceEx(void);
  * or KVEXA_BAD_ARGUMENT with nothing written: for a null pointer, a size that its text does not allow or
  * whose image exceeds the address space, and codes (pattern, bits, method, order, format) out of their
  * range. Products of width and height are formed so that they cannot wrap. Buffer sizes are the caller's
- * promise.
+ * promise. Sums of doubles are rounded to nearest whatever the caller's floating-point unit is set to; no
+ * exception is raised in it, and its settings and flags stay as they were.
  */
 
 /*

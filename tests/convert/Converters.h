@@ -54,4 +54,8 @@ std::vector<std::uint8_t> expectedPixels(const Converter& converter, const std::
                                          std::uint32_t width, std::uint32_t height, const Options& options,
                                          std::uint8_t fill);
 
+// The same into pixels that have the converter's size already.
+void expectPixels(const Converter& converter, const std::uint8_t* source, std::uint32_t width,
+                  std::uint32_t height, const Options& options, std::vector<std::uint8_t>& pixels);
+
 }  // namespace kvexa::test

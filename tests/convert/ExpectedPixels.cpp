@@ -15,7 +15,7 @@ struct Channels {
 
 struct Image {
   const Converter& converter;
-  const std::vector<std::uint8_t>& source;
+  const std::uint8_t* source;
   std::uint32_t width, height;
   const Options& options;
 
@@ -94,6 +94,17 @@ std::uint32_t truncated(double value) {
   return static_cast<std::uint32_t>(static_cast<std::int64_t>(value));
 }
 
+// The order of the terms is part of the result.
+std::uint32_t filteredChannel(const Image& image, std::size_t centre, const double* k, double ceiling) {
+  static constexpr unsigned order[] = {8, 6, 5, 3, 2, 0, 7, 1, 4};
+  double total = 0.0;
+  for (const unsigned i : order) {
+    const double term = k[i] * image.sample(centre + (i / 3) * image.width + i % 3 - image.width - 1);
+    total = i == 8 ? term : total + term;
+  }
+  return truncated(total > ceiling ? ceiling : total);
+}
+
 void expectFiltered(const Image& image, std::vector<std::uint8_t>& pixels) {
   const std::size_t size = image.converter.format(image.options) == KVEXA_FORMAT_BGR24 ? 3 : 2;
   const double ceiling = std::pow(2.0, image.converter.bits(image.options)) - 1.0;
@@ -101,21 +112,16 @@ void expectFiltered(const Image& image, std::vector<std::uint8_t>& pixels) {
   const std::size_t pitch = (image.width - 2 * border) * size;
   if (!image.converter.interiorOnly) pixels.assign(pixels.size(), 0);
   for (std::uint32_t row = 1; row + 1 < image.height; ++row) {
+    const bool redRow = image.site(row, 0) == 'R' || image.site(row, 1) == 'R';
     for (std::uint32_t column = 1; column + 1 < image.width; ++column) {
-      const bool redRow = image.site(row, 0) == 'R' || image.site(row, 1) == 'R';
       const char site = image.site(row, column);
       const unsigned set = site == 'B' ? 0 : site == 'R' ? 9 : redRow ? 6 : 3;
-      const auto sum = [&](unsigned kernel) {
-        const double* k = image.options.kernels + kernel * 9;
-        double total = 0.0;
-        for (const unsigned i : {8u, 6u, 5u, 3u, 2u, 0u, 7u, 1u, 4u}) {
-          const double term = k[i] * image.sample(row + i / 3 - 1, column + i % 3 - 1);
-          total = i == 8 ? term : total + term;
-        }
-        return truncated(total > ceiling ? ceiling : total);
+      const std::size_t centre = std::size_t{row} * image.width + column;
+      const auto channel = [&](unsigned kernel) {
+        return filteredChannel(image, centre, image.options.kernels + 9 * kernel, ceiling);
       };
       putChannels(image, &pixels[(row - border) * pitch + (column - border) * size],
-                  {sum(set), sum(set + 1), sum(set + 2)});
+                  {channel(set), channel(set + 1), channel(set + 2)});
     }
   }
 }
@@ -202,16 +208,21 @@ void expectYuyv(const Image& image, std::vector<std::uint8_t>& pixels) {
 
 }  // namespace
 
-std::vector<std::uint8_t> expectedPixels(const Converter& converter, const std::vector<std::uint8_t>& source,
-                                         std::uint32_t width, std::uint32_t height, const Options& options,
-                                         std::uint8_t fill) {
-  std::vector<std::uint8_t> pixels(converter.destinationBytes(width, height, options), fill);
+void expectPixels(const Converter& converter, const std::uint8_t* source, std::uint32_t width,
+                  std::uint32_t height, const Options& options, std::vector<std::uint8_t>& pixels) {
   const Image image{converter, source, width, height, options};
   switch (converter.family) {
     case Family::bayer: expectBayer(image, pixels); break;
     case Family::filtered: expectFiltered(image, pixels); break;
     default: expectYuyv(image, pixels);
   }
+}
+
+std::vector<std::uint8_t> expectedPixels(const Converter& converter, const std::vector<std::uint8_t>& source,
+                                         std::uint32_t width, std::uint32_t height, const Options& options,
+                                         std::uint8_t fill) {
+  std::vector<std::uint8_t> pixels(converter.destinationBytes(width, height, options), fill);
+  expectPixels(converter, source.data(), width, height, options, pixels);
   return pixels;
 }
 
