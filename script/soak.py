@@ -47,20 +47,22 @@ class Soak:
 
     def startNext(self):
         """False when nothing may be started now."""
-        if not self.waiting:
-            self.beginRound()
         busy = {run.program.name for run, _, _ in self.running}
+        if all(program.name in busy for program, _ in self.waiting):
+            self.beginRound()
         for entry in self.waiting:
             program, number = entry
-            if program.name in busy or time.monotonic() + self.usual.get(program.name, 0) > self.deadline:
-                continue
-            self.waiting.remove(entry)
-            seed = self.random.randint(1, 99999)  # as many as GoogleTest knows
-            log = LOGS / f"{number:04d}-{program.name}-{seed}.log"
-            arguments = ["--gtest_shuffle", f"--gtest_random_seed={seed}"]
-            self.running.append((Run(program, log, arguments), seed, number))
-            return True
+            if program.name not in busy and time.monotonic() + self.usual.get(program.name, 0) < self.deadline:
+                self.waiting.remove(entry)
+                self.startOne(program, number)
+                return True
         return False
+
+    def startOne(self, program, number):
+        seed = self.random.randint(1, 99999)  # as many as GoogleTest knows
+        log = LOGS / f"{number:04d}-{program.name}-{seed}.log"
+        arguments = ["--gtest_shuffle", f"--gtest_random_seed={seed}"]
+        self.running.append((Run(program, log, arguments), seed, number))
 
     def collect(self):
         for entry in list(self.running):
