@@ -31,6 +31,7 @@ class Outcome:
     remark: str = ""
     report: str = ""  # what the failing cases printed
     seconds: float = 0.0
+    work: float = 0.0  # seconds of processor time
 
     def isGood(self):
         return not self.failed and not self.remark
@@ -88,18 +89,49 @@ def readOutput(text, hung=False, limit=0, exitCode=0):
     return outcome
 
 
-class Run:
-    """A program that runs, with its output in a file, and a process group of its own."""
+def workOf(session):
+    """The processor time of all processes of a session, in seconds."""
+    ticks = 0
+    for entry in os.listdir("/proc"):
+        if entry.isdigit():
+            try:
+                with open(f"/proc/{entry}/stat", errors="replace") as line:
+                    fields = line.read().rsplit(")", 1)[1].split()
+            except OSError:  # it has just ended
+                continue
+            if int(fields[3]) == session:
+                ticks += sum(map(int, fields[11:15]))  # its own, and that of the children it waited for
+    return ticks / os.sysconf("SC_CLK_TCK")
 
-    def __init__(self, program, log, arguments=(), environment=None, limit=None):
-        self.program, self.log = program, log
+
+class Run:
+    """A program that runs, with its output in a file, and a session of its own.
+
+    Beside the limit in seconds, which a loaded machine makes meaningless, it may have one of processor time; then
+    it also hangs when it has done nothing at all for IDLE seconds."""
+
+    IDLE = 60
+    LOOK = 2  # seconds between two looks at the processor time
+
+    def __init__(self, program, log, arguments=(), environment=None, limit=None, workLimit=None):
+        self.program, self.log, self.workLimit = program, log, workLimit
         self.limit = limit or program.limit
+        self.work = 0.0
         environment = {**os.environ, **program.environment, **(environment or {})}
         with open(log, "wb") as output:
             self.process = subprocess.Popen([*program.command, *arguments], stdin=subprocess.DEVNULL, stdout=output,
                                             stderr=subprocess.STDOUT, env=environment, cwd=program.folder,
                                             start_new_session=True)
-        self.start = time.monotonic()
+        self.start = self.looked = self.lastWork = time.monotonic()
+
+    def hangs(self, now):
+        if self.workLimit is None or now - self.looked < self.LOOK:
+            return now - self.start > self.limit
+        self.looked = now
+        work = workOf(self.process.pid)
+        if work > self.work:
+            self.work, self.lastWork = work, now
+        return work > self.workLimit or now - self.lastWork > self.IDLE or now - self.start > self.limit
 
     def end(self):
         """Ends the program and all that it started on this side of Wine."""
@@ -112,20 +144,20 @@ class Run:
 
     def poll(self):
         """The outcome, or None while it runs."""
-        seconds = time.monotonic() - self.start
-        hung = self.process.poll() is None and seconds > self.limit
+        now = time.monotonic()
+        hung = self.process.poll() is None and self.hangs(now)
         if self.process.poll() is None and not hung:
             return None
         self.end()
         with open(self.log, errors="replace") as output:
-            outcome = readOutput(output.read(), hung, self.limit, self.process.returncode)
-        outcome.seconds = seconds
+            outcome = readOutput(output.read(), hung, now - self.start, self.process.returncode)
+        outcome.seconds, outcome.work = now - self.start, self.work
         return outcome
 
     def finish(self):
         while True:
             try:
-                self.process.wait(timeout=max(0.05, self.limit - (time.monotonic() - self.start) + 0.05))
+                self.process.wait(timeout=0.5)
             except subprocess.TimeoutExpired:
                 pass
             outcome = self.poll()

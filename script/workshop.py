@@ -11,6 +11,7 @@ from programs import Outcome, Program, Run, knownPrograms
 ROOT = Path(__file__).resolve().parent.parent
 STEPS = {"cli": "tests/cli/run", "readers": "tests/readers/run"}  # what is tested by scripts
 DLL = "KVEXA_LIB.dll"
+LONGEST = 3600  # seconds for any suite, on however loaded a machine
 
 
 def runQuietly(command, folder, environment=None):
@@ -50,7 +51,7 @@ class Workshop:
         self.logs = self.root / "build/log"
         self.environment = {"WINEPREFIX": str(self.root / "build/wine")}
         self.prepared = {}  # build folder: the times of what it holds
-        self.nativeIsReady = False
+        self.running = None
 
     def prepare(self):
         self.logs.mkdir(parents=True, exist_ok=True)
@@ -103,7 +104,7 @@ class Workshop:
                     shutil.copy2(build / "kept" / path.relative_to(build), path)
 
     def plant(self, mutant, source):
-        """False when the bug does not compile. Ends with removed(mutant)."""
+        """False when the bug does not compile. remove() ends it either way."""
         path = self.root / mutant.path
         self.time = path.stat()
         path.write_text(mutant.apply(source))
@@ -136,17 +137,18 @@ class Workshop:
         change = lambda text: text.replace(f"{ROOT}/build/", f"{self.root}/build/")
         return replace(program, command=[change(part) for part in program.command], folder=str(self.root))
 
-    def run(self, program, limit, arguments=()):
-        """The outcome, and whether it is good. Steps tell theirs by the exit code."""
+    def run(self, program, workLimit, arguments=()):
+        """The outcome of a suite. Steps tell theirs by the exit code."""
         if program.name in STEPS:
             shutil.copy(self.windows / "bin" / DLL, self.root / "build/dist/bin" / DLL)
         environment = {**self.environment, "GTEST_FAIL_FAST": "1"}
-        run = Run(program, self.logs / f"{program.name}.log", arguments, environment, limit)
+        run = self.running = Run(program, self.logs / f"{program.name}.log", arguments, environment, LONGEST, workLimit)
         outcome = run.finish()
+        self.running = None
         if program.name in STEPS:
             output = Path(run.log).read_text(errors="replace")
             failed = [line.split(": ", 1)[1] for line in output.splitlines() if line.startswith("FAILED: ")]
-            outcome = Outcome(failed=failed, seconds=outcome.seconds)
+            outcome = Outcome(failed=failed, seconds=outcome.seconds, work=outcome.work)
             if run.process.returncode != 0 and not failed:
                 outcome.remark = f"ended with exit code {run.process.returncode}"
         if outcome.remark:  # whatever is left of it must not disturb the next one
@@ -154,11 +156,13 @@ class Workshop:
             self.startWine()
         return outcome
 
-    def prepareNative(self):
+    def close(self):
+        if self.running:
+            self.running.end()
+        self.stopWine()
+
+    def buildNative(self):
         """The build under sanitizers, of the sources as they are now; slow for the first time only."""
         if not (self.native / "build.ninja").is_file():
             require(["cmake", "--preset", "native"], self.root)
-
-    def buildNative(self):
-        self.prepareNative()
         return runQuietly(["ninja", "-C", str(self.native)], self.root)
