@@ -33,10 +33,10 @@ unset DISPLAY WAYLAND_DISPLAY
 
 startWine() {
   if [ ! -f "$WINEPREFIX/system.reg" ]; then
-    say "Making a Wine prefix in build/wine (once, about ten seconds)"
+    say "Making a Wine prefix in ${WINEPREFIX#"$root/"} (once, about ten seconds)"
     mkdir -p "$WINEPREFIX"
-    quietly "Wine could not make its prefix in build/wine" wineboot --init
-    quietly "Wine did not finish making its prefix in build/wine" wineserver --wait
+    quietly "Wine could not make its prefix in $WINEPREFIX" wineboot --init
+    quietly "Wine did not finish making its prefix in $WINEPREFIX" wineserver --wait
   fi
   # A server that stays for a while saves seconds on every program that is started. Its services start with
   # the first program and would keep that one's output open, so the first one is nobody's.
