@@ -192,7 +192,7 @@ class SimulatedPlatform : public Platform {
     if (!waitsInSimulatedTime(std::span(&object, 1))) {
       return Platform::waitForSingleObject(object, milliseconds);
     }
-    return machine_.timeline.wait(object, milliseconds);
+    return machine_.timeline.wait(std::span(&object, 1), milliseconds, signalsOf(std::span(&object, 1)));
   }
 
   DWORD waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all, DWORD milliseconds) override {
@@ -200,7 +200,8 @@ class SimulatedPlatform : public Platform {
     if (all != FALSE || !waitsInSimulatedTime(std::span(objects, count))) {
       return Platform::waitForMultipleObjects(count, objects, all, milliseconds);
     }
-    return machine_.timeline.wait(std::span(objects, count), milliseconds);
+    return machine_.timeline.wait(std::span(objects, count), milliseconds,
+                                  signalsOf(std::span(objects, count)));
   }
 
   BOOL setEvent(HANDLE event) override {
@@ -274,6 +275,13 @@ class SimulatedPlatform : public Platform {
   bool waitsInSimulatedTime(std::span<const HANDLE> objects) {
     return machine_.timeline.takesPart() ||
            std::ranges::any_of(objects, [this](HANDLE each) { return machine_.loans.holdsEvent(each); });
+  }
+
+  // Nobody but the module and the drivers signals an event that the module has made.
+  Timeline::Signals signalsOf(std::span<const HANDLE> objects) {
+    const bool own = std::ranges::all_of(
+        objects, [this](HANDLE each) { return machine_.resources.isOpen(Resources::Kind::event, each); });
+    return own ? Timeline::Signals::seen : Timeline::Signals::anybodys;
   }
 
   HDEVINFO listPci() {

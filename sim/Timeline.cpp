@@ -102,7 +102,7 @@ void Timeline::leave() {
   const std::lock_guard lock(mutex_);
   const auto found = members_.find(GetCurrentThreadId());
   if (found == members_.end()) return;
-  hostRan_ = true;
+  hostRan_ = memberRan_ = ++changes_;
   forget(found->second);
   notifyDriver();
 }
@@ -136,14 +136,7 @@ void Timeline::expectWait() {
   ++running_;
 }
 
-void Timeline::expectNoWait() {
-  MemberPointer member;
-  {
-    const std::lock_guard lock(mutex_);
-    member = self();
-  }
-  endTemporary(member);
-}
+void Timeline::expectNoWait() { endTemporary(beginCall()); }
 
 Timeline::MemberPointer Timeline::self() const {
   const auto found = members_.find(GetCurrentThreadId());
@@ -167,23 +160,19 @@ void Timeline::forget(const MemberPointer& member) {
 
 // Whoever waits for the thread's end, or for what it left behind, is running before the thread is not.
 void Timeline::removeEnded(const MemberPointer& member) {
-  wakeThose([](const Sleeper& each) { return each.kind == Wait::objects; });
-  memberRan_ = true;
+  wakeThose([](const Sleeper& each) { return !each.objects.empty(); });
+  memberRan_ = ++changes_;
   forget(member);
 }
 
 // ---- Waits ----
 
-DWORD Timeline::wait(std::span<const HANDLE> objects, DWORD milliseconds) {
+DWORD Timeline::wait(std::span<const HANDLE> objects, DWORD milliseconds, Signals signals) {
   if (objects.size() > mostObjects) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return WAIT_FAILED;
   }
-  MemberPointer member;
-  {
-    const std::lock_guard lock(mutex_);
-    member = self();
-  }
+  const MemberPointer member = beginCall();
   const auto poll = [&] {
     return WaitForMultipleObjects(static_cast<DWORD>(objects.size()), objects.data(), FALSE, 0);
   };
@@ -192,23 +181,30 @@ DWORD Timeline::wait(std::span<const HANDLE> objects, DWORD milliseconds) {
     return poll();
   }
   touch(member);
-  serve();
   const auto due = dueAfter(clock_.now(), milliseconds);
-  const Stir stir(*this);
+  std::optional<Stir> stir;
+  if (signals == Signals::anybodys) stir.emplace(*this);
   DWORD waited = WAIT_TIMEOUT;
   for (;;) {
-    const std::uint64_t seen = changes();
+    Sleeper sleeper{.kind = stir ? Wait::objects : Wait::seenObjects,
+                    .member = member,
+                    .due = due,
+                    .objects = objects,
+                    .lookedAt = changes(),
+                    .stir = stir ? stir->get() : nullptr};
     waited = poll();
     if (waited != WAIT_TIMEOUT) break;
-    Sleeper sleeper{
-        .kind = Wait::objects, .member = member, .due = due, .objects = objects, .stir = stir.get()};
-    {
-      Lock lock(mutex_);
-      if (due && clock_.now() >= *due) break;
-      if (changes_ != seen) continue;
-      fallAsleep(sleeper);
-      if (isQuiet()) notifyDriver();
+    Lock lock(mutex_);
+    if (due && clock_.now() >= *due) break;
+    if (changes_ != sleeper.lookedAt) continue;
+    if (!stir) {
+      rest(lock, sleeper);
+      continue;
     }
+    fallAsleep(sleeper);
+    moveWhileAsleep(lock, sleeper);
+    serveLocked();
+    lock.unlock();
     waited = waitNatively(sleeper);
     if (waited != WAIT_TIMEOUT) break;
   }
@@ -232,23 +228,19 @@ DWORD Timeline::waitNatively(Sleeper& sleeper) {
 // change: it rests until something may have.
 void Timeline::look(const MemberPointer& member, const void* object) {
   if (member == nullptr) return;
-  if (std::exchange(member->looked, nullptr) != object) {
-    touch(member);
-    member->looked = object;
-    return;
-  }
-  member->looked = object;
-  Sleeper sleeper{.kind = Wait::look, .member = member};
   Lock lock(mutex_);
-  rest(lock, sleeper, lookInterval);
+  if (member->looked == object) {
+    Sleeper sleeper{.kind = Wait::look, .member = member, .lookedAt = member->lookedAt};
+    rest(lock, sleeper, lookInterval);
+  } else {
+    touchLocked(member);
+    member->looked = object;
+  }
+  member->lookedAt = changes_;
 }
 
 void Timeline::sleep(DWORD milliseconds) {
-  MemberPointer member;
-  {
-    const std::lock_guard lock(mutex_);
-    member = self();
-  }
+  const MemberPointer member = beginCall();
   if (milliseconds == 0) {
     look(member, &yielded);
     SwitchToThread();
@@ -260,7 +252,7 @@ void Timeline::sleep(DWORD milliseconds) {
   do {
     Sleeper sleeper{.kind = Wait::sleep, .member = member, .due = due};
     rest(lock, sleeper);
-  } while (due && clock_.now() < *due);
+  } while (!due || clock_.now() < *due);
 }
 
 std::uint64_t Timeline::changes() const {
@@ -271,26 +263,28 @@ std::uint64_t Timeline::changes() const {
 void Timeline::await(const void* board, std::uint64_t seen, std::optional<Microseconds> moment) {
   Lock lock(mutex_);
   if (changes_ != seen || (moment && clock_.now() >= *moment)) return;
-  Sleeper sleeper{.kind = Wait::device, .member = self(), .due = moment, .board = board};
+  Sleeper sleeper{.kind = Wait::device, .member = self(), .due = moment, .board = board, .lookedAt = seen};
   rest(lock, sleeper);
 }
 
 void Timeline::awaitCondition(std::uint64_t seen) {
   Lock lock(mutex_);
   if (changes_ != seen) return;
-  Sleeper sleeper{.kind = Wait::condition, .member = self()};
+  Sleeper sleeper{.kind = Wait::condition, .member = self(), .lookedAt = seen};
   rest(lock, sleeper, lookInterval);
 }
 
 void Timeline::rest(Lock& lock, Sleeper& sleeper, DWORD realMilliseconds) {
   fallAsleep(sleeper);
-  if (!movesItself(lock, sleeper)) {
-    serveLocked();
-    while (!sleeper.awake) {
-      if (!sleeper.condition.wait(lock, realMilliseconds)) break;
-    }
-  }
+  moveWhileAsleep(lock, sleeper);
+  if (!sleeper.awake) serveLocked();
+  while (!sleeper.awake && sleeper.condition.wait(lock, realMilliseconds)) continue;
   wakeUp(sleeper);
+}
+
+Timeline::MemberPointer Timeline::beginCall() const {
+  const std::lock_guard lock(mutex_);
+  return self();
 }
 
 // ---- Changes ----
@@ -301,19 +295,18 @@ void Timeline::touch(const MemberPointer& member) {
 }
 
 void Timeline::touchLocked(const MemberPointer& member) {
-  memberRan_ = true;
+  memberRan_ = ++changes_;
   // What a thread does that does not take part is looked for as well.
-  hostRan_ = hostRan_ || member == nullptr || member->host || member->temporary;
+  if (member == nullptr || member->host || member->temporary) hostRan_ = memberRan_;
   if (member) member->looked = nullptr;
 }
 
 void Timeline::noteChange(const void* board) {
   const std::lock_guard lock(mutex_);
-  ++changes_;
+  touchLocked(self());
   wakeThose([board](const Sleeper& each) {
     return each.kind == Wait::condition || (board != nullptr && each.board == board);
   });
-  touchLocked(self());
   if (isQuiet()) notifyDriver();
 }
 
@@ -323,8 +316,7 @@ BOOL Timeline::signal(HANDLE object, const std::function<BOOL()>& set) {
     const std::lock_guard lock(mutex_);
     const MemberPointer member = self();
     if (member) member->looked = nullptr;
-    memberRan_ = true;
-    ++changes_;
+    memberRan_ = ++changes_;
     done = set();
     const DWORD error = GetLastError();
     wakeThose([object](const Sleeper& each) {

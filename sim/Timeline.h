@@ -78,9 +78,12 @@ class Timeline {
 
   // ---- waits
 
+  // What may signal an object: anybody, or only signal() and the ends of threads that take part.
+  enum class Signals { anybodys, seen };
+
   // As WaitForMultipleObjects for any of the objects, in simulated time. An object that is signalled at the
   // moment at which the time is up counts.
-  DWORD wait(std::span<const HANDLE> objects, DWORD milliseconds);
+  DWORD wait(std::span<const HANDLE> objects, DWORD milliseconds, Signals signals = Signals::anybodys);
   DWORD wait(HANDLE object, DWORD milliseconds = INFINITE) {
     return wait(std::span(&object, 1), milliseconds);
   }
@@ -125,10 +128,11 @@ class Timeline {
     bool temporary = false;
     bool waiting = false;
     const void* looked = nullptr;  // at what its last call looked without waiting
+    std::uint64_t lookedAt = 0;
   };
   using MemberPointer = std::shared_ptr<Member>;
 
-  enum class Wait { objects, look, condition, device, sleep };
+  enum class Wait { objects, seenObjects, look, condition, device, sleep };
 
   struct Sleeper {
     Wait kind;
@@ -136,7 +140,8 @@ class Timeline {
     std::optional<Microseconds> due{};
     std::span<const HANDLE> objects{};
     const void* board = nullptr;
-    HANDLE stir = nullptr;  // set when it is to look again; without one the condition is
+    std::uint64_t lookedAt = 0;  // the changes before it looked whether it has to wait
+    HANDLE stir = nullptr;       // set when it is to look again; without one the condition is
     NativeCondition condition{};
     bool awake = false;
   };
@@ -146,6 +151,7 @@ class Timeline {
   class Stir;
 
   MemberPointer self() const;
+  MemberPointer beginCall() const;
   void touch(const MemberPointer& member);
   void touchLocked(const MemberPointer& member);
   void look(const MemberPointer& member, const void* object);
@@ -171,7 +177,7 @@ class Timeline {
   void lookAgain();
   Sleeper* firstSleeper() const;
   std::optional<std::pair<Microseconds, Source*>> firstSource(Lock& lock);
-  bool movesItself(Lock& lock, Sleeper& sleeper);
+  void moveWhileAsleep(Lock& lock, const Sleeper& sleeper);
 
   void run();
   bool step(Lock& lock);
@@ -188,8 +194,10 @@ class Timeline {
   std::vector<Source*> sources_;
   std::vector<HANDLE> spareEvents_;
   std::uint64_t changes_ = 0;
-  bool hostRan_ = false;    // since the last look for what cannot be seen
-  bool memberRan_ = false;  // the same, of any member
+  // When somebody last did what cannot be seen, as a number of changes: threads that run code of the
+  // program's, and all threads.
+  std::uint64_t hostRan_ = 0;
+  std::uint64_t memberRan_ = 0;
   bool happening_ = false;  // at a source
   bool ends_ = false;
   HANDLE driverWake_;

@@ -34,9 +34,10 @@ void Timeline::notifyDriver() {
 bool Timeline::mayHaveChangedUnseen(const Sleeper& sleeper) const {
   switch (sleeper.kind) {
     case Wait::look:
-    case Wait::condition: return memberRan_ || hostRan_;
+    case Wait::condition: return memberRan_ > sleeper.lookedAt;
     case Wait::objects:
-    case Wait::device: return hostRan_;
+    case Wait::device: return hostRan_ > sleeper.lookedAt;
+    case Wait::seenObjects:
     case Wait::sleep: break;
   }
   return false;
@@ -48,7 +49,6 @@ bool Timeline::needsAnotherLook() const {
 
 void Timeline::lookAgain() {
   wakeThose([this](const Sleeper& each) { return mayHaveChangedUnseen(each); });
-  hostRan_ = memberRan_ = false;
 }
 
 // Of those that are due at the same moment the one that has waited longest.
@@ -74,21 +74,13 @@ std::optional<std::pair<Microseconds, Timeline::Source*>> Timeline::firstSource(
   return first;
 }
 
-// A thread that falls asleep last, and is the first to be woken, moves the time itself.
-bool Timeline::movesItself(Lock& lock, Sleeper& sleeper) {
-  const auto isFirst = [&] {
-    return isQuiet() && !sleeper.awake && !needsAnotherLook() && firstSleeper() == &sleeper;
-  };
-  if (sleeper.due && isFirst()) {
-    const std::uint64_t seen = changes_;
-    const auto source = firstSource(lock);
-    if (changes_ == seen && isFirst() && (!source || source->first > *sleeper.due)) {
-      clock_.advanceTo(*sleeper.due);
-      return true;
-    }
+// The thread that falls asleep last moves the time itself, until somebody runs again.
+void Timeline::moveWhileAsleep(Lock& lock, const Sleeper& sleeper) {
+  while (!sleeper.awake && isQuiet() && !ends_) {
+    if (needsAnotherLook()) return lookAgain();
+    if (step(lock)) continue;
+    return notifyDriver();
   }
-  if (!sleeper.awake && isQuiet()) notifyDriver();
-  return false;
 }
 
 void Timeline::run() {
@@ -161,8 +153,9 @@ std::string Timeline::describe() const {
 }
 
 std::string Timeline::describeLocked() const {
-  static constexpr const char* names[] = {"for objects", "for a change it looks for", "for a condition",
-                                          "for a board", "for time"};
+  static constexpr const char* names[] = {
+      "for objects", "for objects of its own", "for a change it looks for", "for a condition", "for a board",
+      "for time"};
   std::string text = std::to_string(running_) + " running at " + std::to_string(clock_.now()) + " us;";
   for (const auto& [identifier, member] : members_) {
     if (!member->waiting) text += " thread " + std::to_string(identifier) + " runs;";

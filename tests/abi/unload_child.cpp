@@ -69,6 +69,7 @@ struct Capture {
   explicit Capture(const Library& library) {
     machine.addUsbBoard();
     machine.addPcieBoard();
+    machine.timeline().serve();  // its thread is none of the library's
     attach(library);
     for (auto& event : events) event = CreateEventA(nullptr, TRUE, FALSE, nullptr);
   }
