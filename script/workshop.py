@@ -49,7 +49,9 @@ class Workshop:
         self.windows = self.root / "build/windows"
         self.native = self.root / "build/native"
         self.logs = self.root / "build/log"
-        self.environment = {"WINEPREFIX": str(self.root / "build/wine")}
+        # The debugger takes many seconds to tell of a crash that the missing end of the output tells as well.
+        self.environment = {"WINEPREFIX": str(self.root / "build/wine"),
+                            "WINEDLLOVERRIDES": "mscoree,mshtml=;winedbg.exe=d"}
         self.prepared = {}  # build folder: the times of what it holds
         self.running = None
 

@@ -50,6 +50,21 @@ TEST_F(WriteSize, BitmapOfThirteenMegapixels) {
   });
 }
 
+// Network drives refuse what is much larger; smaller pieces would take more calls.
+TEST_F(WriteSize, LargestWriteIsSixteenMebibytes) {
+  constexpr std::uint32_t rowBytes = 4096;
+  constexpr std::uint32_t twoPieces = (32U << 20) / rowBytes;
+  const auto writesOf = [this](std::uint32_t rows) {
+    const SaveRect rect{0, 0, rowBytes, rows};
+    const std::uint64_t before = machine.resources().writes();
+    EXPECT_EQ(KVEXA_OK,
+              kVexaSaveBinFile(path().c_str(), image_.data(), rowBytes, rows, &rect, KVEXA_FORMAT_GREY8));
+    return machine.resources().writes() - before;
+  };
+  EXPECT_EQ(writesOf(twoPieces) + 1, writesOf(twoPieces + 1));
+  EXPECT_EQ(writesOf(twoPieces / 2) + 1, writesOf(twoPieces));
+}
+
 // No copy of the whole image is made: there is no room for one.
 TEST_F(WriteSize, NoMemoryOfAnImagesSizeIsNeeded) {
   machine.resources().failBlocksFrom(2 << 20);

@@ -47,7 +47,12 @@ class DriverPath : public MachineTest {
   // What the version report tells when Windows lies there, with the driver in its place.
   std::int32_t ask(const std::string& windowsDirectory) {
     machine.systemFiles().setWindowsDirectory(windowsDirectory);
-    machine.systemFiles().set(machine.systemFiles().driverPath("KVEXAu.sys"), {{0x0409, 0x04B0, "4.5.6.7"}});
+    const std::string path = machine.systemFiles().driverPath("KVEXAu.sys");
+    machine.systemFiles().set(path, {{0x0409, 0x04B0, "4.5.6.7"}});
+    // What a path that was cut would find.
+    if (path.size() >= MAX_PATH) {
+      machine.systemFiles().set(path.substr(0, MAX_PATH - 1), {{0x0409, 0x04B0, "7.6.5.4"}});
+    }
     driver = untouched;
     std::uint32_t fpga = 0, firmware = 0, library = 0;
     return kVexaGetVersion(&handle, &fpga, &firmware, &driver, &library);
