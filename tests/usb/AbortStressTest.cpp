@@ -105,7 +105,7 @@ class AbortStress : public EngineTest {
     do {
       ++aborts;
       EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
-      currentTimeline->sleep(1);  // the capture looks every 100 ms
+      currentTimeline->sleep(100);  // as long as the capture sleeps between two looks
     } while (!endEvent.isSet() && aborts < 1000000);
     capture.join();
     lent = false;
