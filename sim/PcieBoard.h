@@ -65,7 +65,7 @@ class PcieBoard : private Timeline::Source {
   // is none.
   bool complete(PcieWait kind, std::uint32_t status);
 
-  // Sensor blocks are carried out before DeviceIoControl returns, instead of on the driver's thread.
+  // Sensor blocks are carried out before DeviceIoControl returns, instead of a moment later.
   void completeBlocksAtOnce(bool atOnce);
 
   // The status of a capture that a stop has ended. Nothing: 0 for multi-shot captures, 0x1000 for one-shots.
