@@ -154,8 +154,8 @@ void Timeline::endTemporary(const MemberPointer& member) {
 void Timeline::forget(const MemberPointer& member) {
   if (!member->waiting) --running_;
   if (member->thread != nullptr) CloseHandle(member->thread);
-  const MemberPointer kept = member;  // the argument may be the entry itself
-  members_.erase(kept->identifier);
+  const DWORD identifier = member->identifier;  // the argument may be the entry itself
+  members_.erase(identifier);
 }
 
 // Whoever waits for the thread's end, or for what it left behind, is running before the thread is not.
