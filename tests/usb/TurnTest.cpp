@@ -21,7 +21,10 @@ class Turns : public TwoBoards {
   void SetUp() override {
     TwoBoards::SetUp();
     calls.onWait = [this](HANDLE, DWORD milliseconds) -> std::optional<DWORD> {
-      if (milliseconds == 0) return std::nullopt;
+      if (milliseconds == 0) {
+        if (looksAreHeld_) passLookGate();
+        return std::nullopt;
+      }
       std::function<std::optional<DWORD>(DWORD)> answer;
       {
         const std::lock_guard lock(mutex_);
@@ -59,6 +62,16 @@ class Turns : public TwoBoards {
     onWait_ = std::move(answer);
   }
 
+  // Stops the worker of a full ring where it looks at its buffer, until releaseWorker().
+  void holdWorker() {
+    looksAreHeld_ = true;
+    ASSERT_TRUE(lookArrived_.await());
+  }
+  void releaseWorker() {
+    looksAreHeld_ = false;
+    lookGate_.set();
+  }
+
   std::int32_t startRing() {
     return kVexaMultiShotCaptureArratEx(&handle, frameBytes, 1, buffers, timeout, events, nullptr);
   }
@@ -94,6 +107,14 @@ class Turns : public TwoBoards {
   std::int32_t word = 0;
 
  private:
+  void passLookGate() {
+    lookArrived_.set();
+    EXPECT_TRUE(lookGate_.await());
+  }
+
+  Event lookArrived_;
+  Event lookGate_;
+  std::atomic<bool> looksAreHeld_{false};
   std::mutex mutex_;
   std::vector<DWORD> waits_;
   std::function<std::optional<DWORD>(DWORD)> onWait_;
@@ -282,8 +303,10 @@ TEST_F(Turns, WorkerThatHangsCostsTheAbortItsLimitOnce) {
 // And the other way round.
 TEST_F(Turns, AbortThatHangsCostsAWorkerTheLimitOnce) {
   runFullRing();
+  holdWorker();  // it sees the abort when that hangs
   answerWaits([](DWORD) { return WAIT_TIMEOUT; });
   HeldCall held(board.faults(), 2, [&] { return kVexaAbortCapture(&handle); });
+  releaseWorker();
   ASSERT_TRUE(end.await());
   EXPECT_TRUE(calls.joinWorkers());
   EXPECT_EQ(std::vector<DWORD>{handOverLimit}, waits());
