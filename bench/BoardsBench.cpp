@@ -16,9 +16,9 @@
 #include <vector>
 
 #include "kvexa.h"
-#include "sim/Attachment.h"
-#include "sim/ImportTable.h"
-#include "sim/Machine.h"
+#include "sim/attach/Attachment.h"
+#include "sim/attach/ImportTable.h"
+#include "sim/machine/Machine.h"
 
 extern "C" NTSTATUS NTAPI NtDelayExecution(BOOLEAN alertable, const LARGE_INTEGER* interval);
 

@@ -1,6 +1,6 @@
 """Writes the bindings and the documentation's lists from the interface.
 
-    generate.py HEADER_FOLDER OUTPUT_FOLDER
+    generate.py HEADER_FOLDER EXPORT_TABLE OUTPUT_FOLDER
 """
 import sys
 from pathlib import Path
@@ -15,8 +15,8 @@ OUTPUTS = {"kvexa.py": python.write, "Kvexa.cs": csharp.write, "functions.md": l
 
 
 def main():
-    interface = Interface(sys.argv[1])
-    folder = Path(sys.argv[2])
+    interface = Interface(sys.argv[1], sys.argv[2])
+    folder = Path(sys.argv[3])
     folder.mkdir(parents=True, exist_ok=True)
     for name, write in OUTPUTS.items():
         (folder / name).write_text(write(interface), newline="\n")

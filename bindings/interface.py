@@ -123,12 +123,12 @@ def _readResults(text, enums):
 class Interface:
     """Everything that a binding needs, in the header's order."""
 
-    def __init__(self, folder):
-        folder = Path(folder)
+    def __init__(self, headerFolder, exportTable):
+        folder = Path(headerFolder)
         header = (folder / "kvexa.h").read_text()
         self.version = ".".join(
             re.search(rf"#define KVEXA_VERSION_{part} (\d+)", header)[1] for part in ("MAJOR", "MINOR", "PATCH"))
         self.enums = _readEnums(header)
         self.records = _readRecords(header)
-        self.functions = _readFunctions(header, _readTable((folder / "exports.inc").read_text()))
+        self.functions = _readFunctions(header, _readTable(Path(exportTable).read_text()))
         self.results = _readResults((folder / "kvexa_results.inc").read_text(), self.enums)

@@ -3,7 +3,7 @@
 #include <kvexa.h>
 
 #include "Failure.h"
-#include "sim/Scene.h"
+#include "sim/sensor/Scene.h"
 
 namespace cli {
 

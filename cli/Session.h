@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "sim/Attachment.h"
-#include "sim/Machine.h"
+#include "sim/attach/Attachment.h"
+#include "sim/machine/Machine.h"
 
 namespace cli {
 

@@ -11,7 +11,7 @@
 #include "FrameSetup.h"
 #include "Interrupt.h"
 #include "LiveLine.h"
-#include "sim/Sensor.h"
+#include "sim/sensor/Sensor.h"
 
 namespace cli {
 

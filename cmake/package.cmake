@@ -2,10 +2,10 @@
 
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
-file(STRINGS ${CMAKE_SOURCE_DIR}/src/frame/kvexa.h versionLines REGEX "^#define KVEXA_VERSION_(MAJOR|MINOR|PATCH) ")
+file(STRINGS ${CMAKE_SOURCE_DIR}/include/kvexa.h versionLines REGEX "^#define KVEXA_VERSION_(MAJOR|MINOR|PATCH) ")
 string(REGEX MATCHALL "[0-9]+" versionParts "${versionLines}")
 list(JOIN versionParts "." KVEXA_VERSION)
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/frame/kvexa.h)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/include/kvexa.h)
 if(PROJECT_VERSION AND NOT PROJECT_VERSION MATCHES "^${KVEXA_VERSION}(\\.|$)")
   message(FATAL_ERROR "kvexa.h says version ${KVEXA_VERSION}, CMakeLists.txt says ${PROJECT_VERSION}")
 endif()
@@ -14,12 +14,13 @@ endif()
 set(bindingsFolder ${CMAKE_BINARY_DIR}/bindings)
 set(bindings ${bindingsFolder}/kvexa.py ${bindingsFolder}/Kvexa.cs)
 file(GLOB generatorSources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bindings/*.py)
-set(interfaceFolder ${CMAKE_SOURCE_DIR}/src/frame)
+set(interface ${CMAKE_SOURCE_DIR}/include/kvexa.h ${CMAKE_SOURCE_DIR}/include/kvexa_results.inc
+              ${CMAKE_SOURCE_DIR}/src/api/exports.inc)
 add_custom_command(
   OUTPUT ${bindings} ${bindingsFolder}/functions.md ${bindingsFolder}/results.md
-  COMMAND Python3::Interpreter -B ${CMAKE_SOURCE_DIR}/bindings/generate.py ${interfaceFolder} ${bindingsFolder}
-  DEPENDS ${generatorSources} ${interfaceFolder}/kvexa.h ${interfaceFolder}/exports.inc
-          ${interfaceFolder}/kvexa_results.inc
+  COMMAND Python3::Interpreter -B ${CMAKE_SOURCE_DIR}/bindings/generate.py ${CMAKE_SOURCE_DIR}/include
+          ${CMAKE_SOURCE_DIR}/src/api/exports.inc ${bindingsFolder}
+  DEPENDS ${generatorSources} ${interface}
   COMMENT "Generating the bindings from the header"
   VERBATIM)
 add_custom_target(kvexa_bindings ALL DEPENDS ${bindings})

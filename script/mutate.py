@@ -18,27 +18,27 @@ TIMES = 3  # a program that takes so many times its usual processor time hangs
 SHORTEST_LIMIT = 10.0  # seconds of processor time
 SLOW_CASE = 0.5  # seconds; the quick cases of the likely programs come first
 
-INTERFACE = {"src/frame/kvexa.h"}  # what programs are compiled with, the tests as well: no code of the DLL
+INTERFACE = {"include/kvexa.h"}  # what programs are compiled with, the tests as well: no code of the DLL
 # Which processor flags the vocabulary of a set needs.
 SETS = {"Vocabulary512.h": {"avx512f", "avx512bw", "avx512dq", "avx512vl"}, "KernelsAvx512.cpp": {"avx512f"},
         "Vocabulary256.h": {"avx2", "fma"}, "KernelsAvx2.cpp": {"avx2"}, "KernelsSse41.cpp": {"sse4_1"}}
 
 CONVERSIONS = ["conversion_tests", "convert_tests"]
 LIKELY = {  # by the longest beginning of a path; a name stands for all programs that begin with it
-    "src/usb": ["usb_tests", "files_tests", "frame_tests", "usb_stress_tests"],
-    "src/pcie": ["pcie_tests", "frame_tests", "files_tests"],
+    "src/usb": ["usb_tests", "files_tests", "api_tests", "usb_stress_tests"],
+    "src/pcie": ["pcie_tests", "api_tests", "files_tests"],
     "src/files": ["files_tests", "usb_tests", "pcie_tests", "readers"],
     "src/convert": CONVERSIONS,
     "src/convert/simd/Vocabulary128.h": ["conversion_tests_sse2", "conversion_tests_sse41", *CONVERSIONS],
     "src/convert/simd/Vocabulary256.h": ["conversion_tests_avx2", *CONVERSIONS],
     "src/convert/simd/Vocabulary512.h": ["conversion_tests_avx512", *CONVERSIONS],
     "src/convert/simd": ["conversion_tests_sse41", "conversion_tests_avx", *CONVERSIONS],
-    "src/frame": ["frame_tests", "call_test", "usb_tests", "pcie_tests", "files_tests"],
-    "src/frame/ConversionExports.cpp": [*CONVERSIONS, "call_test"],
-    "src/win32": ["frame_tests", "usb_tests", "pcie_tests", "unload_test", "load_test"],
+    "src/api": ["api_tests", "call_test", "usb_tests", "pcie_tests", "files_tests"],
+    "src/api/ConversionExports.cpp": [*CONVERSIONS, "call_test"],
+    "src/win32": ["api_tests", "usb_tests", "pcie_tests", "unload_test", "load_test"],
 }
 PURE = ("src/convert/", "src/files/", "src/usb/RegisterPacket", "src/usb/RegisterSettingPackets",
-        "src/frame/ConversionExports.cpp")  # what is compiled natively, too
+        "src/api/ConversionExports.cpp")  # what is compiled natively, too
 
 
 def processorFlags():

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "kvexa.h"
-#include "sim/Attachment.h"
-#include "sim/Machine.h"
+#include "sim/attach/Attachment.h"
+#include "sim/machine/Machine.h"
 
 extern "C" {
 // What the assembly below reads and writes.
@@ -120,7 +120,7 @@ struct Export {
 const std::vector<Export> exportTable = {
 #define EXPORT(name, convention, words) {#name, #convention[0] == 'C', words},
 #define EXPORT_ALIAS(name, function, words) {#name, false, words},
-#include "src/frame/exports.inc"
+#include "src/api/exports.inc"
 #undef EXPORT_ALIAS
 #undef EXPORT
 };
@@ -469,7 +469,7 @@ TEST_F(Calls, EveryExportWorksAtEveryStackOffsetOnEveryBoard) {
       succeeds("kVexaDevClose", {word(&board_)}, offset);
     }
   }
-  EXPECT_EQ(0U, machine_.openFiles());
+  EXPECT_EQ(0U, machine_.devices().openFiles());
 }
 
 TEST_F(Calls, ControlWordsOfTheHostStayAndDoNotChangeResults) {

@@ -3,8 +3,8 @@
 #include <windows.h>
 
 #include "kvexa.h"
-#include "sim/Attachment.h"
-#include "sim/Machine.h"
+#include "sim/attach/Attachment.h"
+#include "sim/machine/Machine.h"
 #include "tests/support/HandleCount.h"
 
 namespace kvexa::test {
@@ -58,7 +58,7 @@ class Load : public ::testing::Test {
       EXPECT_EQ(KVEXA_OK, close(&board));
     }
     EXPECT_EQ(nullptr, GetModuleHandleA(libraryName));
-    EXPECT_EQ(0U, machine.openFiles());
+    EXPECT_EQ(0U, machine.devices().openFiles());
     machine.trace().take();
   }
 
@@ -93,7 +93,7 @@ TEST_F(Load, BoardLeftOpenStaysOpenWhenTheLibraryGoes) {
     ASSERT_EQ(KVEXA_OK, library.function<OpenFunction>("_kVexaDevOpen@12")(KVEXA_BOARD_USB, 0, &board));
   }
   EXPECT_EQ(nullptr, GetModuleHandleA(libraryName));
-  EXPECT_EQ(1U, machine.openFiles());
+  EXPECT_EQ(1U, machine.devices().openFiles());
 }
 
 }  // namespace

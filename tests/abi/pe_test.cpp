@@ -24,7 +24,7 @@ std::set<std::string> contract() {
   return {
 #define EXPORT(name, convention, words) decorated(#name, #convention, words),
 #define EXPORT_ALIAS(name, function, words) decorated(#name, "STDCALL", words),
-#include "src/frame/exports.inc"
+#include "src/api/exports.inc"
 #undef EXPORT_ALIAS
 #undef EXPORT
   };

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "kvexa.h"
-#include "sim/Attachment.h"
-#include "sim/Machine.h"
+#include "sim/attach/Attachment.h"
+#include "sim/machine/Machine.h"
 
 namespace {
 

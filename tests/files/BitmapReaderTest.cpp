@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "kvexa.h"
-#include "sim/Scene.h"
+#include "sim/sensor/Scene.h"
 #include "tests/files/TemporaryFolder.h"
 
 namespace kvexa::test {

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include "sim/Scene.h"
+#include "sim/sensor/Scene.h"
 #include "tests/files/TemporaryFolder.h"
 #include "tests/support/BoardTest.h"
 #include "tests/support/HandleCount.h"

@@ -8,7 +8,7 @@
 #include <functional>
 #include <vector>
 
-#include "sim/ImportTable.h"
+#include "sim/attach/ImportTable.h"
 
 namespace kvexa::test {
 

@@ -10,7 +10,7 @@ namespace kvexa::test {
 namespace {
 
 using Events = MultiShot::Events;
-using sim::PcieWait;
+using sim::pcie::Wait;
 
 constexpr std::uint32_t frameBytes = 1024;
 constexpr sim::Fault hold{sim::Fault::Kind::hold};
@@ -21,7 +21,7 @@ class PcieAbortCompletion : public PcieTest {
   void SetUp() override {
     PcieTest::SetUp();
     stream(128, 8);
-    board.hold(PcieWait::capture, true);
+    board.hold(Wait::capture, true);
     calls.onWait = [this](HANDLE, DWORD milliseconds) -> std::optional<DWORD> {
       if (milliseconds == completionLimit && onCompletionWait) onCompletionWait();
       return std::nullopt;
@@ -29,7 +29,7 @@ class PcieAbortCompletion : public PcieTest {
   }
 
   void TearDown() override {
-    board.hold(PcieWait::capture, false);
+    board.hold(Wait::capture, false);
     PcieTest::TearDown();
   }
 
@@ -38,7 +38,7 @@ class PcieAbortCompletion : public PcieTest {
     const unsigned before = waits.count();
     ASSERT_EQ(KVEXA_OK, capture.start(handle));
     until([&] { return waits.count() == before + 2; });  // for the mutex, and for the capture
-    ASSERT_EQ(1U, board.pending(PcieWait::capture));
+    ASSERT_EQ(1U, board.pending(Wait::capture));
   }
 
   Thread abortOnThread() {
@@ -85,7 +85,7 @@ TEST_F(PcieAbortCompletion, ResultIsTheStatusOfTheCompletion) {
               {0x1003, KVEXA_TIMED_OUT},
               {0x1004, KVEXA_DRIVER_1004},
               {0x3000, KVEXA_OK}};
-  board.hold(PcieWait::capture, false);
+  board.hold(Wait::capture, false);
   for (const auto& row : rows) {
     board.setStopStatus(row.status);
     // Without a frame event there is no interval that the worker could hear of first.
@@ -111,7 +111,7 @@ TEST_F(PcieAbortCompletion, AbortReturnsBehindTheCompletion) {
       EXPECT_EQ(MultiShot::unset, capture.resultWord);
       EXPECT_FALSE(capture.endIsSignalled());
       EXPECT_FALSE(isOver);
-      completions += board.complete(PcieWait::capture, 0) ? 1 : 0;
+      completions += board.complete(Wait::capture, 0) ? 1 : 0;
     };
     abortOnThread().join();
     EXPECT_EQ(1U, completions);
@@ -126,7 +126,7 @@ TEST_F(PcieAbortCompletion, AbortReturnsBehindTheCompletion) {
 
 TEST_F(PcieAbortCompletion, LimitEndsTheWaitForACompletionThatDoesNotCome) {
   for (const auto events : {Events::both, Events::endOnly}) {
-    board.hold(PcieWait::interval, true);
+    board.hold(Wait::interval, true);
     MultiShot capture(frameBytes, 0, events);
     start(capture);
     const auto before = machine.clock().now();
@@ -134,9 +134,9 @@ TEST_F(PcieAbortCompletion, LimitEndsTheWaitForACompletionThatDoesNotCome) {
     EXPECT_EQ(KVEXA_ABORTED, capture.resultWord);
     EXPECT_TRUE(capture.endIsSignalled());
     EXPECT_LE(before + 1000000, machine.clock().now());
-    EXPECT_EQ(1U, board.pending(PcieWait::capture));
-    ASSERT_TRUE(board.complete(PcieWait::capture, 0));
-    board.hold(PcieWait::interval, false);
+    EXPECT_EQ(1U, board.pending(Wait::capture));
+    ASSERT_TRUE(board.complete(Wait::capture, 0));
+    board.hold(Wait::interval, false);
     EXPECT_EQ(0U, board.pending());
   }
 }
@@ -149,8 +149,8 @@ TEST_F(PcieAbortCompletion, CompletionBeyondTheLimitIsKept) {
     EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
   }
   EXPECT_EQ(1U, machine.resources().open(sim::Resources::Kind::event));
-  ASSERT_TRUE(board.complete(PcieWait::capture, 0));
-  EXPECT_EQ(0U, machine.lostLoans());
+  ASSERT_TRUE(board.complete(Wait::capture, 0));
+  EXPECT_EQ(0U, machine.loans().lostLoans());
   std::uint32_t word = 0;
   EXPECT_EQ(KVEXA_OK, kVexaRegRead(&handle, 0x36, 0, 1, 1, &word));
   EXPECT_EQ(0U, machine.resources().open(sim::Resources::Kind::event));
@@ -165,7 +165,7 @@ TEST_F(PcieAbortCompletion, WorkersOwnStopIsWaitedForWhenTheAbortsWasRefused) {
   onCompletionWait = [&] {
     EXPECT_EQ(before + 4, board.faults().requestCount());
     EXPECT_EQ(MultiShot::unset, capture.resultWord);
-    completions += board.complete(PcieWait::capture, 0) ? 1 : 0;
+    completions += board.complete(Wait::capture, 0) ? 1 : 0;
   };
   refuse(2);
   EXPECT_EQ(KVEXA_REQUEST_FAILED, kVexaAbortCapture(&handle));
@@ -178,29 +178,29 @@ TEST_F(PcieAbortCompletion, WorkersOwnStopIsWaitedForWhenTheAbortsWasRefused) {
 
 // The mark comes before the first request: a worker that hears of a frame meanwhile ends with it.
 TEST_F(PcieAbortCompletion, MarkComesBeforeTheRequests) {
-  board.hold(PcieWait::capture, false);
-  board.hold(PcieWait::interval, true);
+  board.hold(Wait::capture, false);
+  board.hold(Wait::interval, true);
   MultiShot capture(frameBytes, 0);
   start(capture);
-  until([&] { return board.pending(PcieWait::interval) == 1; });
+  until([&] { return board.pending(Wait::interval) == 1; });
   board.faults().at(1, hold);
   Thread aborting = abortOnThread();
   board.faults().held().await();
-  ASSERT_TRUE(board.complete(PcieWait::interval, 0));
+  ASSERT_TRUE(board.complete(Wait::interval, 0));
   EXPECT_EQ(KVEXA_ABORTED, capture.result());
   EXPECT_FALSE(isOver);
   board.faults().held().release();
-  board.hold(PcieWait::interval, false);
+  board.hold(Wait::interval, false);
   aborting.join();
   EXPECT_EQ(0U, board.pending());
 }
 
 // An interval that comes first: the outcome is set, but the worker leaves behind the completion.
 TEST_F(PcieAbortCompletion, WorkerThatHearsOfAFrameFirstLeavesBehindTheCompletionToo) {
-  board.hold(PcieWait::interval, true);
+  board.hold(Wait::interval, true);
   MultiShot capture(frameBytes, 0);
   start(capture);
-  until([&] { return board.pending(PcieWait::interval) == 1; });
+  until([&] { return board.pending(Wait::interval) == 1; });
   // The abort hangs in its first request, so that the worker sends its cancel and its stop alone.
   board.faults().at(1, hold);
   Thread aborting = abortOnThread();
@@ -210,20 +210,20 @@ TEST_F(PcieAbortCompletion, WorkerThatHearsOfAFrameFirstLeavesBehindTheCompletio
   onCompletionWait = [&] {
     EXPECT_EQ(before + 3, board.faults().requestCount());  // armed again, cancelled, stopped
     EXPECT_EQ(MultiShot::unset, capture.resultWord);
-    completions += board.complete(PcieWait::capture, 0) ? 1 : 0;
+    completions += board.complete(Wait::capture, 0) ? 1 : 0;
   };
-  ASSERT_TRUE(board.complete(PcieWait::interval, 0));
+  ASSERT_TRUE(board.complete(Wait::interval, 0));
   EXPECT_EQ(KVEXA_ABORTED, capture.result());
   EXPECT_EQ(1U, completions);
   board.faults().held().release();
-  board.hold(PcieWait::interval, false);
+  board.hold(Wait::interval, false);
   aborting.join();
   EXPECT_EQ(0U, board.pending());
 }
 
 // The worker is woken behind the stop, not before: else it would not find its capture complete.
 TEST_F(PcieAbortCompletion, WakeUpComesBehindTheStop) {
-  board.hold(PcieWait::capture, false);
+  board.hold(Wait::capture, false);
   for (unsigned k = 1; k <= 2; ++k) {
     MultiShot capture(frameBytes, 0, Events::endOnly);
     start(capture);
@@ -243,7 +243,7 @@ TEST_F(PcieAbortCompletion, WakeUpComesBehindTheStop) {
 
 // The event is set behind the word, and the thread has ended behind both.
 TEST_F(PcieAbortCompletion, RequestsOfAnAbortedCapture) {
-  board.hold(PcieWait::capture, false);
+  board.hold(Wait::capture, false);
   MultiShot capture(frameBytes, 0, Events::endOnly);
   start(capture);
   trace();

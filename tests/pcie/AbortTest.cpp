@@ -71,11 +71,11 @@ TEST_F(PcieAbort, TransferThatTheStopCompletesIsASuccess) {
   other.faults().from(1, {sim::Fault::Kind::answer, 0});
   MultiShot capture(1024, 0, Events::endOnly);
   ASSERT_EQ(KVEXA_OK, capture.start(handle));
-  until([&] { return board.pending(sim::PcieWait::capture) == 1; });
+  until([&] { return board.pending(sim::pcie::Wait::capture) == 1; });
   // It comes to its turn only when the worker has begun to wait.
   ASSERT_EQ(KVEXA_OK, kVexaOneShotCapture(&otherHandle, 1024, frame.data(), 10));
   for (int i = 0; i < 1000; ++i) SwitchToThread();
-  ASSERT_TRUE(board.complete(sim::PcieWait::capture, 0));
+  ASSERT_TRUE(board.complete(sim::pcie::Wait::capture, 0));
   EXPECT_EQ(KVEXA_OK, capture.result());
   EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
   EXPECT_EQ(KVEXA_OK, kVexaDevClose(&otherHandle));
@@ -85,15 +85,15 @@ TEST_F(PcieAbort, TransferThatTheStopCompletesIsASuccess) {
 TEST_F(PcieAbort, DriverThatCompletesNothingHoldsNobody) {
   stream(128, 8);
   for (const auto events : {Events::both, Events::endOnly}) {
-    for (const auto kind : {sim::PcieWait::capture, sim::PcieWait::interval}) board.hold(kind, true);
+    for (const auto kind : {sim::pcie::Wait::capture, sim::pcie::Wait::interval}) board.hold(kind, true);
     MultiShot capture(1024, 0, events);
     ASSERT_EQ(KVEXA_OK, capture.start(handle));
-    until([&] { return board.pending(sim::PcieWait::capture) == 1; });
+    until([&] { return board.pending(sim::pcie::Wait::capture) == 1; });
     EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
     EXPECT_TRUE(capture.endIsSignalled());
     EXPECT_EQ(KVEXA_ABORTED, capture.resultWord);
     EXPECT_EQ(2U, board.pending());
-    for (const auto kind : {sim::PcieWait::capture, sim::PcieWait::interval}) board.hold(kind, false);
+    for (const auto kind : {sim::pcie::Wait::capture, sim::pcie::Wait::interval}) board.hold(kind, false);
     EXPECT_EQ(0U, board.pending());
   }
 }
@@ -103,7 +103,7 @@ TEST_F(PcieAbort, RefusedStopAndCancelHoldNobody) {
   for (const auto events : {Events::both, Events::endOnly}) {
     MultiShot capture(1024, 0, events);
     ASSERT_EQ(KVEXA_OK, capture.start(handle));
-    until([&] { return board.pending(sim::PcieWait::capture) == 1; });
+    until([&] { return board.pending(sim::pcie::Wait::capture) == 1; });
     board.faults().from(1, {sim::Fault::Kind::refuse, ERROR_GEN_FAILURE});
     EXPECT_EQ(KVEXA_REQUEST_FAILED, kVexaAbortCapture(&handle));
     EXPECT_TRUE(capture.endIsSignalled());
@@ -121,7 +121,7 @@ TEST_F(PcieAbort, EndsAWorkerThatWaitsForTheMutex) {
   ASSERT_EQ(KVEXA_OK, kVexaDevOpen(KVEXA_BOARD_PCIE, 1, &otherHandle));
   std::vector<std::uint8_t> frame(1024);
   Thread capturing([&] { kVexaOneShotCapture(&otherHandle, 1024, frame.data(), 0); });
-  until([&] { return other.pending(sim::PcieWait::capture) == 1; });
+  until([&] { return other.pending(sim::pcie::Wait::capture) == 1; });
   trace();
   MultiShot capture(1024, 1);
   ASSERT_EQ(KVEXA_OK, capture.start(handle));

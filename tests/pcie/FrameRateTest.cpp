@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "sim/ImportTable.h"
+#include "sim/attach/ImportTable.h"
 #include "tests/pcie/PcieTest.h"
 
 namespace kvexa::test {

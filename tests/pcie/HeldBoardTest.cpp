@@ -73,7 +73,7 @@ class TwoPcieBoards : public PcieTest {
     trace();
   }
 
-  sim::PcieBoard& other = machine.addPcieBoard();
+  sim::pcie::Board& other = machine.addPcieBoard();
   BoardHandle otherHandle{};
 };
 

@@ -5,7 +5,7 @@
 namespace kvexa::test {
 namespace {
 
-using sim::PcieWait;
+using sim::pcie::Wait;
 
 class PcieLate : public PcieTest {
  protected:
@@ -25,7 +25,7 @@ class PcieLate : public PcieTest {
     kVexaRegRead(&handle, 0x36, 0, 1, 1, word.data());
     EXPECT_EQ(0U, events());
     EXPECT_EQ(0U, blocks());
-    EXPECT_EQ(0U, machine.lostLoans());
+    EXPECT_EQ(0U, machine.loans().lostLoans());
   }
 
   AutoActual actual{};
@@ -33,36 +33,36 @@ class PcieLate : public PcieTest {
 
 TEST_F(PcieLate, MeasurementThatTimedOutKeepsItsRecordUntilItCompletes) {
   stream(64, 64);
-  board.hold(PcieWait::measurement, true);
+  board.hold(Wait::measurement, true);
   EXPECT_EQ(KVEXA_TIMED_OUT, measureInVain());
-  EXPECT_EQ(1U, board.pending(PcieWait::measurement));
+  EXPECT_EQ(1U, board.pending(Wait::measurement));
   EXPECT_EQ(1U, events());
   EXPECT_EQ(1U, blocks());
-  board.hold(PcieWait::measurement, false);
+  board.hold(Wait::measurement, false);
   EXPECT_EQ(0U, board.pending());
   EXPECT_EQ(untouched, actual.firstDimension);
   expectNothingLeft();
 }
 
 TEST_F(PcieLate, HundredOfThemAreKeptAndFreed) {
-  board.hold(PcieWait::measurement, true);
+  board.hold(Wait::measurement, true);
   for (int i = 0; i < 100; ++i) EXPECT_EQ(KVEXA_TIMED_OUT, measureInVain());
-  EXPECT_EQ(100U, board.pending(PcieWait::measurement));
-  board.hold(PcieWait::measurement, false);
+  EXPECT_EQ(100U, board.pending(Wait::measurement));
+  board.hold(Wait::measurement, false);
   expectNothingLeft();
 }
 
 TEST_F(PcieLate, NothingPilesUpOverTenThousandMeasurements) {
   for (int round = 0; round < 10000; ++round) {
-    board.hold(PcieWait::measurement, true);
+    board.hold(Wait::measurement, true);
     ASSERT_EQ(KVEXA_TIMED_OUT, measureInVain());
     // Every other time it completes before the next one is asked for.
-    if (round % 2 == 0) board.hold(PcieWait::measurement, false);
+    if (round % 2 == 0) board.hold(Wait::measurement, false);
     ASSERT_LE(events(), 3U) << round;
     ASSERT_LE(blocks(), 3U) << round;
     if (round % 64 == 0) trace();
   }
-  board.hold(PcieWait::measurement, false);
+  board.hold(Wait::measurement, false);
   expectNothingLeft();
 }
 
@@ -70,10 +70,10 @@ TEST_F(PcieLate, NothingPilesUpOverTenThousandMeasurements) {
 TEST_F(PcieLate, MeasurementWhoseStopWasRefusedCompletesByItself) {
   stream(64, 64, 1000);
   refuse(2);
-  board.hold(PcieWait::measurement, true);
+  board.hold(Wait::measurement, true);
   EXPECT_EQ(KVEXA_TIMED_OUT, measureInVain());
-  EXPECT_EQ(1U, board.pending(PcieWait::measurement));
-  board.hold(PcieWait::measurement, false);
+  EXPECT_EQ(1U, board.pending(Wait::measurement));
+  board.hold(Wait::measurement, false);
   until([&] { return board.pending() == 0; });
   EXPECT_NE(std::string::npos, trace().find("autoActual complete 00000000 00000040 00000040"));
   EXPECT_EQ(untouched, actual.firstDimension);
@@ -82,19 +82,19 @@ TEST_F(PcieLate, MeasurementWhoseStopWasRefusedCompletesByItself) {
 
 TEST_F(PcieLate, CaptureThatSurvivesItsAbortWritesNothingMore) {
   stream(128, 8);
-  board.hold(PcieWait::capture, true);
-  board.hold(PcieWait::interval, true);
+  board.hold(Wait::capture, true);
+  board.hold(Wait::interval, true);
   for (int round = 0; round < 100; ++round) {
     {
       MultiShot capture(1024, 0);
       ASSERT_EQ(KVEXA_OK, capture.start(handle));
-      until([&] { return board.pending(PcieWait::capture) == 1; });
+      until([&] { return board.pending(Wait::capture) == 1; });
       ASSERT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
     }
     ASSERT_EQ(2U, board.pending());
     machine.clock().advance(1000000);
-    ASSERT_TRUE(board.complete(PcieWait::capture, 0));
-    ASSERT_TRUE(board.complete(PcieWait::interval, 0));
+    ASSERT_TRUE(board.complete(Wait::capture, 0));
+    ASSERT_TRUE(board.complete(Wait::interval, 0));
   }
   expectNothingLeft();
 }
@@ -107,7 +107,7 @@ TEST_F(PcieLate, IntervalThatIsStillArmedWhenItsWorkerEndsIsKept) {
     answer(5, 0x1003);
     ASSERT_EQ(KVEXA_OK, capture.start(handle));
     ASSERT_EQ(KVEXA_TIMED_OUT, capture.result());
-    ASSERT_EQ(1U, board.pending(PcieWait::interval)) << round;
+    ASSERT_EQ(1U, board.pending(Wait::interval)) << round;
     ASSERT_LE(events(), 4U) << round;
   }
   EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
@@ -116,11 +116,11 @@ TEST_F(PcieLate, IntervalThatIsStillArmedWhenItsWorkerEndsIsKept) {
 }
 
 TEST_F(PcieLate, ClosingTheBoardEndsWhatIsPending) {
-  board.hold(PcieWait::measurement, true);
+  board.hold(Wait::measurement, true);
   EXPECT_EQ(KVEXA_TIMED_OUT, measureInVain());
   EXPECT_EQ(KVEXA_OK, kVexaDevClose(&handle));
   EXPECT_EQ(0U, board.pending());
-  board.hold(PcieWait::measurement, false);
+  board.hold(Wait::measurement, false);
   ASSERT_EQ(KVEXA_OK, kVexaDevOpen(KVEXA_BOARD_PCIE, 0, &handle));
   expectNothingLeft();
 }

@@ -46,7 +46,7 @@ class PcieManyBoards : public PcieTest {
   }
 
   // Every frame is whole, and they follow one another.
-  static void expectFramesInOrder(const MultiShot& capture, sim::PcieBoard& source) {
+  static void expectFramesInOrder(const MultiShot& capture, sim::pcie::Board& source) {
     const std::uint32_t first = numberOf(capture.frame(0));
     for (std::uint32_t i = 0; i < capture.frameCount; ++i) {
       const auto expected = source.frameBytes(first + i);

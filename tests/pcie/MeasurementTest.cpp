@@ -144,7 +144,7 @@ TEST_F(PcieMeasurement, WithoutFramesTheMeasurementWaitsForAStop) {
     Thread measuring([&] {
       result = within ? kVexaAutoActualEx(&handle, &actual, 0) : kVexaAutoActual(&handle, &actual);
     });
-    until([&] { return board.pending(sim::PcieWait::measurement) == 1; });
+    until([&] { return board.pending(sim::pcie::Wait::measurement) == 1; });
     EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
     measuring.join();
     // With a time-out, status 0x1000 counts as success. That is intended.
@@ -245,7 +245,7 @@ TEST_F(PcieInterval, WaitIsArmedAndReturnsAtOnce) {
   EXPECT_EQ(KVEXA_OK, kVexaWaitInterval(&handle, &overlapped));
   EXPECT_EQ(pending(intervalRequest), trace());
   EXPECT_EQ(DWORD{WAIT_TIMEOUT}, WaitForSingleObject(overlapped.hEvent, 0));
-  EXPECT_EQ(1U, board.pending(sim::PcieWait::interval));
+  EXPECT_EQ(1U, board.pending(sim::pcie::Wait::interval));
   EXPECT_EQ(KVEXA_OK, kVexaCancelInterval(&handle));
   EXPECT_EQ(DWORD{WAIT_OBJECT_0}, WaitForSingleObject(overlapped.hEvent, 0));
   EXPECT_EQ(intervalsCancelled(handle) + complete("interval", 0x1000), trace());

@@ -136,12 +136,12 @@ TEST_F(PcieMultiShot, StartResetsBothEvents) {
   MultiShot capture(1024, 1);
   SetEvent(capture.frameEvent);
   SetEvent(capture.endEvent);
-  board.hold(sim::PcieWait::capture, true);
+  board.hold(sim::pcie::Wait::capture, true);
   ASSERT_EQ(KVEXA_OK, capture.start(handle));
   EXPECT_FALSE(capture.frameIsSignalled());
   EXPECT_FALSE(capture.endIsSignalled());
   EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
-  board.hold(sim::PcieWait::capture, false);
+  board.hold(sim::pcie::Wait::capture, false);
 }
 
 TEST_F(PcieMultiShot, EndComesAfterTheResultAndBothEventsAreSet) {
@@ -264,7 +264,7 @@ TEST_F(PcieMultiShot, StatusAtTheEndHasItsResult) {
     MultiShot capture(1024, 0);
     ASSERT_EQ(KVEXA_OK, capture.start(handle));
     capture.awaitFrame();  // the worker has looked at the status of the start by now
-    ASSERT_TRUE(board.complete(sim::PcieWait::capture, row.status));
+    ASSERT_TRUE(board.complete(sim::pcie::Wait::capture, row.status));
     EXPECT_EQ(row.atEnd, capture.result());
     EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
   }
@@ -316,17 +316,17 @@ TEST_F(PcieMultiShot, RefusedCaptureWaitsForTheAbort) {
 
 TEST_F(PcieMultiShot, SecondStartRunsBesideTheFirstAndTheAbortEndsBoth) {
   stream(128, 8);
-  board.hold(sim::PcieWait::interval, true);
+  board.hold(sim::pcie::Wait::interval, true);
   MultiShot first(1024, 0);
   MultiShot second(1024, 0);
   ASSERT_EQ(KVEXA_OK, first.start(handle));
-  until([&] { return board.pending(sim::PcieWait::capture) == 1; });
+  until([&] { return board.pending(sim::pcie::Wait::capture) == 1; });
   ASSERT_EQ(KVEXA_OK, second.start(handle));
   EXPECT_EQ(KVEXA_DRIVER_1001, second.result());  // the board does one capture at a time
   EXPECT_FALSE(first.endIsSignalled());
   EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
   EXPECT_TRUE(first.endIsSignalled());
-  board.hold(sim::PcieWait::interval, false);
+  board.hold(sim::pcie::Wait::interval, false);
   EXPECT_EQ(0U, board.pending());
 }
 

@@ -97,7 +97,7 @@ TEST_F(PcieOneShot, FrameThatDoesNotComeTimesOut) {
 TEST_F(PcieOneShot, AbortFromAnotherThreadEndsIt) {
   std::int32_t result = 1;
   Thread capturing([&] { result = capture(1280, 0); });
-  until([&] { return board.pending(sim::PcieWait::capture) == 1; });
+  until([&] { return board.pending(sim::pcie::Wait::capture) == 1; });
   EXPECT_EQ(KVEXA_OK, kVexaAbortCapture(&handle));
   capturing.join();
   EXPECT_EQ(KVEXA_ABORTED, result);
@@ -112,7 +112,7 @@ TEST_F(PcieOneShot, ExcludesTheStartOfEveryOtherCapture) {
   streamOn(otherHandle, 160, 8);
   std::int32_t result = 1;
   Thread capturing([&] { result = capture(1280, 0); });
-  until([&] { return board.pending(sim::PcieWait::capture) == 1; });
+  until([&] { return board.pending(sim::pcie::Wait::capture) == 1; });
 
   MultiShot multiShot(1280, 2);
   const unsigned before = other.faults().requestCount();
@@ -120,7 +120,7 @@ TEST_F(PcieOneShot, ExcludesTheStartOfEveryOtherCapture) {
   for (int i = 0; i < 1000; ++i) SwitchToThread();
   EXPECT_EQ(before, other.faults().requestCount());
 
-  ASSERT_TRUE(board.complete(sim::PcieWait::capture, 0));
+  ASSERT_TRUE(board.complete(sim::pcie::Wait::capture, 0));
   capturing.join();
   EXPECT_EQ(KVEXA_OK, result);
   EXPECT_EQ(KVEXA_OK, multiShot.result());

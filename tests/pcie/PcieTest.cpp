@@ -18,12 +18,12 @@ void PcieTest::SetUp() {
 }
 
 void PcieTest::TearDown() {
-  EXPECT_EQ(0U, machine.lostLoans());
+  EXPECT_EQ(0U, machine.loans().lostLoans());
   if (handle.driverHandle != nullptr) {
     EXPECT_EQ(KVEXA_OK, kVexaDevClose(&handle));
   }
-  EXPECT_EQ(0U, machine.openFiles());
-  EXPECT_EQ(0U, machine.openDeviceSets());
+  EXPECT_EQ(0U, machine.devices().openFiles());
+  EXPECT_EQ(0U, machine.devices().openSets());
 }
 
 void PcieTest::streamOn(const BoardHandle& onBoard, unsigned width, unsigned height, unsigned period) {

@@ -29,7 +29,7 @@ class PcieTest : public MachineTest {
   void answer(unsigned k, std::uint32_t status);
   void answerLater(unsigned k, std::uint32_t status);
 
-  sim::PcieBoard& board = machine.addPcieBoard();
+  sim::pcie::Board& board = machine.addPcieBoard();
   BoardHandle handle{};
 };
 

@@ -4,7 +4,7 @@
 namespace kvexa::test {
 namespace {
 
-using Region = sim::PcieBoard::Region;
+using Region = sim::pcie::Board::Region;
 
 class PcieRegister : public PcieTest {};
 

@@ -229,7 +229,7 @@ TEST_F(PcieReload, ThousandRestartsWork) {
   bus.addBoard();
   for (int i = 0; i < 1000; ++i) ASSERT_EQ(KVEXA_OK, kVexaReloadPcieDevice());
   EXPECT_EQ(2000U, bus.openSets());
-  EXPECT_EQ(0U, machine.openDeviceSets());
+  EXPECT_EQ(0U, machine.devices().openSets());
 }
 
 TEST_F(PcieReload, OpenBoardsDoNotMatter) {

@@ -7,7 +7,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "sim/ImportTable.h"
+#include "sim/attach/ImportTable.h"
 #include "tests/support/BoardTest.h"
 
 namespace kvexa::test {

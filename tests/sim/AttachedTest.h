@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "Host.h"
-#include "sim/Attachment.h"
+#include "sim/attach/Attachment.h"
 #include "tests/support/SimulatedTime.h"
 
 class LoadedClient {

@@ -1,11 +1,11 @@
-#include "sim/Attachment.h"
+#include "sim/attach/Attachment.h"
 
 #include <atomic>
 #include <optional>
 #include <thread>
 
 #include "AttachedTest.h"
-#include "sim/ImportTable.h"
+#include "sim/attach/ImportTable.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ TEST_F(AttachedTest, PassesOtherFilesOnToWindows) {
   EXPECT_TRUE(client.calls().closeHandle(file));
   EXPECT_NE(GetFileAttributesA(path.c_str()), INVALID_FILE_ATTRIBUTES);
   DeleteFileA(path.c_str());
-  EXPECT_EQ(machine.openFiles(), 0U);
+  EXPECT_EQ(machine.devices().openFiles(), 0U);
   EXPECT_TRUE(machine.trace().take().empty());
 }
 
@@ -42,7 +42,7 @@ TEST_F(AttachedTest, PassesOtherDevicesOnToWindows) {
   data.cbSize = sizeof data;
   EXPECT_FALSE(client.calls().enumDeviceInterfaces(set, nullptr, &other, 0, &data));
   EXPECT_TRUE(client.calls().destroyDeviceInfoList(set));
-  EXPECT_EQ(machine.openDeviceSets(), 0U);
+  EXPECT_EQ(machine.devices().openSets(), 0U);
 }
 
 TEST_F(AttachedTest, RefusesNullsWithoutFalling) {
@@ -199,7 +199,7 @@ TEST_F(AttachedTest, ServesManyThreads) {
   }
   for (auto& worker : workers) worker.join();
   EXPECT_EQ(good, threads * rounds);
-  EXPECT_EQ(machine.openFiles(), 0U);
+  EXPECT_EQ(machine.devices().openFiles(), 0U);
   // They sleep side by side.
   EXPECT_EQ(machine.clock().now(), sim::Microseconds{rounds} * 1000);
 }

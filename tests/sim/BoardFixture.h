@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <vector>
 
-#include "sim/UsbBoard.h"
+#include "sim/usb/Board.h"
 
 class BoardTest : public testing::Test {
  protected:
@@ -61,6 +61,6 @@ class BoardTest : public testing::Test {
   sim::Clock clock;
   sim::Timeline timeline{clock};
   sim::Trace trace;
-  sim::UsbBoard board{"usb0", timeline, trace};
+  sim::usb::Board board{"usb0", timeline, trace};
   sim::Answer last;
 };

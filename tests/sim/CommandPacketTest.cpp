@@ -1,4 +1,4 @@
-#include "sim/CommandPacket.h"
+#include "sim/usb/CommandPacket.h"
 
 #include <gtest/gtest.h>
 
@@ -6,9 +6,9 @@
 
 namespace {
 
-using sim::PacketItem;
-using sim::parsePacket;
-using Kind = sim::PacketItem::Kind;
+using sim::usb::PacketItem;
+using sim::usb::parsePacket;
+using Kind = sim::usb::PacketItem::Kind;
 using Bytes = std::vector<std::uint8_t>;
 
 // The only item of a packet; malformed when there are more or none.

@@ -1,4 +1,4 @@
-#include "sim/Delivery.h"
+#include "sim/sensor/Delivery.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "sim/Faults.h"
+#include "sim/base/Faults.h"
 
 #include <gtest/gtest.h>
 

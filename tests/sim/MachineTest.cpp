@@ -14,7 +14,7 @@ TEST_F(MachineTest, ListsBoardsByType) {
   EXPECT_EQ(host.count(usbClass), 2U);
   EXPECT_EQ(host.lastError, DWORD{ERROR_NO_MORE_ITEMS});
   EXPECT_EQ(host.count(pcieClass), 3U);
-  EXPECT_EQ(machine.openDeviceSets(), 0U);
+  EXPECT_EQ(machine.devices().openSets(), 0U);
 }
 
 TEST_F(MachineTest, HoldsHundredsOfBoards) {
@@ -29,11 +29,11 @@ TEST_F(MachineTest, CountsDeviceSetsUntilTheyAreDestroyed) {
   const HDEVINFO first = host.list(usbClass);
   const HDEVINFO second = host.list(usbClass);
   EXPECT_NE(first, second);
-  EXPECT_EQ(machine.openDeviceSets(), 2U);
+  EXPECT_EQ(machine.devices().openSets(), 2U);
   EXPECT_TRUE(client.calls().destroyDeviceInfoList(first));
   EXPECT_FALSE(client.calls().destroyDeviceInfoList(first));
   EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
-  EXPECT_EQ(machine.openDeviceSets(), 1U);
+  EXPECT_EQ(machine.devices().openSets(), 1U);
 }
 
 TEST_F(MachineTest, ListsNothingForASetUpClass) {
@@ -78,32 +78,32 @@ TEST_F(MachineTest, FailsTheStepsOfOpening) {
   machine.addPcieBoards(1);
   const std::string path = host.path(usbClass, 0);
 
-  machine.failOpenStep(0, OpenStep::deviceSet, 8);
+  machine.devices().failOpenStep(0, OpenStep::deviceSet, 8);
   EXPECT_EQ(host.list(usbClass), INVALID_HANDLE_VALUE);
   EXPECT_EQ(GetLastError(), 8U);
   EXPECT_EQ(host.count(pcieClass), 1U);
-  machine.failOpenStep(0, OpenStep::deviceSet, 0);
+  machine.devices().failOpenStep(0, OpenStep::deviceSet, 0);
 
-  machine.failOpenStep(0, OpenStep::interface, 13);
+  machine.devices().failOpenStep(0, OpenStep::interface, 13);
   EXPECT_EQ(host.count(usbClass), 0U);
   EXPECT_EQ(host.lastError, 13U);
-  machine.failOpenStep(0, OpenStep::interface, 0);
+  machine.devices().failOpenStep(0, OpenStep::interface, 0);
 
-  machine.failOpenStep(0, OpenStep::detailSize, 14);
+  machine.devices().failOpenStep(0, OpenStep::detailSize, 14);
   EXPECT_EQ(host.path(usbClass, 0), "");
-  machine.failOpenStep(0, OpenStep::detailSize, 0);
-  machine.failOpenStep(0, OpenStep::detail, 15);
+  machine.devices().failOpenStep(0, OpenStep::detailSize, 0);
+  machine.devices().failOpenStep(0, OpenStep::detail, 15);
   EXPECT_EQ(host.path(usbClass, 0), "");
-  machine.failOpenStep(0, OpenStep::detail, 0);
+  machine.devices().failOpenStep(0, OpenStep::detail, 0);
 
-  machine.failOpenStep(0, OpenStep::file, 32);
+  machine.devices().failOpenStep(0, OpenStep::file, 32);
   EXPECT_EQ(host.open(path), INVALID_HANDLE_VALUE);
   EXPECT_EQ(host.lastError, 32U);
-  machine.failOpenStep(0, OpenStep::file, 0);
+  machine.devices().failOpenStep(0, OpenStep::file, 0);
   const HANDLE file = host.open(path);
   EXPECT_NE(file, INVALID_HANDLE_VALUE);
   EXPECT_TRUE(host.close(file));
-  EXPECT_THROW(machine.failOpenStep(2, OpenStep::file, 1), std::out_of_range);
+  EXPECT_THROW(machine.devices().failOpenStep(2, OpenStep::file, 1), std::out_of_range);
 }
 
 TEST_F(MachineTest, OpensABoardOnce) {
@@ -113,13 +113,13 @@ TEST_F(MachineTest, OpensABoardOnce) {
     const std::string path = host.path(boardClass, 0);
     const HANDLE file = host.open(path);
     ASSERT_NE(file, INVALID_HANDLE_VALUE);
-    EXPECT_EQ(machine.openFiles(), 1U);
+    EXPECT_EQ(machine.devices().openFiles(), 1U);
     EXPECT_EQ(host.open(path), INVALID_HANDLE_VALUE);
     EXPECT_EQ(host.lastError, DWORD{ERROR_ACCESS_DENIED});
     EXPECT_TRUE(host.close(file));
     EXPECT_FALSE(host.close(file));
     EXPECT_EQ(host.lastError, DWORD{ERROR_INVALID_HANDLE});
-    EXPECT_EQ(machine.openFiles(), 0U);
+    EXPECT_EQ(machine.devices().openFiles(), 0U);
   }
   EXPECT_EQ(machine.trace().take(),
             (std::vector<std::string>{"usb0 open", "usb0 open -> error 5", "usb0 close", "pcie0 open",
@@ -130,7 +130,7 @@ TEST_F(MachineTest, RemembersHowAFileWasAskedFor) {
   machine.addUsbBoard();
   const std::string path = host.path(usbClass, 0);
   host.close(host.open(path));
-  const auto request = machine.lastFileRequest();
+  const auto request = machine.devices().lastFileRequest();
   EXPECT_EQ(request.path, path);
   EXPECT_EQ(request.access, 0xC0000000U);
   EXPECT_EQ(request.share, 0U);
@@ -141,7 +141,7 @@ TEST_F(MachineTest, RemembersHowAFileWasAskedFor) {
 }
 
 TEST_F(MachineTest, HidesAnUnpluggedBoard) {
-  sim::UsbBoard& board = machine.addUsbBoard();
+  sim::usb::Board& board = machine.addUsbBoard();
   machine.addUsbBoard();
   const std::string path = host.path(usbClass, 0);
   board.unplug();

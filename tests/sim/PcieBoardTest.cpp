@@ -17,7 +17,7 @@ class PcieRecords : public AttachedTest {
     return accepted != FALSE || host.lastError == ERROR_IO_PENDING;
   }
 
-  sim::PcieBoard& board = machine.addPcieBoard();
+  sim::pcie::Board& board = machine.addPcieBoard();
   HANDLE file = host.open(host.path(pcieClass, 0));
 };
 
@@ -269,7 +269,7 @@ struct Setting {
 };
 
 TEST_F(PcieBoardTest, DeliversWhatTheUsbBoardDelivers) {
-  sim::UsbBoard& usb = machine.addUsbBoard();
+  sim::usb::Board& usb = machine.addUsbBoard();
   usb.setBoardRegister(0x000A, 0x15);
   powerUp();
   const Setting settings[] = {{"8 bits", 8, 0, 8, 1, 0, 0, 0},

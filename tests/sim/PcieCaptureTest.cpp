@@ -3,7 +3,7 @@
 
 namespace {
 
-using sim::PcieWait;
+using sim::pcie::Wait;
 
 class PcieCaptureTest : public PcieFixture {
  protected:
@@ -98,7 +98,7 @@ TEST_F(PcieCaptureTest, StopEndsTheCaptureWithItsStatus) {
     Bytes buffer(512);
     Overlapped capture(captureWords(buffer, row.mode, 1));
     start(Request::capture, capture);
-    EXPECT_EQ(board.pending(PcieWait::capture), 1U);
+    EXPECT_EQ(board.pending(Wait::capture), 1U);
     Words stop = {77};
     EXPECT_EQ(send(Request::stop, stop).error, 0U);
     EXPECT_EQ(stop[0], 0U);
@@ -240,7 +240,7 @@ TEST_F(PcieCaptureTest, MeasurementWithoutFramesWaitsForTheStop) {
 
 TEST_F(PcieCaptureTest, HeldRequestsStayPendingUntilTheyAreReleased) {
   stream(128, 4);
-  board.hold(PcieWait::capture, true);
+  board.hold(Wait::capture, true);
   Bytes buffer(512);
   Overlapped capture(captureWords(buffer, 1));
   start(Request::capture, capture);
@@ -250,16 +250,16 @@ TEST_F(PcieCaptureTest, HeldRequestsStayPendingUntilTheyAreReleased) {
   expectFrames(buffer, 0);
   std::fill(buffer.begin(), buffer.end(), std::uint8_t{0});
   machine.clock().advance(100000);
-  board.hold(PcieWait::capture, false);
+  board.hold(Wait::capture, false);
   EXPECT_FALSE(capture.isPending());
   EXPECT_EQ(buffer, Bytes(512));  // it was over before
 }
 
 TEST_F(PcieCaptureTest, CompletesAtTheTestsWill) {
-  EXPECT_FALSE(board.complete(PcieWait::measurement, 1));
+  EXPECT_FALSE(board.complete(Wait::measurement, 1));
   Overlapped measurement(Words{0, 0, 0, 0});
   start(Request::autoActual, measurement);
-  EXPECT_TRUE(board.complete(PcieWait::measurement, 0x3001));
+  EXPECT_TRUE(board.complete(Wait::measurement, 0x3001));
   EXPECT_EQ(measurement.status(), 0x3001U);
   EXPECT_TRUE(measurement.isSignalled());
 }

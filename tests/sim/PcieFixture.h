@@ -6,7 +6,7 @@
 #include <initializer_list>
 #include <vector>
 
-#include "sim/Machine.h"
+#include "sim/machine/Machine.h"
 #include "tests/support/SimulatedTime.h"
 
 // An overlapped record with its event and its request.
@@ -31,15 +31,15 @@ struct Overlapped {
 class PcieFixture : public testing::Test {
  protected:
   using Words = std::vector<std::uint32_t>;
-  using Request = sim::PcieRequest;
+  using Request = sim::pcie::Request;
 
-  sim::ControlAnswer send(Request request, Words& words, OVERLAPPED* overlapped = nullptr) {
+  sim::Answer send(Request request, Words& words, OVERLAPPED* overlapped = nullptr) {
     return sendTo(board, request, words, overlapped);
   }
 
-  static sim::ControlAnswer sendTo(sim::PcieBoard& to, Request request, Words& words,
-                                   OVERLAPPED* overlapped = nullptr) {
-    const sim::PcieShape* shape = sim::findPcieShape(static_cast<std::uint32_t>(request));
+  static sim::Answer sendTo(sim::pcie::Board& to, Request request, Words& words,
+                            OVERLAPPED* overlapped = nullptr) {
+    const sim::pcie::Shape* shape = sim::pcie::findShape(static_cast<std::uint32_t>(request));
     words.resize(shape->words);
     const auto bytes = static_cast<std::uint32_t>(words.size() * 4);
     return to.control(
@@ -53,7 +53,7 @@ class PcieFixture : public testing::Test {
 
   void writeRegister(std::uint32_t address, std::uint32_t value) { write(board, address, value); }
 
-  static void write(sim::PcieBoard& to, std::uint32_t address, std::uint32_t value) {
+  static void write(sim::pcie::Board& to, std::uint32_t address, std::uint32_t value) {
     Words words = {0, address, value};
     EXPECT_EQ(sendTo(to, Request::writeRegister, words).error, 0U);
     EXPECT_EQ(words[0], 0U);
@@ -100,7 +100,7 @@ class PcieFixture : public testing::Test {
   sim::Microseconds now() { return machine.clock().now(); }
 
   sim::Machine machine;
-  sim::PcieBoard& board = machine.addPcieBoard();
+  sim::pcie::Board& board = machine.addPcieBoard();
 
  private:
   kvexa::test::TakesPart takesPart_{machine.timeline()};

@@ -8,7 +8,7 @@
 namespace {
 
 using FaultKind = sim::Fault::Kind;
-using sim::PcieWait;
+using sim::pcie::Wait;
 
 class PcieOverlappedTest : public PcieFixture {};
 
@@ -32,7 +32,7 @@ TEST_F(PcieOverlappedTest, EventIsNotNeeded) {
   Words words = {0, 0, 0, 0};
   OVERLAPPED overlapped{};
   EXPECT_EQ(send(Request::autoActual, words, &overlapped).error, 997U);
-  EXPECT_TRUE(board.complete(PcieWait::measurement, 5));
+  EXPECT_TRUE(board.complete(Wait::measurement, 5));
   EXPECT_EQ(overlapped.Internal, 0U);
   EXPECT_EQ(words[0], 5U);
 }
@@ -41,7 +41,7 @@ TEST_F(PcieOverlappedTest, EventOutlivesTheProgramsHandle) {
   Overlapped measurement(Words{0, 0, 0, 0});
   start(Request::autoActual, measurement);
   CloseHandle(std::exchange(measurement.overlapped.hEvent, nullptr));
-  EXPECT_TRUE(board.complete(PcieWait::measurement, 0));
+  EXPECT_TRUE(board.complete(Wait::measurement, 0));
   EXPECT_FALSE(measurement.isPending());
 }
 
@@ -96,8 +96,8 @@ TEST(PcieMachine, EndsWithRequestsPending) {
     Overlapped measurement(std::vector<std::uint32_t>{9, 9, 9, 9});
     {
       sim::Machine machine;
-      sim::PcieBoard& board = machine.addPcieBoard();
-      const sim::PcieShape* shape = sim::findPcieShape(0x800020C8);
+      sim::pcie::Board& board = machine.addPcieBoard();
+      const sim::pcie::Shape* shape = sim::pcie::findShape(0x800020C8);
       EXPECT_EQ(board
                     .control(*shape, {0x800020C8, measurement.words.data(), 16, measurement.words.data(), 16,
                                       &measurement.overlapped})
@@ -110,7 +110,7 @@ TEST(PcieMachine, EndsWithRequestsPending) {
 }
 
 TEST_F(PcieOverlappedTest, BoardsAreIndependent) {
-  sim::PcieBoard& other = machine.addPcieBoard();
+  sim::pcie::Board& other = machine.addPcieBoard();
   EXPECT_EQ(&other, &machine.pcieBoard(1));
   EXPECT_EQ(other.name(), "pcie1");
   EXPECT_THROW(machine.pcieBoard(2), std::out_of_range);
@@ -136,7 +136,7 @@ class PcieClient : public AttachedTest {
     return done != FALSE ? 0 : GetLastError();
   }
 
-  sim::PcieBoard& board = machine.addPcieBoard();
+  sim::pcie::Board& board = machine.addPcieBoard();
   HANDLE file = host.open(host.path(pcieClass, 0));
 };
 
@@ -145,7 +145,7 @@ TEST_F(PcieClient, LimitedWaitForARequestPassesInSimulatedTime) {
   EXPECT_EQ(measure(measurement), DWORD{ERROR_IO_PENDING});
   EXPECT_EQ(client.calls().waitForSingleObject(measurement.overlapped.hEvent, 3600000), DWORD{WAIT_TIMEOUT});
   EXPECT_EQ(machine.clock().now(), sim::Microseconds{3600} * 1000000);
-  EXPECT_TRUE(board.complete(PcieWait::measurement, 0));
+  EXPECT_TRUE(board.complete(Wait::measurement, 0));
   EXPECT_EQ(client.calls().waitForSingleObject(measurement.overlapped.hEvent, 10), DWORD{WAIT_OBJECT_0});
 }
 
@@ -166,12 +166,12 @@ TEST_F(PcieClient, FreedMemoryOfAPendingRequestIsNoticedAndNotWritten) {
   EXPECT_EQ(board.pending(), 1U);
   void* const stranger = client.calls().allocate(16);
   client.calls().release(stranger);
-  EXPECT_EQ(machine.lostLoans(), 0U);
+  EXPECT_EQ(machine.loans().lostLoans(), 0U);
   client.calls().release(record);
-  EXPECT_EQ(machine.lostLoans(), 1U);
+  EXPECT_EQ(machine.loans().lostLoans(), 1U);
   client.calls().globalFree(overlapped);
-  EXPECT_EQ(machine.lostLoans(), 1U);  // of the same request
-  EXPECT_TRUE(board.complete(PcieWait::measurement, 0));
+  EXPECT_EQ(machine.loans().lostLoans(), 1U);  // of the same request
+  EXPECT_TRUE(board.complete(Wait::measurement, 0));
 }
 
 TEST_F(PcieClient, MemoryOfACompletedRequestMayBeFreed) {
@@ -181,13 +181,13 @@ TEST_F(PcieClient, MemoryOfACompletedRequestMayBeFreed) {
     std::fill_n(record, 4, 0U);
     DWORD moved = 0;
     client.calls().deviceIoControl(file, 0x800020C8, record, 16, record, 16, &moved, overlapped);
-    std::thread completing([&] { board.complete(PcieWait::measurement, 0); });
+    std::thread completing([&] { board.complete(Wait::measurement, 0); });
     while (static_cast<volatile OVERLAPPED*>(overlapped)->Internal == 0x103) SwitchToThread();
     client.calls().release(record);
     client.calls().globalFree(overlapped);
     completing.join();
   }
-  EXPECT_EQ(machine.lostLoans(), 0U);
+  EXPECT_EQ(machine.loans().lostLoans(), 0U);
 }
 
 TEST_F(PcieClient, ResourcesAreCountedAndRefused) {

@@ -1,7 +1,7 @@
 // The PCIe requests as the trace tells them.
 #include "AttachedTest.h"
 #include "PcieFixture.h"
-#include "sim/PcieTrace.h"
+#include "sim/pcie/RequestText.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ TEST_F(PcieTraceTest, TellsOfCompletionsInLinesOfTheirOwn) {
   Overlapped interval(Words{0, 0});
   start(Request::autoActual, measurement);
   start(Request::interval, interval);
-  board.complete(sim::PcieWait::interval, 0);
+  board.complete(sim::pcie::Wait::interval, 0);
   Words stop = {0};
   send(Request::stop, stop);
   EXPECT_EQ(lines(), (Lines{"pcie0 autoActual [00000000 00000000 00000000 00000000] pending",

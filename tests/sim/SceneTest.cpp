@@ -1,4 +1,4 @@
-#include "sim/Scene.h"
+#include "sim/sensor/Scene.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "sim/Sensor.h"
+#include "sim/sensor/Sensor.h"
 
 #include <gtest/gtest.h>
 

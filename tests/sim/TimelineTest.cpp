@@ -1,4 +1,4 @@
-#include "sim/Timeline.h"
+#include "sim/base/Timeline.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
-#include "sim/Trace.h"
+#include "sim/base/Trace.h"
+#include "sim/usb/RequestText.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +8,8 @@
 
 namespace {
 
-using sim::pipeLine;
 using sim::Trace;
+using sim::usb::requestText;
 using Lines = std::vector<std::string>;
 
 std::vector<std::uint8_t> counting(std::size_t count) {
@@ -61,32 +62,33 @@ TEST(Trace, WritesToAFileInsteadOfMemory) {
 
 TEST(Trace, ShowsWhatGoesOut) {
   const std::vector<std::uint8_t> packet = {0x01, 0x36, 0x12, 0x01, 0x00, 0x34};
-  EXPECT_EQ(pipeLine("usb0", {3, 1000, packet, 6}), "usb0 pipe3 out 1000ms [01 36 12 01 00 34]");
-  EXPECT_EQ(pipeLine("usb1", {3, 1000, {}, 0}), "usb1 pipe3 out 1000ms []");
-  EXPECT_EQ(pipeLine("usb0", {3, 1000, packet, 0, 31, false}),
+  EXPECT_EQ(requestText("usb0", {3, 1000, packet, 6}), "usb0 pipe3 out 1000ms [01 36 12 01 00 34]");
+  EXPECT_EQ(requestText("usb1", {3, 1000, {}, 0}), "usb1 pipe3 out 1000ms []");
+  EXPECT_EQ(requestText("usb0", {3, 1000, packet, 0, 31, false}),
             "usb0 pipe3 out 1000ms [01 36 12 01 00 34] -> error 31");
-  EXPECT_EQ(pipeLine("usb0", {3, 1000, packet, 6, 0, false}),
+  EXPECT_EQ(requestText("usb0", {3, 1000, packet, 6, 0, false}),
             "usb0 pipe3 out 1000ms [01 36 12 01 00 34] -> status kept");
 }
 
 TEST(Trace, CutsLongPackets) {
   const std::vector<std::uint8_t> exact = counting(256);
   const std::vector<std::uint8_t> longer = counting(257);
-  EXPECT_TRUE(pipeLine("usb0", {3, 1, exact, 256}).ends_with(" fd fe ff]"));
-  EXPECT_TRUE(pipeLine("usb0", {3, 1, longer, 257}).ends_with(" fd fe ff ..]"));
+  EXPECT_TRUE(requestText("usb0", {3, 1, exact, 256}).ends_with(" fd fe ff]"));
+  EXPECT_TRUE(requestText("usb0", {3, 1, longer, 257}).ends_with(" fd fe ff ..]"));
 }
 
 TEST(Trace, ShowsSixteenOfTheBytesThatCameIn) {
   const std::vector<std::uint8_t> bytes = counting(64);
-  EXPECT_EQ(pipeLine("usb0", {1, 1000, bytes, 64}),
+  EXPECT_EQ(requestText("usb0", {1, 1000, bytes, 64}),
             "usb0 pipe1 in 1000ms 64/64 [00 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f ..]");
-  EXPECT_EQ(pipeLine("usb0", {4, 1000, bytes, 3}), "usb0 pipe4 in 1000ms 3/64 [00 01 02]");
-  EXPECT_EQ(pipeLine("usb0", {1, 1000, bytes, 0, 121, false}), "usb0 pipe1 in 1000ms 0/64 [] -> error 121");
+  EXPECT_EQ(requestText("usb0", {4, 1000, bytes, 3}), "usb0 pipe4 in 1000ms 3/64 [00 01 02]");
+  EXPECT_EQ(requestText("usb0", {1, 1000, bytes, 0, 121, false}),
+            "usb0 pipe1 in 1000ms 0/64 [] -> error 121");
 }
 
 TEST(Trace, HidesImageData) {
   const std::vector<std::uint8_t> bytes = counting(64);
-  EXPECT_EQ(pipeLine("usb0", {2, 200, bytes, 60}), "usb0 pipe2 in 200ms 60/64");
+  EXPECT_EQ(requestText("usb0", {2, 200, bytes, 60}), "usb0 pipe2 in 200ms 60/64");
 }
 
 }  // namespace

@@ -13,8 +13,8 @@ void BoardTest::TearDown() {
   if (handle.driverHandle != nullptr) {
     EXPECT_EQ(KVEXA_OK, kVexaDevClose(&handle));
   }
-  EXPECT_EQ(0U, machine.openFiles());
-  EXPECT_EQ(0U, machine.openDeviceSets());
+  EXPECT_EQ(0U, machine.devices().openFiles());
+  EXPECT_EQ(0U, machine.devices().openSets());
 }
 
 void BoardTest::bringUpSensor() {

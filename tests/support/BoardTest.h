@@ -7,8 +7,8 @@
 #include <string>
 
 #include "kvexa.h"
-#include "sim/Attachment.h"
-#include "sim/Machine.h"
+#include "sim/attach/Attachment.h"
+#include "sim/machine/Machine.h"
 #include "tests/support/ExpectedTrace.h"
 #include "tests/support/SimulatedTime.h"
 
@@ -53,7 +53,7 @@ class BoardTest : public MachineTest {
   // The next `times` readings of the board's status answer `code`.
   void queueStatus(unsigned times, std::uint8_t code, char digit = '0');
 
-  sim::UsbBoard& board = machine.addUsbBoard();
+  sim::usb::Board& board = machine.addUsbBoard();
   BoardHandle handle{};
 };
 

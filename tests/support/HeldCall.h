@@ -5,7 +5,7 @@
 #include <functional>
 #include <optional>
 
-#include "sim/Faults.h"
+#include "sim/base/Faults.h"
 #include "tests/support/SimulatedTime.h"
 
 namespace kvexa::test {

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "sim/Timeline.h"
+#include "sim/base/Timeline.h"
 
 namespace kvexa::test {
 

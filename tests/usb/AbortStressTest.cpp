@@ -144,7 +144,7 @@ TEST_F(AbortStress, StartsAndAborts) {
   }
   expectHandles(handlesEarly);
   EXPECT_EQ(0U, intrusions);
-  EXPECT_EQ(1U, machine.openFiles());
+  EXPECT_EQ(1U, machine.devices().openFiles());
   expectWorkingBoard();
 }
 

@@ -295,7 +295,7 @@ TEST_F(CaptureSweep, NoHandleIsLeft) {
     if (round == 0) before = processHandleCount();
   }
   expectHandles(before);
-  EXPECT_EQ(1U, machine.openFiles());
+  EXPECT_EQ(1U, machine.devices().openFiles());
 }
 
 }  // namespace

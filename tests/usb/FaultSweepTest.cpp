@@ -132,8 +132,8 @@ TEST_F(FaultSweep, NoHandleIsLeft) {
     if (round == 0) before = processHandleCount();
   }
   EXPECT_EQ(before, processHandleCount());
-  EXPECT_EQ(1U, machine.openFiles());
-  EXPECT_EQ(0U, machine.openDeviceSets());
+  EXPECT_EQ(1U, machine.devices().openFiles());
+  EXPECT_EQ(0U, machine.devices().openSets());
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "sim/UsbDriver.h"
+#include "sim/usb/Driver.h"
 #include "tests/support/SimulatedTime.h"
 
 namespace kvexa::test {
@@ -43,8 +43,8 @@ unsigned __stdcall runWorker(void* argument) {
 struct LibraryCalls::Functions {
   static BOOL WINAPI control(HANDLE file, DWORD code, LPVOID in, DWORD inLength, LPVOID out, DWORD outLength,
                              LPDWORD returned, LPOVERLAPPED overlapped) {
-    const auto* record = static_cast<const sim::UsbControl::PipeRecord*>(in);
-    const bool isRead = code == sim::UsbControl::pipeTransfer && record->pipe == imagePipe;
+    const auto* record = static_cast<const sim::usb::Control::PipeRecord*>(in);
+    const bool isRead = code == sim::usb::Control::pipeTransfer && record->pipe == imagePipe;
     const FrameRead read{static_cast<std::uint8_t*>(out), outLength, isRead ? record->timeout : 0};
     if (isRead && active->beforeRead) active->beforeRead(read);
     const BOOL result = deviceIoControl(file, code, in, inLength, out, outLength, returned, overlapped);

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/ImportTable.h"
+#include "sim/attach/ImportTable.h"
 
 namespace kvexa::test {
 

@@ -43,7 +43,7 @@ class TwoBoards : public BoardTest {
     for (int turn = 0; turn < 50; ++turn) SwitchToThread();
   }
 
-  sim::UsbBoard& other = machine.addUsbBoard();
+  sim::usb::Board& other = machine.addUsbBoard();
   BoardHandle otherHandle{};
   LibraryCalls calls{libraryModule()};
 };

@@ -1,0 +1,171 @@
+// How simulated time moves.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "sim/base/Timeline.h"
+
+namespace sim {
+
+namespace {
+
+// While somebody waits and nothing is due, boards are asked again after so much real time: a program may
+// change one behind the timeline's back. The time does not move by it.
+constexpr DWORD askAgain = 1;
+
+// So long somebody may be running before it is told that the time stands still.
+constexpr DWORD standstill = 60000;
+
+}  // namespace
+
+void Timeline::serve() {
+  const std::lock_guard lock(mutex_);
+  serveLocked();
+}
+
+void Timeline::serveLocked() {
+  if (!driver_.joinable() && !ends_) driver_ = std::thread([this] { run(); });
+}
+
+void Timeline::notifyDriver() {
+  if (driver_.joinable()) SetEvent(driverWake_);
+}
+
+bool Timeline::mayHaveChangedUnseen(const Sleeper& sleeper) const {
+  switch (sleeper.kind) {
+    case Wait::look:
+    case Wait::condition: return memberRan_ > sleeper.lookedAt;
+    case Wait::objects:
+    case Wait::device: return hostRan_ > sleeper.lookedAt;
+    case Wait::seenObjects:
+    case Wait::sleep: break;
+  }
+  return false;
+}
+
+bool Timeline::needsAnotherLook() const {
+  return std::ranges::any_of(sleepers_, [this](const Sleeper* each) { return mayHaveChangedUnseen(*each); });
+}
+
+void Timeline::lookAgain() {
+  wakeThose([this](const Sleeper& each) { return mayHaveChangedUnseen(each); });
+}
+
+// Of those that are due at the same moment the one that has waited longest.
+Timeline::Sleeper* Timeline::firstSleeper() const {
+  Sleeper* first = nullptr;
+  for (Sleeper* each : sleepers_) {
+    if (each->due && (first == nullptr || *each->due < *first->due)) first = each;
+  }
+  return first;
+}
+
+// Gives the lock back while it asks the sources.
+std::optional<std::pair<Microseconds, Timeline::Source*>> Timeline::firstSource(Lock& lock) {
+  const std::vector<Source*> sources = sources_;
+  if (sources.empty()) return std::nullopt;
+  lock.unlock();
+  std::optional<std::pair<Microseconds, Source*>> first;
+  for (Source* source : sources) {
+    const std::optional<Microseconds> due = source->nextDue();
+    if (due && (!first || *due < first->first)) first = {*due, source};
+  }
+  lock.lock();
+  return first;
+}
+
+// The thread that falls asleep last moves the time itself, until somebody runs again.
+void Timeline::moveWhileAsleep(Lock& lock, const Sleeper& sleeper) {
+  while (!sleeper.awake && isQuiet() && !ends_) {
+    if (needsAnotherLook()) return lookAgain();
+    if (step(lock)) continue;
+    return notifyDriver();
+  }
+}
+
+void Timeline::run() {
+  Lock lock(mutex_);
+  while (!ends_) {
+    if (isQuiet()) {
+      if (needsAnotherLook()) {
+        lookAgain();
+        continue;
+      }
+      if (step(lock)) continue;
+    }
+    idle(lock);
+  }
+}
+
+// One thing that happens. False when there is nothing, or when somebody came in between.
+bool Timeline::step(Lock& lock) {
+  const std::uint64_t seen = changes_;
+  const auto source = firstSource(lock);
+  if (ends_ || changes_ != seen || !isQuiet() || needsAnotherLook()) return true;
+  Sleeper* const sleeper = firstSleeper();
+  // Boards come first: an event that one sets counts for a wait that is over at the same moment.
+  if (source && (sleeper == nullptr || source->first <= *sleeper->due)) {
+    clock_.advanceTo(source->first);
+    happening_ = true;
+    lock.unlock();
+    source->second->happen();
+    lock.lock();
+    happening_ = false;
+    return true;
+  }
+  if (sleeper == nullptr) return false;
+  clock_.advanceTo(*sleeper->due);
+  wakeUp(*sleeper);
+  return true;
+}
+
+// Until something changes, or a thread that takes part has ended.
+void Timeline::idle(Lock& lock) {
+  std::array<HANDLE, MAXIMUM_WAIT_OBJECTS> objects{driverWake_};
+  std::vector<MemberPointer> watched;
+  for (const auto& [identifier, member] : members_) {
+    if (member->thread == nullptr || watched.size() + 1 == objects.size()) continue;
+    watched.push_back(member);
+    objects[watched.size()] = member->thread;
+  }
+  const std::uint64_t seen = changes_;
+  const bool quiet = isQuiet();
+  const std::vector<Source*> sources = sources_;
+  bool waiting = !sleepers_.empty();
+  lock.unlock();
+  for (Source* source : sources) waiting = waiting || source->isWaiting();
+  const DWORD limit = quiet ? waiting ? askAgain : INFINITE : standstill;
+  const auto count = static_cast<DWORD>(watched.size()) + 1;
+  const DWORD waited = WaitForMultipleObjects(count, objects.data(), FALSE, limit);
+  lock.lock();
+  if (waited > WAIT_OBJECT_0 && waited < WAIT_OBJECT_0 + count) {
+    const MemberPointer& ended = watched[waited - WAIT_OBJECT_0 - 1];
+    const auto found = members_.find(ended->identifier);
+    if (found != members_.end() && found->second == ended) removeEnded(ended);
+  } else if (waited == WAIT_TIMEOUT && !quiet && changes_ == seen) {
+    std::fprintf(stderr, "The simulated time has stood still for a minute: %s\n", describeLocked().c_str());
+  }
+}
+
+std::string Timeline::describe() const {
+  const std::lock_guard lock(mutex_);
+  return describeLocked();
+}
+
+std::string Timeline::describeLocked() const {
+  static constexpr const char* names[] = {
+      "for objects", "for objects of its own", "for a change it looks for", "for a condition", "for a board",
+      "for time"};
+  std::string text = std::to_string(running_) + " running at " + std::to_string(clock_.now()) + " us;";
+  for (const auto& [identifier, member] : members_) {
+    if (!member->waiting) text += " thread " + std::to_string(identifier) + " runs;";
+  }
+  for (const Sleeper* each : sleepers_) {
+    text += each->member ? " thread " + std::to_string(each->member->identifier) : " another thread";
+    text += std::string(" waits ") + names[static_cast<std::size_t>(each->kind)];
+    text += each->due ? " until " + std::to_string(*each->due) + ";" : ";";
+  }
+  return text;
+}
+
+}  // namespace sim

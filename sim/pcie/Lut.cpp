@@ -1,0 +1,22 @@
+#include "sim/pcie/Lut.h"
+
+#include "sim/pcie/Protocol.h"
+
+namespace sim::pcie {
+
+bool Lut::transfer(bool isWrite, std::span<std::uint32_t> record) {
+  const std::uint32_t count = record[Word::lutCount];
+  if (count == 0 || count > blockWords) return false;
+  if (table_.empty()) table_.resize(words);
+  if (isWrite != wasWrite_) position_ = 0;
+  wasWrite_ = isWrite;
+  for (std::uint32_t& word : record.subspan(Word::lutData, count)) {
+    std::uint32_t& place = table_[position_];
+    isWrite ? void(place = word) : void(word = place);
+    position_ = (position_ + 1) % words;
+  }
+  if (count < blockWords) position_ = 0;
+  return true;
+}
+
+}  // namespace sim::pcie

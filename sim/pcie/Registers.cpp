@@ -1,0 +1,83 @@
+#include "sim/pcie/Registers.h"
+
+#include <algorithm>
+
+namespace sim::pcie {
+
+namespace {
+
+constexpr std::uint32_t packingBit = 1U << 8;
+constexpr std::uint32_t yuvToRgbBit = 1U << 3;
+constexpr std::uint32_t areaMask = 0x1FFF;
+constexpr std::uint32_t frameToggle = 0x8000;
+constexpr int shiftAsIs = 8;
+constexpr Microseconds periodUnit = 100;
+
+std::uint32_t wordAddress(std::uint32_t address) { return address & ~3U; }
+
+// After power-up the board captures 640x480 samples of 8 bits; what is not here is 0.
+const std::map<std::uint32_t, std::uint32_t> powerUp = {
+    {Register::fpgaVersion, 0x00020104}, {Register::dipSwitches, 0x1B00},   {Register::switches, 0x18},
+    {Register::areaRight, 640},          {Register::areaBottom, 480},       {Register::narrowData, 1},
+    {Register::portShift, shiftAsIs},    {Register::widthShift, shiftAsIs},
+};
+
+}  // namespace
+
+Registers::Registers(const Clock& clock, Sensor& sensor, const Faults& faults)
+    : clock_(clock), sensor_(sensor), faults_(faults), registers_(powerUp) {}
+
+std::uint32_t Registers::value(std::uint32_t address) {
+  const std::uint32_t whole = wordAddress(address);
+  return whole == Register::framePeriod ? framePeriod() : stored(whole);
+}
+
+void Registers::setValue(std::uint32_t address, std::uint32_t value) {
+  const std::uint32_t whole = wordAddress(address);
+  registers_[whole] = value;
+  if (whole != Register::switches) return;
+  sensor_.setLines({(value & 1) != 0, (value >> 2 & 1) != 0, (value >> 3 & 1) != 0, (value >> 4 & 1) != 0});
+}
+
+void Registers::write(std::uint32_t address, std::uint32_t value) {
+  const std::uint32_t whole = wordAddress(address);
+  if (whole != Register::fpgaVersion && whole != Register::inputLines) setValue(whole, value);
+}
+
+bool Registers::framesArrive() const { return sensor_.isStreaming() && !faults_.framesAreHeld(); }
+
+std::uint32_t Registers::framePeriod() {
+  if (!framesArrive()) return framePeriod_;
+  const Microseconds period = sensor_.framePeriod();
+  const Microseconds elapsed = clock_.now() - std::min(clock_.now(), sensor_.streamStart());
+  const bool odd = (elapsed / period & 1) != 0;
+  framePeriod_ =
+      static_cast<std::uint32_t>(period / periodUnit & (frameToggle - 1)) | (odd ? frameToggle : 0);
+  return framePeriod_;
+}
+
+Delivery Registers::delivery() const {
+  const std::uint32_t flags = stored(Register::captureFlags);
+  const std::uint32_t reduction = stored(Register::reduction);
+  Delivery delivery;
+  delivery.left = stored(Register::areaLeft) & areaMask;
+  delivery.right = stored(Register::areaRight) & areaMask;
+  delivery.top = stored(Register::areaTop) & areaMask;
+  delivery.bottom = stored(Register::areaBottom) & areaMask;
+  delivery.columnStep = (reduction & 15U) + 1;
+  delivery.lineStep = (reduction >> 4 & 15U) + 1;
+  delivery.shift = static_cast<std::int16_t>(stored(Register::widthShift) & 0xFFFF) - shiftAsIs;
+  delivery.narrow = stored(Register::narrowData) == 1;
+  delivery.packed = (flags & packingBit) != 0;
+  delivery.bayerToRgb = (stored(Register::byteExchange) & 1) != 0;
+  delivery.bayerPattern = stored(Register::bayerPattern) & 3U;
+  delivery.yuvToRgb = (flags & yuvToRgbBit) != 0;
+  return delivery;
+}
+
+std::uint32_t Registers::stored(std::uint32_t address) const {
+  const auto found = registers_.find(address);
+  return found == registers_.end() ? 0 : found->second;
+}
+
+}  // namespace sim::pcie
