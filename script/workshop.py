@@ -9,7 +9,7 @@ from pathlib import Path
 from programs import Outcome, Program, Run, knownPrograms
 
 ROOT = Path(__file__).resolve().parent.parent
-STEPS = {"cli": "tests/cli/run", "readers": "tests/readers/run"}  # what is tested by scripts
+STEPS = {"cli": "tests/whole/tool/run", "readers": "tests/whole/readers/run"}  # what is tested by scripts
 DLL = "KVEXA_LIB.dll"
 LONGEST = 3600  # seconds for any suite, on however loaded a machine
 

@@ -1,5 +1,5 @@
 // Counting boards.
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {

@@ -1,13 +1,13 @@
 // What every board function checks before it does anything.
 #include <set>
 
+#include "tests/support/BoardFixture.h"
 #include "tests/support/BoardFunctions.h"
-#include "tests/support/BoardTest.h"
 
 namespace kvexa::test {
 namespace {
 
-using Dispatch = BoardTest;
+using Dispatch = BoardFixture;
 
 std::vector<BoardFunction> allFunctions() {
   auto functions = boardFunctions();

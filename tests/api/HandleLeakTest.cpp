@@ -1,6 +1,6 @@
 // Nothing that the system counts may grow with use.
+#include "tests/support/BoardFixture.h"
 #include "tests/support/BoardFunctions.h"
-#include "tests/support/BoardTest.h"
 #include "tests/support/HandleCount.h"
 
 namespace kvexa::test {

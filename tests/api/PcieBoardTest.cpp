@@ -1,8 +1,8 @@
 // What board functions do on a PCIe board, all in one place.
 #include <cstring>
 
+#include "tests/support/BoardFixture.h"
 #include "tests/support/BoardFunctions.h"
-#include "tests/support/BoardTest.h"
 
 namespace kvexa::test {
 namespace {

@@ -1,7 +1,7 @@
 // What the functions of the frame do without memory, without outputs, and in unusual Windows directories.
 #include <string>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {

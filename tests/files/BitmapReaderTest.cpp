@@ -1,4 +1,4 @@
-// Bitmaps with 16 bits a pixel in the eyes of another program's reader; the other kinds: tests/readers.
+// Bitmaps with 16 bits a pixel in the eyes of another program's reader; the other kinds: tests/whole/readers.
 #include <gtest/gtest.h>
 
 #include <vector>

@@ -12,7 +12,7 @@
 #include "tests/files/ImageWriters.h"
 #include "tests/files/LibraryWrites.h"
 #include "tests/files/TemporaryFolder.h"
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "tests/files/ImageWriters.h"
 #include "tests/files/TemporaryFolder.h"
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {

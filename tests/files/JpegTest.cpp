@@ -1,4 +1,4 @@
-// Images saved as JPEG files. Their pixels are looked at by other programs, see tests/readers.
+// Images saved as JPEG files. Their pixels are looked at by other programs, see tests/whole/readers.
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -7,7 +7,7 @@
 
 #include "sim/sensor/Scene.h"
 #include "tests/files/TemporaryFolder.h"
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 #include "tests/support/HandleCount.h"
 
 namespace kvexa::test {

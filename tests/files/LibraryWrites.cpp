@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 

@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/files/RegisterPlayTest.h"
+#include "tests/files/RegisterPlayFixture.h"
 #include "tests/support/HandleCount.h"
 
 namespace kvexa::test {
 namespace {
 
-class RegisterFilePlay : public RegisterPlayTest {
+class RegisterFilePlay : public RegisterPlayFixture {
  protected:
   // Plays the file on a board that reports no error, and gives what it received.
   std::string playedFile(const std::string& content) {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/files/RegisterPlayTest.h"
+#include "tests/files/RegisterPlayFixture.h"
 
 namespace kvexa::test {
 namespace {
@@ -18,7 +18,7 @@ struct Packet {
 
 std::string nameOf(const testing::TestParamInfo<Packet>& packet) { return packet.param.name; }
 
-class RegisterPacket : public RegisterPlayTest, public testing::WithParamInterface<Packet> {};
+class RegisterPacket : public RegisterPlayFixture, public testing::WithParamInterface<Packet> {};
 
 TEST_P(RegisterPacket, isSentByteByByte) {
   EXPECT_EQ(out(3, GetParam().bytes) + playEnd(2),
@@ -65,43 +65,43 @@ INSTANTIATE_TEST_SUITE_P(
         Packet{"markerAloneForSmallAddresses", 0x12, 3, {0x09, 0x12, 0x78, 0x34, 0x02, 0x00, 0x78, 0xCD}}),
     nameOf);
 
-TEST_F(RegisterPlayTest, headerAndOneLine) {
+TEST_F(RegisterPlayFixture, headerAndOneLine) {
   EXPECT_EQ(out(3, {0x01, 0x30, 0x12, 0x02, 0x00, 0x34, 0x56}) + sleep(2) + statusReading(),
             played({{0x30, {0}}, {0x12, {0x34, 0x56}}}));
 }
 
-TEST_F(RegisterPlayTest, furtherValuesOfTheHeaderAreIgnored) {
+TEST_F(RegisterPlayFixture, furtherValuesOfTheHeaderAreIgnored) {
   EXPECT_EQ(out(3, {0x01, 0x30, 0x12, 0x01, 0x00, 0x34}) + playEnd(2),
             played({{0x30, {0, 7, 9}}, {0x12, {0x34}}}));
 }
 
-TEST_F(RegisterPlayTest, boardHeaderSendsTwoBytesAValue) {
+TEST_F(RegisterPlayFixture, boardHeaderSendsTwoBytesAValue) {
   EXPECT_EQ(out(3, {0x03, 0x80, 0x12, 0x00, 0x04, 0x00, 0x34, 0x00, 0x56, 0x00}) + playEnd(2),
             played({{0x80, {1}}, {0x12, {0x34, 0x56}}}));
 }
 
-TEST_F(RegisterPlayTest, linesAreSentInOrderOnePacketEach) {
+TEST_F(RegisterPlayFixture, linesAreSentInOrderOnePacketEach) {
   EXPECT_EQ(out(3, {0x01, 0x30, 0x01, 0x01, 0x00, 0x11}) +
                 out(3, {0x01, 0x30, 0x02, 0x03, 0x00, 0x21, 0x22, 0x23}) +
                 out(3, {0x01, 0x30, 0x01, 0x01, 0x00, 0x12}) + playEnd(4),
             played({{0x30, {0}}, {1, {0x11}}, {2, {0x21, 0x22, 0x23}}, {1, {0x12}}}));
 }
 
-TEST_F(RegisterPlayTest, lineWithoutValuesIsAWriteOfNoData) {
+TEST_F(RegisterPlayFixture, lineWithoutValuesIsAWriteOfNoData) {
   EXPECT_EQ(out(3, {0x01, 0x30, 0x00, 0x00, 0x00}) + playEnd(2), played({{0x30, {0}}, {0, {}}}));
   EXPECT_EQ(out(3, {0x0B, 0x30, 0x78, 0x00, 0x00, 0x00, 0x00}) + playEnd(2), played({{0x30, {4}}, {0, {}}}));
   EXPECT_EQ(out(3, {0x05, 0x30, 0x00, 0x00}) + playEnd(2), played({{0x30, {2}}, {0, {}}}));
 }
 
 // A shorter line must not carry bytes of the longer one before it.
-TEST_F(RegisterPlayTest, everyPacketHasItsOwnLength) {
+TEST_F(RegisterPlayFixture, everyPacketHasItsOwnLength) {
   EXPECT_EQ(out(3, {0x03, 0x80, 0x01, 0x00, 0x06, 0x00, 0x11, 0x01, 0x22, 0x02, 0x33, 0x03}) +
                 out(3, {0x03, 0x80, 0x02, 0x00, 0x00, 0x00}) +
                 out(3, {0x03, 0x80, 0x03, 0x00, 0x02, 0x00, 0x44, 0x04}) + playEnd(4),
             played({{0x80, {1}}, {1, {0x111, 0x222, 0x333}}, {2, {}}, {3, {0x444}}}));
 }
 
-TEST_F(RegisterPlayTest, lineOf240ValuesIsSentWhole) {
+TEST_F(RegisterPlayFixture, lineOf240ValuesIsSentWhole) {
   std::vector<unsigned> packet = {0x01, 0x30, 0x05, 0xF0, 0x00};
   SettingLine line{5, {}};
   for (unsigned i = 0; i < 240; ++i) {
@@ -112,7 +112,7 @@ TEST_F(RegisterPlayTest, lineOf240ValuesIsSentWhole) {
 }
 
 // 256 values: the length's low byte is 0.
-TEST_F(RegisterPlayTest, lineOf256ValuesReachesTheSensor) {
+TEST_F(RegisterPlayFixture, lineOf256ValuesReachesTheSensor) {
   for (const auto& [type, registerBits] : {std::pair{0u, 8u}, {1u, 16u}}) {
     board.sensor().setAddress({0x30, registerBits});
     board.sensor().setLines({true, true, false, true});
@@ -125,35 +125,37 @@ TEST_F(RegisterPlayTest, lineOf256ValuesReachesTheSensor) {
   }
 }
 
-TEST_F(RegisterPlayTest, everyLineOfAFullTableIsSent) {
+TEST_F(RegisterPlayFixture, everyLineOfAFullTableIsSent) {
   std::vector<SettingLine> lines(1024, {0x11, {0x22}});
   lines[0] = {0x30, {0}};
   EXPECT_EQ(repeat(1023, out(3, {0x01, 0x30, 0x11, 0x01, 0x00, 0x22})) + playEnd(1024), played(lines));
 }
 
-TEST_F(RegisterPlayTest, boardCommandsGoOutInOneTransfer) {
+TEST_F(RegisterPlayFixture, boardCommandsGoOutInOneTransfer) {
   EXPECT_EQ(out(3, {0x01, 0x81, 0x00, 0x01, 0x81, 0x06, 0x01, 0x81, 0x34}) + playEnd(4),
             played({{0x81, {}}, {0, {}}, {6, {1, 2}}, {0x1234, {9}}}));
 }
 
-TEST_F(RegisterPlayTest, boardCommandsDoNotLookAtTheType) {
+TEST_F(RegisterPlayFixture, boardCommandsDoNotLookAtTheType) {
   EXPECT_EQ(out(3, {0x01, 0x81, 0x05}) + playEnd(2), played({{0x81, {7}}, {5, {}}}));
   EXPECT_EQ(out(3, {0x01, 0x81, 0x05}) + playEnd(2), played({{0x20081, {0}}, {5, {}}}));
 }
 
-TEST_F(RegisterPlayTest, boardCommandsReachTheBoard) {
+TEST_F(RegisterPlayFixture, boardCommandsReachTheBoard) {
   EXPECT_EQ(KVEXA_OK, play({{0x81, {}}, {5, {}}, {8, {}}}));
   EXPECT_EQ((std::vector<std::uint8_t>{5, 8}), board.commands());
 }
 
-TEST_F(RegisterPlayTest, boardCommandHeaderAloneSendsNothing) { EXPECT_EQ(playEnd(1), played({{0x81, {}}})); }
+TEST_F(RegisterPlayFixture, boardCommandHeaderAloneSendsNothing) {
+  EXPECT_EQ(playEnd(1), played({{0x81, {}}}));
+}
 
-TEST_F(RegisterPlayTest, headerAloneWritesNothingPausesAndLooksAtTheStatus) {
+TEST_F(RegisterPlayFixture, headerAloneWritesNothingPausesAndLooksAtTheStatus) {
   EXPECT_EQ(playEnd(1), played({{0x30, {0}}}));
   EXPECT_EQ(playEnd(1), played({{0x80, {1}}}));
 }
 
-TEST_F(RegisterPlayTest, unknownTypeOfAHeaderAloneIsNotExamined) {
+TEST_F(RegisterPlayFixture, unknownTypeOfAHeaderAloneIsNotExamined) {
   EXPECT_EQ(playEnd(1), played({{0x30, {7}}}));
 }
 

@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "tests/files/RegisterPlayTest.h"
+#include "tests/files/RegisterPlayFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class RegisterPlayResult : public RegisterPlayTest {
+class RegisterPlayResult : public RegisterPlayFixture {
  protected:
   const std::vector<SettingLine> threeWrites_ = {{0x30, {0}}, {1, {0x11}}, {2, {0x22}}, {3, {0x33}}};
 

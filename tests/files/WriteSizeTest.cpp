@@ -2,7 +2,7 @@
 #include <vector>
 
 #include "tests/files/TemporaryFolder.h"
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {

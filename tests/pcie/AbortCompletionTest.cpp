@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <atomic>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 #include "tests/pcie/WorkerWaits.h"
 #include "tests/usb/LibraryCalls.h"
 
@@ -15,11 +15,11 @@ using sim::pcie::Wait;
 constexpr std::uint32_t frameBytes = 1024;
 constexpr sim::Fault hold{sim::Fault::Kind::hold};
 
-class PcieAbortCompletion : public PcieTest {
+class PcieAbortCompletion : public PcieFixture {
  protected:
   // What the driver completes, it completes when the test says so.
   void SetUp() override {
-    PcieTest::SetUp();
+    PcieFixture::SetUp();
     stream(128, 8);
     board.hold(Wait::capture, true);
     calls.onWait = [this](HANDLE, DWORD milliseconds) -> std::optional<DWORD> {
@@ -30,7 +30,7 @@ class PcieAbortCompletion : public PcieTest {
 
   void TearDown() override {
     board.hold(Wait::capture, false);
-    PcieTest::TearDown();
+    PcieFixture::TearDown();
   }
 
   // Comes back when the worker has begun to wait, so that it does not see the abort's mark by itself.

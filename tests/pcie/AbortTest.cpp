@@ -2,14 +2,14 @@
 #include <memory>
 #include <random>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
 
 using Events = MultiShot::Events;
 
-class PcieAbort : public PcieTest {
+class PcieAbort : public PcieFixture {
  protected:
   std::string requests() const { return intervalsCancelled(handle) + stopped(); }
 };
@@ -168,7 +168,7 @@ TEST_F(PcieAbort, StatusOfTheStoppedTransferCounts) {
 
 // ---- Many rounds ----
 
-class PcieAbortRounds : public PcieTest {
+class PcieAbortRounds : public PcieFixture {
  protected:
   static constexpr unsigned seed = 20240611;
 

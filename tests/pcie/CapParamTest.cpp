@@ -3,7 +3,7 @@
 #include <cstring>
 #include <limits>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
@@ -33,7 +33,7 @@ std::string lines(const std::vector<Write>& writes) {
   return text;
 }
 
-class PcieCapParam : public PcieTest {
+class PcieCapParam : public PcieFixture {
  protected:
   // What a register was written to; all of the parameters must be good.
   std::uint32_t written(std::uint32_t address, const CapParam& p) {
@@ -222,7 +222,7 @@ TEST_F(PcieCapParam, NullRecordIsRefused) {
 
 // ---- The colour-space matrix ----
 
-class PcieColourMatrix : public PcieTest {
+class PcieColourMatrix : public PcieFixture {
  protected:
   // What the first coefficient is written as.
   std::uint32_t coefficient(double value) {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "sim/attach/ImportTable.h"
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
@@ -61,7 +61,7 @@ class PeriodReadings {
 
 using Words = std::vector<std::uint32_t>;
 
-class PcieFrameRateReadings : public PcieTest {
+class PcieFrameRateReadings : public PcieFixture {
  protected:
   // The rate when the register reads these words: the first one, one after each pause, and the last one
   // once more at the end. There must be as many readings as words.

@@ -2,7 +2,7 @@
 // the board itself.
 #include <string>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 #include "tests/support/BoardFunctions.h"
 #include "tests/support/HeldCall.h"
 #include "tests/support/TemporaryFile.h"
@@ -49,10 +49,10 @@ std::vector<BoardFunction> allFunctions() {
   return all;
 }
 
-class TwoPcieBoards : public PcieTest {
+class TwoPcieBoards : public PcieFixture {
  protected:
   void SetUp() override {
-    PcieTest::SetUp();
+    PcieFixture::SetUp();
     ASSERT_EQ(KVEXA_OK, kVexaDevOpen(KVEXA_BOARD_PCIE, 1, &otherHandle));
     stream(128, 8);
     streamOn(otherHandle, 128, 8);
@@ -61,7 +61,7 @@ class TwoPcieBoards : public PcieTest {
   void TearDown() override {
     end();
     EXPECT_EQ(KVEXA_OK, kVexaDevClose(&otherHandle));
-    PcieTest::TearDown();
+    PcieFixture::TearDown();
   }
 
   void end() {

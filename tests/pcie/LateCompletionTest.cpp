@@ -1,5 +1,5 @@
 // Requests that the driver completes when nobody waits for them any more.
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 #include "tests/support/HandleCount.h"
 
 namespace kvexa::test {
@@ -7,7 +7,7 @@ namespace {
 
 using sim::pcie::Wait;
 
-class PcieLate : public PcieTest {
+class PcieLate : public PcieFixture {
  protected:
   std::int32_t measureInVain() {
     actual = {untouched, untouched, -1.0};

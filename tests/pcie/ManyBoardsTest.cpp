@@ -1,7 +1,7 @@
 // Several PCIe boards at once, and boards beyond those that have a place of their own in the library.
 #include <memory>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
@@ -9,10 +9,10 @@ namespace {
 constexpr unsigned places = 5;
 
 // Seven boards; board 0 is the fixture's.
-class PcieManyBoards : public PcieTest {
+class PcieManyBoards : public PcieFixture {
  protected:
   void SetUp() override {
-    PcieTest::SetUp();
+    PcieFixture::SetUp();
     machine.addPcieBoards(6);
     handles[0] = handle;
     for (std::uint32_t i = 1; i < 7; ++i) {
@@ -28,7 +28,7 @@ class PcieManyBoards : public PcieTest {
         EXPECT_EQ(KVEXA_OK, kVexaDevClose(&handles[i]));
       }
     }
-    PcieTest::TearDown();
+    PcieFixture::TearDown();
   }
 
   // Frames of one line of 128 pixels do not hold the frame number; four lines do.

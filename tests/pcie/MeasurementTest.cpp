@@ -2,14 +2,14 @@
 #include <algorithm>
 #include <cmath>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
 
 constexpr AutoActual untouchedActual{untouched, untouched, -1.0};
 
-class PcieMeasurement : public PcieTest {
+class PcieMeasurement : public PcieFixture {
  protected:
   static void expectUntouched(const AutoActual& actual) {
     EXPECT_EQ(untouched, actual.firstDimension);
@@ -160,7 +160,7 @@ std::string rateReadings(unsigned count) {
   return lines + ", pcie0 readRegister";
 }
 
-class PcieFrameRate : public PcieTest {
+class PcieFrameRate : public PcieFixture {
  protected:
   // The requests and sleeps, without their words.
   std::string outline() {
@@ -213,7 +213,7 @@ TEST_F(PcieFrameRate, FailedReadingsAreIgnored) {
 
 // ---- Interval notification ----
 
-class PcieInterval : public PcieTest {
+class PcieInterval : public PcieFixture {
  protected:
   ~PcieInterval() override { CloseHandle(overlapped.hEvent); }
 

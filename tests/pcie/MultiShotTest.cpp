@@ -1,12 +1,12 @@
 // Captures on a worker thread.
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
 
 using Events = MultiShot::Events;
 
-class PcieMultiShot : public PcieTest {
+class PcieMultiShot : public PcieFixture {
  protected:
   // A frame of a counted capture is frame `number` of the sensor, whole.
   void expectFrames(const MultiShot& capture, std::uint64_t first) {

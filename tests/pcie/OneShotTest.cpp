@@ -1,12 +1,12 @@
 // Capture of one frame.
 #include <algorithm>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class PcieOneShot : public PcieTest {
+class PcieOneShot : public PcieFixture {
  protected:
   std::int32_t capture(std::uint32_t length, std::uint32_t timeout = 700) {
     buffer.assign(length + 1, 0xA5);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
@@ -17,7 +17,7 @@ using Words = std::vector<std::uint32_t>;
 
 enum class Failure { refused, status };
 
-class PciePartialResults : public PcieTest {
+class PciePartialResults : public PcieFixture {
  protected:
   using Call = std::function<std::int32_t(std::uint32_t* words)>;
 

@@ -2,12 +2,12 @@
 // request can carry.
 #include <functional>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class PcieRefused : public PcieTest {
+class PcieRefused : public PcieFixture {
  protected:
   std::uint32_t words[4] = {untouched, untouched, untouched, untouched};
   AutoActual actual{};

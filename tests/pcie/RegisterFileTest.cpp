@@ -1,16 +1,16 @@
 // Playing a register-setting file into the sensor.
 #include <sstream>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 #include "tests/support/TemporaryFile.h"
 
 namespace kvexa::test {
 namespace {
 
-class PcieRegisterFile : public PcieTest {
+class PcieRegisterFile : public PcieFixture {
  protected:
   void SetUp() override {
-    PcieTest::SetUp();
+    PcieFixture::SetUp();
     stream(64, 64);
   }
 

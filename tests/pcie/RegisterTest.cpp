@@ -1,12 +1,12 @@
 // Registers of the board, and the memory regions that are locked for the driver.
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
 
 using Region = sim::pcie::Board::Region;
 
-class PcieRegister : public PcieTest {};
+class PcieRegister : public PcieFixture {};
 
 TEST_F(PcieRegister, ReadSendsOneRecord) {
   board.setBoardRegister(0x504, 0x89ABCDEF);

@@ -1,5 +1,5 @@
 // Restarting the PCI functions of the boards.
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {

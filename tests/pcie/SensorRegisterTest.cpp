@@ -1,17 +1,17 @@
 // Registers of the sensor, the settings of its bus, and the debug look-up table.
 #include <numeric>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
 
 constexpr std::uint32_t slave = 0x36;
 
-class PcieSensorRegister : public PcieTest {
+class PcieSensorRegister : public PcieFixture {
  protected:
   void SetUp() override {
-    PcieTest::SetUp();
+    PcieFixture::SetUp();
     stream(64, 64);
   }
 

@@ -3,7 +3,7 @@
 #include <functional>
 #include <map>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 #include "tests/support/HandleCount.h"
 #include "tests/support/TemporaryFile.h"
 
@@ -71,10 +71,10 @@ struct Function {
 
 std::vector<Request> times(unsigned count, Request request) { return std::vector<Request>(count, request); }
 
-class PcieSweep : public PcieTest {
+class PcieSweep : public PcieFixture {
  protected:
   void SetUp() override {
-    PcieTest::SetUp();
+    PcieFixture::SetUp();
     stream(128, 8);
   }
 

@@ -2,7 +2,7 @@
 #include <cstring>
 #include <memory>
 
-#include "tests/pcie/PcieTest.h"
+#include "tests/pcie/PcieFixture.h"
 
 namespace kvexa::test {
 namespace {
@@ -26,7 +26,7 @@ const Switch switches[] = {
     {"power switch", kVexaPowerSwControlOn, kVexaPowerSwControlOff, 0x20},
 };
 
-class PcieSwitches : public PcieTest {};
+class PcieSwitches : public PcieFixture {};
 
 TEST_F(PcieSwitches, EachReadsKeepsSixBitsAndWrites) {
   for (const auto& row : switches) {
@@ -96,10 +96,10 @@ const Getter getters[] = {
     {"clock", kVexaGetClockStatus, 0x04, 2, 1},
 };
 
-class PcieSwitchStates : public PcieTest {
+class PcieSwitchStates : public PcieFixture {
  protected:
   void SetUp() override {
-    PcieTest::SetUp();
+    PcieFixture::SetUp();
     board.setBoardRegister(dipRegister, 0xFFFF0000U | dips);
   }
 };
@@ -292,7 +292,7 @@ TEST_F(PcieSwitchStates, NullRecordsAreRefusedAndNothingIsSent) {
 
 // ---- Power sequences ----
 
-class PciePowerSequence : public PcieTest {
+class PciePowerSequence : public PcieFixture {
  protected:
   PowerSequence sequence{};
 };

@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "sim/attach/ImportTable.h"
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 

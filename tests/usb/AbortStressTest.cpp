@@ -11,10 +11,10 @@ constexpr unsigned rounds = 10000;
 constexpr unsigned ringSize = 3;
 constexpr unsigned mostYields = 30;
 
-class AbortStress : public EngineTest {
+class AbortStress : public EngineFixture {
  protected:
   void SetUp() override {
-    EngineTest::SetUp();
+    EngineFixture::SetUp();
     calls.beforeRead = [this](const FrameRead& read) { noteFrame(read); };
     calls.afterRead = [this](const FrameRead& read) { noteFrame(read); };
     calls.onSignal = nullptr;

@@ -1,12 +1,12 @@
 // The abort by itself: its transfers, its result, and how long it waits.
 
 #include "tests/support/HandleCount.h"
-#include "tests/usb/EngineTest.h"
+#include "tests/usb/EngineFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class Abort : public EngineTest {
+class Abort : public EngineFixture {
  protected:
   std::int32_t startEndless(std::uint32_t milliseconds) {
     return kVexaMultiShotCaptureEx(&handle, frameBytes, 0, frame, milliseconds, frameEvent.get(),

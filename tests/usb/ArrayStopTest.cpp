@@ -1,9 +1,9 @@
 // The stop of the array capture: its wait, its draining, its results.
-#include "tests/usb/ArrayTest.h"
+#include "tests/usb/ArrayFixture.h"
 
 namespace kvexa::test {
 
-std::int32_t ArrayTest::stopDrainingAt(unsigned n, std::uint32_t milliseconds) {
+std::int32_t ArrayFixture::stopDrainingAt(unsigned n, std::uint32_t milliseconds) {
   writeSensorPair(sim::SensorRegister::framePeriod, n * 100);
   prepare(2);
   holdWorkerStart();
@@ -19,7 +19,7 @@ std::int32_t ArrayTest::stopDrainingAt(unsigned n, std::uint32_t milliseconds) {
 
 namespace {
 
-using ArrayStop = ArrayTest;
+using ArrayStop = ArrayFixture;
 
 TEST_F(ArrayStop, NothingRuns) {
   EXPECT_EQ(KVEXA_OK, stop());

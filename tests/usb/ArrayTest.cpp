@@ -1,10 +1,10 @@
 // The array capture: start, worker, and its ways to end.
-#include "tests/usb/ArrayTest.h"
+#include "tests/usb/ArrayFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-using Array = ArrayTest;
+using Array = ArrayFixture;
 
 TEST_F(Array, OrderOfRequests) {
   prepare(3);

@@ -1,10 +1,10 @@
 // The board's own registers: address port, data port, and the polling of the status in between.
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class BoardRegister : public BoardTest {
+class BoardRegister : public BoardFixture {
  protected:
   std::int32_t read(std::uint32_t address) { return kVexaFpgaRead(&handle, address, 2, &word); }
 

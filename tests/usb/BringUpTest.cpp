@@ -1,12 +1,12 @@
 // The order in which a sensor is brought up, as it shows on the bench: a sensor that is not supplied,
 // clocked, out of reset and on the bus does not acknowledge.
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 #include "tests/support/TemporaryFile.h"
 
 namespace kvexa::test {
 namespace {
 
-class BringUp : public BoardTest {
+class BringUp : public BoardFixture {
  protected:
   std::int32_t playFile() { return kVexaSetI2cFile(file.path(), &handle); }
 

@@ -1,10 +1,10 @@
 // Capture parameters as registers of the board.
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class CapParamRegisters : public BoardTest {
+class CapParamRegisters : public BoardFixture {
  protected:
   std::int32_t apply() { return kVexaSetCapParam(&handle, &param); }
 

@@ -48,10 +48,10 @@ std::int32_t array(const BoardHandle& board, std::uint8_t* frame, FrameRing& rin
 constexpr NextCapture nextCaptures[] = {
     {"oneShot", oneShot}, {"storage", storage}, {"continuous", continuous}, {"array", array}};
 
-class CaptureAfterEnd : public EngineTest, public ::testing::WithParamInterface<NextCapture> {
+class CaptureAfterEnd : public EngineFixture, public ::testing::WithParamInterface<NextCapture> {
  protected:
   void SetUp() override {
-    EngineTest::SetUp();
+    EngineFixture::SetUp();
     // Started before the worker goes on to stop the board, and given all the turns that it would need to
     // go ahead.
     calls.onSignal = [this](HANDLE event) {

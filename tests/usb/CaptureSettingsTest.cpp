@@ -3,12 +3,12 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class CaptureSettings : public BoardTest {};
+class CaptureSettings : public BoardFixture {};
 
 TEST_F(CaptureSettings, BufferSizes) {
   struct Size {

@@ -21,7 +21,7 @@ unsigned byteOf(const std::string& packet, unsigned i) {
 }  // namespace
 
 void CaptureWays::SetUp() {
-  EngineTest::SetUp();
+  EngineFixture::SetUp();
   buffers = std::make_unique<FrameRing>(ringSize, frameBytes * (countedFrames + 1), mark);
   for (unsigned i = 0; i < ringSize; ++i) {
     nameBuffer(buffers->frame(i), std::to_string(i));

@@ -9,7 +9,7 @@
 
 namespace kvexa::test {
 
-class CaptureWays : public EngineTest {
+class CaptureWays : public EngineFixture {
  public:
   // How a capture went, as its caller sees it.
   struct Run {

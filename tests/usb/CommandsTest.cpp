@@ -1,10 +1,10 @@
 // Extended commands.
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-using Commands = BoardTest;
+using Commands = BoardFixture;
 
 TEST_F(Commands, EachFunctionSendsItsPacketAndNothingElse) {
   EXPECT_EQ(KVEXA_OK, kVexaLocalReset(&handle));
@@ -65,7 +65,7 @@ TEST_F(Commands, RawCommandSucceedsWithNullPointersAndSendsNothing) {
   EXPECT_EQ("", trace());
 }
 
-class StatusRead : public BoardTest {
+class StatusRead : public BoardFixture {
  protected:
   std::int32_t read() { return kVexaStatusRead(&handle, &status); }
 

@@ -1,14 +1,14 @@
 // The endless capture into one buffer.
 #include "tests/files/GuardedMemory.h"
-#include "tests/usb/EngineTest.h"
+#include "tests/usb/EngineFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class Endless : public EngineTest {
+class Endless : public EngineFixture {
  protected:
   void SetUp() override {
-    EngineTest::SetUp();
+    EngineFixture::SetUp();
     nameBuffer(buffer.data(), "0");
   }
 

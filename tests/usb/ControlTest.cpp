@@ -3,14 +3,14 @@
 #include <limits>
 #include <vector>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
 
 constexpr unsigned switchRegister = 0x000A;
 
-class PowerControl : public BoardTest {
+class PowerControl : public BoardFixture {
  protected:
   std::int32_t play() { return kVexaPowerControl(&handle, &sequence); }
 
@@ -75,7 +75,7 @@ TEST_F(PowerControl, FailuresAreIgnoredAndTheSequenceGoesOn) {
   }
 }
 
-using Control = BoardTest;
+using Control = BoardFixture;
 
 TEST_F(Control, CaptureAreaIsFourRegistersInOrder) {
   EXPECT_EQ(0.0, kVexaSetHV(&handle, 0x12340008, 1288, 4, 964));
@@ -146,7 +146,7 @@ TEST_F(Control, DroppedFramesAreOneOrZero) {
   EXPECT_EQ(0, kVexaIsDropFrame(&handle));
 }
 
-class ColourMatrix : public BoardTest {
+class ColourMatrix : public BoardFixture {
  protected:
   // The registers' values, two apart from 0x0202.
   void expectRegisters(const std::vector<unsigned>& values) {

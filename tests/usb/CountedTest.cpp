@@ -1,11 +1,11 @@
 // The continuous capture of a number of frames.
 #include "tests/files/GuardedMemory.h"
-#include "tests/usb/EngineTest.h"
+#include "tests/usb/EngineFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class Counted : public EngineTest {
+class Counted : public EngineFixture {
  protected:
   // Room for one frame more than is asked for, to the byte.
   void prepare(unsigned count, std::uint32_t bytes = frameBytes, MemoryEdge edge = MemoryEdge::upper) {

@@ -2,8 +2,8 @@
 // code, leave nothing open, and the board must work afterwards.
 #include <algorithm>
 
+#include "tests/support/BoardFixture.h"
 #include "tests/support/BoardFunctions.h"
-#include "tests/support/BoardTest.h"
 #include "tests/support/HandleCount.h"
 
 namespace kvexa::test {
@@ -11,7 +11,7 @@ namespace {
 
 constexpr sim::Fault refusal{sim::Fault::Kind::refuse, ERROR_GEN_FAILURE};
 
-class FaultSweep : public BoardTest {
+class FaultSweep : public BoardFixture {
  protected:
   // Requests of one call on a healthy board, and what it returns.
   unsigned requestsOf(const BoardFunction& function) {

@@ -3,7 +3,7 @@
 #include <functional>
 #include <vector>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 #include "tests/usb/LibraryCalls.h"
 
 namespace kvexa::test {
@@ -14,7 +14,7 @@ constexpr std::uint16_t toggle = 0x8000;  // the bit that turns round with every
 
 using Readings = std::vector<unsigned>;
 
-class FrameRateReadings : public BoardTest {
+class FrameRateReadings : public BoardFixture {
  protected:
   // The rate while the register holds these words: the first one at once, each further one after a pause.
   // There must be as many pauses as words behind the first.

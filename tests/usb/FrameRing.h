@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/files/GuardedMemory.h"
-#include "tests/usb/EngineTest.h"
+#include "tests/usb/EngineFixture.h"
 
 namespace kvexa::test {
 
@@ -31,7 +31,7 @@ class FrameRing {
   std::vector<void*> handles;
 };
 
-class FrameRingTest : public EngineTest {
+class FrameRingTest : public EngineFixture {
  protected:
   void prepare(unsigned size) {
     ring = std::make_unique<FrameRing>(size, frameBytes, mark);

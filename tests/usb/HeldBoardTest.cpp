@@ -7,7 +7,7 @@
 #include "tests/support/BoardFunctions.h"
 #include "tests/support/HeldCall.h"
 #include "tests/support/TemporaryFile.h"
-#include "tests/usb/EngineTest.h"
+#include "tests/usb/EngineFixture.h"
 #include "tests/usb/TwoBoards.h"
 
 namespace kvexa::test {

@@ -1,14 +1,14 @@
 // Bulk reads of image data.
 #include <algorithm>
 
-#include "tests/support/CaptureTest.h"
+#include "tests/support/CaptureFixture.h"
 
 namespace kvexa::test {
 namespace {
 
 constexpr std::uint32_t mebibyte = 0x100000;
 
-class GetData : public CaptureTest {
+class GetData : public CaptureFixture {
  protected:
   std::int32_t get(std::uint32_t length, std::uint32_t timeout) {
     return kUsbGetData(handle.driverHandle, length, &received, buffer.data(), timeout);

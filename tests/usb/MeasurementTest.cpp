@@ -1,7 +1,7 @@
 // Measurement of the incoming frames: rate and dimensions.
 #include <cmath>
 
-#include "tests/support/CaptureTest.h"
+#include "tests/support/CaptureFixture.h"
 #include "tests/usb/LibraryCalls.h"
 
 namespace kvexa::test {
@@ -9,7 +9,7 @@ namespace {
 
 constexpr unsigned periodRegister = 0x0108;
 
-using FrameRate = CaptureTest;
+using FrameRate = CaptureFixture;
 
 TEST_F(FrameRate, WithoutFramesIsZeroAfterElevenPolls) {
   const auto start = machine.clock().now();
@@ -64,7 +64,7 @@ TEST_F(FrameRate, BadHandleIsADouble) {
   handle.boardType = KVEXA_BOARD_USB;
 }
 
-class AutoActualTest : public CaptureTest {
+class AutoActualTest : public CaptureFixture {
  protected:
   AutoActual actual{untouched, untouched, -1.0};
 };

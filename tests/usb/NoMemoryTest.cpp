@@ -3,13 +3,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 #include "tests/support/TemporaryFile.h"
 
 namespace kvexa::test {
 namespace {
 
-class UsbNoMemory : public BoardTest {
+class UsbNoMemory : public BoardFixture {
  protected:
   // The result without blocks of so many bytes or more; `sent` is what went to the driver.
   template <class Call>

@@ -1,10 +1,10 @@
 // Capture of one frame.
-#include "tests/support/CaptureTest.h"
+#include "tests/support/CaptureFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class OneShot : public CaptureTest {
+class OneShot : public CaptureFixture {
  protected:
   std::int32_t capture(std::uint32_t length, std::uint32_t timeout = 700) {
     buffer.assign(length + 1, mark);

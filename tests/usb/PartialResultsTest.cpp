@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/CaptureTest.h"
+#include "tests/support/CaptureFixture.h"
 
 namespace kvexa::test {
 namespace {
@@ -28,7 +28,7 @@ struct Outcome {
 std::set<unsigned> readFailures(unsigned first) { return {first, first + 3, first + 6}; }
 constexpr unsigned readRequests = 7;
 
-class PartialResults : public CaptureTest {
+class PartialResults : public CaptureFixture {
  protected:
   using Call = std::function<std::int32_t(std::uint32_t* words)>;
 

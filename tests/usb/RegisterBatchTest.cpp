@@ -1,10 +1,10 @@
 // Many register writes in one transfer.
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class RegisterBatchWrite : public BoardTest {
+class RegisterBatchWrite : public BoardFixture {
  protected:
   std::int32_t write(std::uint32_t wideSubAddress, std::vector<RegisterBatchEntry>& entries) {
     RegisterBatch batch{0x36, wideSubAddress, entries.data(), static_cast<std::uint32_t>(entries.size())};

@@ -12,10 +12,10 @@ constexpr unsigned frameTotal = 10000;
 constexpr unsigned ringSize = 4;
 constexpr std::uint64_t framePeriod = 10000;  // microseconds
 
-class RingStress : public EngineTest {
+class RingStress : public EngineFixture {
  protected:
   void SetUp() override {
-    EngineTest::SetUp();
+    EngineFixture::SetUp();
     // No frame may come into a buffer that is held, at no moment of its transfer.
     const auto expectFree = [this](const FrameRead& read) {
       for (unsigned i = 0; i < ringSize; ++i) {

@@ -1,13 +1,13 @@
 // Registers on the sensor bus, transferred without polling.
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class SensorRegisters : public BoardTest {
+class SensorRegisters : public BoardFixture {
  protected:
   void SetUp() override {
-    BoardTest::SetUp();
+    BoardFixture::SetUp();
     bringUpSensor();
   }
 

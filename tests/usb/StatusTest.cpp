@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class UsbStatus : public BoardTest {
+class UsbStatus : public BoardFixture {
  protected:
   UsbStatus() { std::memset(block, 0xA5, sizeof block); }
 
@@ -105,7 +105,7 @@ TEST_F(UsbStatus, ShortAnswersWhileATransferIsPolled) {
   EXPECT_EQ(untouched, value);
 }
 
-using Recovery = BoardTest;
+using Recovery = BoardFixture;
 
 TEST_F(Recovery, IdleBoardIsReadOnce) {
   EXPECT_EQ(KVEXA_OK, kVexaRecovery(&handle));

@@ -4,12 +4,12 @@
 #include <memory>
 
 #include "tests/files/GuardedMemory.h"
-#include "tests/usb/EngineTest.h"
+#include "tests/usb/EngineFixture.h"
 
 namespace kvexa::test {
 namespace {
 
-class Storage : public EngineTest {
+class Storage : public EngineFixture {
  protected:
   std::int32_t capture(unsigned count, std::uint32_t milliseconds = timeout) {
     buffer = std::make_unique<GuardedMemory>(frameBytes * count, MemoryEdge::upper, mark);

@@ -1,7 +1,7 @@
 // Supplies and signals of the module: switches, their status, DIP switches.
 #include <cstring>
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 
 namespace kvexa::test {
 namespace {
@@ -24,7 +24,7 @@ const Switch switches[] = {
     {"Bayer to RGB", kVexaBayerToRgbEnable, kVexaBayerToRgbDisable, 0x0502, 0x01},
 };
 
-class Switches : public BoardTest {
+class Switches : public BoardFixture {
  protected:
   // Sets the register behind the library's back, calls and returns what the register holds after.
   unsigned after(std::int32_t(KVEXA_CALL* turn)(const BoardHandle*), unsigned address, unsigned value) {
@@ -101,10 +101,10 @@ const Getter getters[] = {
     {"clock", kVexaGetClockStatus, 0x04, 2, 1},
 };
 
-class SwitchStates : public BoardTest {
+class SwitchStates : public BoardFixture {
  protected:
   void SetUp() override {
-    BoardTest::SetUp();
+    BoardFixture::SetUp();
     board.setBoardRegister(0x0008, dips);
   }
 };

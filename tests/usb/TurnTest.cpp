@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/support/HeldCall.h"
-#include "tests/usb/EngineTest.h"
+#include "tests/usb/EngineFixture.h"
 #include "tests/usb/TwoBoards.h"
 
 namespace kvexa::test {

@@ -1,22 +1,22 @@
 // Two USB boards that stream, and a look over the library's shoulder.
 #pragma once
 
-#include "tests/support/BoardTest.h"
+#include "tests/support/BoardFixture.h"
 #include "tests/usb/LibraryCalls.h"
 
 namespace kvexa::test {
 
-class TwoBoards : public BoardTest {
+class TwoBoards : public BoardFixture {
  protected:
   void SetUp() override {
-    BoardTest::SetUp();
+    BoardFixture::SetUp();
     ASSERT_EQ(KVEXA_OK, kVexaDevOpen(KVEXA_BOARD_USB, 1, &otherHandle));
     machine.trace().take();
   }
 
   void TearDown() override {
     EXPECT_EQ(KVEXA_OK, kVexaDevClose(&otherHandle));
-    BoardTest::TearDown();
+    BoardFixture::TearDown();
   }
 
   // Frames of 128 x 8 bytes, 100 a second.
