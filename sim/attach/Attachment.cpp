@@ -9,8 +9,9 @@
 namespace sim {
 
 struct Attachment::Inside {
-  Inside(HMODULE module, std::unique_ptr<Platform> answers)
+  Inside(HMODULE module, std::shared_ptr<Platform> answers)
       : platform(std::move(answers)), replacements(*platform) {
+    replacements.use(platform);
     for (const Redirected& each : replacements.functions()) redirect(module, each);
   }
 
@@ -23,7 +24,7 @@ struct Attachment::Inside {
     }
   }
 
-  std::unique_ptr<Platform> platform;
+  std::shared_ptr<Platform> platform;
   ReplacementSet replacements;
   std::vector<ImportPatch> patches;  // last, so that the imports are restored first
 };

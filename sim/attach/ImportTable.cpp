@@ -18,14 +18,6 @@ const IMAGE_NT_HEADERS* headers(HMODULE module) {
   return at<IMAGE_NT_HEADERS>(module, static_cast<DWORD>(dos->e_lfanew));
 }
 
-void store(void** entry, void* value) {
-  DWORD before = 0;
-  if (VirtualProtect(entry, sizeof *entry, PAGE_READWRITE, &before) == FALSE) return;
-  *entry = value;
-  DWORD ignored = 0;
-  VirtualProtect(entry, sizeof *entry, before, &ignored);
-}
-
 bool isNamed(HMODULE module, const IMAGE_THUNK_DATA& import, const char* name) {
   if (IMAGE_SNAP_BY_ORDINAL(import.u1.Ordinal)) return false;
   const auto* byName = at<IMAGE_IMPORT_BY_NAME>(module, static_cast<DWORD>(import.u1.AddressOfData));
@@ -34,12 +26,20 @@ bool isNamed(HMODULE module, const IMAGE_THUNK_DATA& import, const char* name) {
 
 }  // namespace
 
+void storeImport(void** entry, void* value) {
+  DWORD before = 0;
+  if (VirtualProtect(entry, sizeof *entry, PAGE_READWRITE, &before) == FALSE) return;
+  *entry = value;
+  DWORD ignored = 0;
+  VirtualProtect(entry, sizeof *entry, before, &ignored);
+}
+
 ImportPatch::ImportPatch(void** entry, void* replacement) : entry_(entry), original_(*entry) {
-  store(entry_, replacement);
+  storeImport(entry_, replacement);
 }
 
 ImportPatch::~ImportPatch() {
-  if (entry_ != nullptr) store(entry_, original_);
+  if (entry_ != nullptr) storeImport(entry_, original_);
 }
 
 ImportPatch::ImportPatch(ImportPatch&& other) noexcept

@@ -24,6 +24,9 @@ class ImportPatch {
   void* original_;
 };
 
+// Writes an entry of an import table, which is read-only memory.
+void storeImport(void** entry, void* value);
+
 // The entries of the module's import table for a function, over all the libraries that it is imported
 // from by name.
 std::vector<void**> findImports(HMODULE module, const char* name);

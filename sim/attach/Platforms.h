@@ -13,7 +13,9 @@ namespace sim {
 class Machine;
 class Trace;
 
-std::unique_ptr<Platform> makeSimulatedPlatform(Machine& machine);
-std::unique_ptr<Platform> makeTracedPlatform(Trace& trace);
+// The machine outlives the platform, or the platform keeps it.
+std::shared_ptr<Platform> makeSimulatedPlatform(Machine& machine);
+std::shared_ptr<Platform> makeSimulatedPlatform(std::shared_ptr<Machine> machine);
+std::shared_ptr<Platform> makeTracedPlatform(Trace& trace);
 
 }  // namespace sim

@@ -2,16 +2,57 @@
 
 #include <array>
 #include <atomic>
+#include <mutex>
 #include <stdexcept>
 #include <utility>
+
+#include "sim/base/NativeLock.h"
 
 namespace sim {
 
 namespace {
 
-std::array<std::atomic<Platform*>, ReplacementSet::most> platforms;
+// Windows' answer whether the process ends, so that no other thread runs any more.
+bool processEnds() {
+  using Function = BOOLEAN(WINAPI*)();
+  static const auto function = reinterpret_cast<Function>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("ntdll.dll"), "RtlDllShutdownInProgress")));
+  return function != nullptr && function() != FALSE;
+}
 
-Platform& platformOf(std::size_t set) { return *platforms[set].load(std::memory_order_acquire); }
+struct Slot {
+  NativeLock lock;
+  bool taken = false;
+  std::shared_ptr<Platform> platform;
+  std::atomic<Platform*> atExit = nullptr;
+};
+
+// Never destroyed: calls come until the process has ended.
+std::array<Slot, ReplacementSet::most>& slots() {
+  static auto* const made = new std::array<Slot, ReplacementSet::most>;
+  return *made;
+}
+
+// The platform of a set, for one call.
+class Answering {
+ public:
+  explicit Answering(std::size_t set) {
+    Slot& slot = slots()[set];
+    if (processEnds()) {
+      platform_ = slot.atExit.load();
+      return;
+    }
+    const std::lock_guard lock(slot.lock);
+    kept_ = slot.platform;
+    platform_ = kept_.get();
+  }
+
+  Platform* operator->() const { return platform_; }
+
+ private:
+  std::shared_ptr<Platform> kept_;
+  Platform* platform_ = nullptr;
+};
 
 // No exception may cross into the module, which has a runtime of its own.
 template <class Result, class Call>
@@ -30,195 +71,196 @@ template <std::size_t set>
 struct Replacement {
   static HANDLE WINAPI createFile(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                                   DWORD disposition, DWORD flags, HANDLE templateFile) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(INVALID_HANDLE_VALUE, [&] {
-      return platform.createFile(path, access, share, security, disposition, flags, templateFile);
+      return platform->createFile(path, access, share, security, disposition, flags, templateFile);
     });
   }
 
   static BOOL WINAPI closeHandle(HANDLE handle) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.closeHandle(handle); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->closeHandle(handle); });
   }
 
   static BOOL WINAPI deviceIoControl(HANDLE file, DWORD code, LPVOID in, DWORD inLength, LPVOID out,
                                      DWORD outLength, LPDWORD returned, LPOVERLAPPED overlapped) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(FALSE, [&] {
-      return platform.deviceIoControl(file, code, in, inLength, out, outLength, returned, overlapped);
+      return platform->deviceIoControl(file, code, in, inLength, out, outLength, returned, overlapped);
     });
   }
 
   static HDEVINFO WINAPI getClassDevs(const GUID* interfaceClass, PCSTR enumerator, HWND owner, DWORD flags) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(static_cast<HDEVINFO>(INVALID_HANDLE_VALUE),
-                   [&] { return platform.getClassDevs(interfaceClass, enumerator, owner, flags); });
+                   [&] { return platform->getClassDevs(interfaceClass, enumerator, owner, flags); });
   }
 
   static BOOL WINAPI enumDeviceInterfaces(HDEVINFO devices, PSP_DEVINFO_DATA device,
                                           const GUID* interfaceClass, DWORD index,
                                           PSP_DEVICE_INTERFACE_DATA data) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(
-        FALSE, [&] { return platform.enumDeviceInterfaces(devices, device, interfaceClass, index, data); });
+        FALSE, [&] { return platform->enumDeviceInterfaces(devices, device, interfaceClass, index, data); });
   }
 
   static BOOL WINAPI getDeviceInterfaceDetail(HDEVINFO devices, PSP_DEVICE_INTERFACE_DATA data,
                                               PSP_DEVICE_INTERFACE_DETAIL_DATA_A detail, DWORD size,
                                               PDWORD requiredSize, PSP_DEVINFO_DATA device) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(FALSE, [&] {
-      return platform.getDeviceInterfaceDetail(devices, data, detail, size, requiredSize, device);
+      return platform->getDeviceInterfaceDetail(devices, data, detail, size, requiredSize, device);
     });
   }
 
   static BOOL WINAPI destroyDeviceInfoList(HDEVINFO devices) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.destroyDeviceInfoList(devices); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->destroyDeviceInfoList(devices); });
   }
 
   static BOOL WINAPI enumDeviceInfo(HDEVINFO devices, DWORD index, PSP_DEVINFO_DATA data) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.enumDeviceInfo(devices, index, data); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->enumDeviceInfo(devices, index, data); });
   }
 
   static BOOL WINAPI getDeviceProperty(HDEVINFO devices, PSP_DEVINFO_DATA data, DWORD property, PDWORD type,
                                        PBYTE buffer, DWORD size, PDWORD requiredSize) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(FALSE, [&] {
-      return platform.getDeviceProperty(devices, data, property, type, buffer, size, requiredSize);
+      return platform->getDeviceProperty(devices, data, property, type, buffer, size, requiredSize);
     });
   }
 
   static BOOL WINAPI setClassInstallParams(HDEVINFO devices, PSP_DEVINFO_DATA data,
                                            PSP_CLASSINSTALL_HEADER header, DWORD size) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.setClassInstallParams(devices, data, header, size); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->setClassInstallParams(devices, data, header, size); });
   }
 
   static BOOL WINAPI callClassInstaller(DI_FUNCTION function, HDEVINFO devices, PSP_DEVINFO_DATA data) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.callClassInstaller(function, devices, data); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->callClassInstaller(function, devices, data); });
   }
 
   static BOOL WINAPI getDeviceInstallParams(HDEVINFO devices, PSP_DEVINFO_DATA data,
                                             PSP_DEVINSTALL_PARAMS_A parameters) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.getDeviceInstallParams(devices, data, parameters); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->getDeviceInstallParams(devices, data, parameters); });
   }
 
   static CONFIGRET WINAPI connectMachine(PCSTR name, PHMACHINE machine) {
-    Platform& platform = platformOf(set);
-    return guarded(CONFIGRET{CR_OUT_OF_MEMORY}, [&] { return platform.connectMachine(name, machine); });
+    const Answering platform(set);
+    return guarded(CONFIGRET{CR_OUT_OF_MEMORY}, [&] { return platform->connectMachine(name, machine); });
   }
 
   static CONFIGRET WINAPI locateDevNode(PDEVINST node, DEVINSTID_A identifier, ULONG flags,
                                         HMACHINE machine) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(CONFIGRET{CR_OUT_OF_MEMORY},
-                   [&] { return platform.locateDevNode(node, identifier, flags, machine); });
+                   [&] { return platform->locateDevNode(node, identifier, flags, machine); });
   }
 
   static CONFIGRET WINAPI reenumerateDevNode(DEVINST node, ULONG flags, HMACHINE machine) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(CONFIGRET{CR_OUT_OF_MEMORY},
-                   [&] { return platform.reenumerateDevNode(node, flags, machine); });
+                   [&] { return platform->reenumerateDevNode(node, flags, machine); });
   }
 
   static CONFIGRET WINAPI disconnectMachine(HMACHINE machine) {
-    Platform& platform = platformOf(set);
-    return guarded(CONFIGRET{CR_OUT_OF_MEMORY}, [&] { return platform.disconnectMachine(machine); });
+    const Answering platform(set);
+    return guarded(CONFIGRET{CR_OUT_OF_MEMORY}, [&] { return platform->disconnectMachine(machine); });
   }
 
   static DWORD WINAPI waitForSingleObject(HANDLE object, DWORD milliseconds) {
-    Platform& platform = platformOf(set);
-    return guarded(DWORD{WAIT_FAILED}, [&] { return platform.waitForSingleObject(object, milliseconds); });
+    const Answering platform(set);
+    return guarded(DWORD{WAIT_FAILED}, [&] { return platform->waitForSingleObject(object, milliseconds); });
   }
 
   static DWORD WINAPI waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all,
                                              DWORD milliseconds) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     return guarded(DWORD{WAIT_FAILED},
-                   [&] { return platform.waitForMultipleObjects(count, objects, all, milliseconds); });
+                   [&] { return platform->waitForMultipleObjects(count, objects, all, milliseconds); });
   }
 
   static BOOL WINAPI setEvent(HANDLE event) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.setEvent(event); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->setEvent(event); });
   }
 
   static BOOL WINAPI releaseMutex(HANDLE mutex) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.releaseMutex(mutex); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->releaseMutex(mutex); });
   }
 
   static HANDLE WINAPI createEvent(LPSECURITY_ATTRIBUTES security, BOOL manual, BOOL signalled, LPCSTR name) {
-    Platform& platform = platformOf(set);
-    return guarded(HANDLE{nullptr}, [&] { return platform.createEvent(security, manual, signalled, name); });
+    const Answering platform(set);
+    return guarded(HANDLE{nullptr}, [&] { return platform->createEvent(security, manual, signalled, name); });
   }
 
   static HGLOBAL WINAPI globalAlloc(UINT flags, SIZE_T bytes) {
-    Platform& platform = platformOf(set);
-    return guarded(HGLOBAL{nullptr}, [&] { return platform.globalAlloc(flags, bytes); });
+    const Answering platform(set);
+    return guarded(HGLOBAL{nullptr}, [&] { return platform->globalAlloc(flags, bytes); });
   }
 
   static HGLOBAL WINAPI globalFree(HGLOBAL memory) {
-    Platform& platform = platformOf(set);
-    return guarded(memory, [&] { return platform.globalFree(memory); });
+    const Answering platform(set);
+    return guarded(memory, [&] { return platform->globalFree(memory); });
   }
 
   static void* __cdecl allocateMemory(std::size_t bytes) {
-    Platform& platform = platformOf(set);
-    return guarded(static_cast<void*>(nullptr), [&] { return platform.allocateMemory(bytes); });
+    const Answering platform(set);
+    return guarded(static_cast<void*>(nullptr), [&] { return platform->allocateMemory(bytes); });
   }
 
   static void __cdecl freeMemory(void* block) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     guarded(0, [&] {
-      platform.freeMemory(block);
+      platform->freeMemory(block);
       return 0;
     });
   }
 
   static std::uintptr_t __cdecl beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),
                                             void* argument, unsigned flags, unsigned* identifier) {
-    Platform& platform = platformOf(set);
-    return guarded(std::uintptr_t{0},
-                   [&] { return platform.beginThread(security, stack, start, argument, flags, identifier); });
+    const Answering platform(set);
+    return guarded(std::uintptr_t{0}, [&] {
+      return platform->beginThread(security, stack, start, argument, flags, identifier);
+    });
   }
 
   static void WINAPI sleep(DWORD milliseconds) {
-    Platform& platform = platformOf(set);
+    const Answering platform(set);
     guarded(0, [&] {
-      platform.sleep(milliseconds);
+      platform->sleep(milliseconds);
       return 0;
     });
   }
 
   static BOOL WINAPI writeFile(HANDLE file, LPCVOID bytes, DWORD count, LPDWORD written,
                                LPOVERLAPPED overlapped) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.writeFile(file, bytes, count, written, overlapped); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->writeFile(file, bytes, count, written, overlapped); });
   }
 
   static UINT WINAPI getWindowsDirectory(LPSTR path, UINT size) {
-    Platform& platform = platformOf(set);
-    return guarded(UINT{0}, [&] { return platform.getWindowsDirectory(path, size); });
+    const Answering platform(set);
+    return guarded(UINT{0}, [&] { return platform->getWindowsDirectory(path, size); });
   }
 
   static DWORD WINAPI getFileVersionInfoSize(LPCSTR path, LPDWORD unused) {
-    Platform& platform = platformOf(set);
-    return guarded(DWORD{0}, [&] { return platform.getFileVersionInfoSize(path, unused); });
+    const Answering platform(set);
+    return guarded(DWORD{0}, [&] { return platform->getFileVersionInfoSize(path, unused); });
   }
 
   static BOOL WINAPI getFileVersionInfo(LPCSTR path, DWORD unused, DWORD size, LPVOID block) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.getFileVersionInfo(path, unused, size, block); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->getFileVersionInfo(path, unused, size, block); });
   }
 
   static BOOL WINAPI verQueryValue(LPCVOID block, LPCSTR name, LPVOID* value, PUINT length) {
-    Platform& platform = platformOf(set);
-    return guarded(FALSE, [&] { return platform.verQueryValue(block, name, value, length); });
+    const Answering platform(set);
+    return guarded(FALSE, [&] { return platform->verQueryValue(block, name, value, length); });
   }
 };
 
@@ -241,6 +283,37 @@ std::span<const Redirected> functionsOf(std::size_t set, std::index_sequence<set
 }
 
 }  // namespace
+
+HANDLE Platform::createFile(const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                            DWORD disposition, DWORD flags, HANDLE templateFile) {
+  return originals().createFile(path, access, share, security, disposition, flags, templateFile);
+}
+
+BOOL Platform::closeHandle(HANDLE handle) { return originals().closeHandle(handle); }
+
+BOOL Platform::deviceIoControl(HANDLE file, DWORD code, void* in, DWORD inLength, void* out, DWORD outLength,
+                               DWORD* returned, OVERLAPPED* overlapped) {
+  return originals().deviceIoControl(file, code, in, inLength, out, outLength, returned, overlapped);
+}
+
+HDEVINFO Platform::getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner, DWORD flags) {
+  return originals().getClassDevs(interfaceClass, enumerator, owner, flags);
+}
+
+BOOL Platform::enumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* device, const GUID* interfaceClass,
+                                    DWORD index, SP_DEVICE_INTERFACE_DATA* data) {
+  return originals().enumDeviceInterfaces(set, device, interfaceClass, index, data);
+}
+
+BOOL Platform::getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
+                                        SP_DEVICE_INTERFACE_DETAIL_DATA_A* detail, DWORD size,
+                                        DWORD* requiredSize, SP_DEVINFO_DATA* device) {
+  return originals().getDeviceInterfaceDetail(set, data, detail, size, requiredSize, device);
+}
+
+BOOL Platform::destroyDeviceInfoList(HDEVINFO set) { return originals().destroyDeviceInfoList(set); }
+
+void Platform::sleep(DWORD milliseconds) { originals().sleep(milliseconds); }
 
 BOOL Platform::enumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* data) {
   return originals().enumDeviceInfo(set, index, data);
@@ -329,15 +402,38 @@ std::uintptr_t Platform::beginThread(void* security, unsigned stack, unsigned(__
   return originals().beginThread(security, stack, start, argument, flags, identifier);
 }
 
-ReplacementSet::ReplacementSet(Platform& platform) {
+ReplacementSet::ReplacementSet(Platform& atExit) {
   for (number_ = 0; number_ < most; ++number_) {
-    Platform* nobody = nullptr;
-    if (platforms[number_].compare_exchange_strong(nobody, &platform)) return;
+    Slot& slot = slots()[number_];
+    const std::lock_guard lock(slot.lock);
+    if (std::exchange(slot.taken, true)) continue;
+    slot.atExit = &atExit;
+    return;
   }
   throw std::length_error("too many modules are attached to simulated boards");
 }
 
-ReplacementSet::~ReplacementSet() { platforms[number_].store(nullptr); }
+ReplacementSet::~ReplacementSet() {
+  use(nullptr);
+  Slot& slot = slots()[number_];
+  const std::lock_guard lock(slot.lock);
+  slot.taken = false;
+}
+
+void ReplacementSet::use(std::shared_ptr<Platform> platform) {
+  Slot& slot = slots()[number_];
+  {
+    const std::lock_guard lock(slot.lock);
+    std::swap(slot.platform, platform);
+  }
+  // The old one ends here, with the lock given back, unless a call keeps it.
+}
+
+std::shared_ptr<Platform> ReplacementSet::platform() const {
+  Slot& slot = slots()[number_];
+  const std::lock_guard lock(slot.lock);
+  return slot.platform;
+}
 
 std::span<const Redirected> ReplacementSet::functions() const {
   return functionsOf(number_, std::make_index_sequence<most>());

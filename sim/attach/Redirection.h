@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <span>
 
 namespace sim {
@@ -59,28 +60,26 @@ struct Originals {
   // NOLINTEND(bugprone-macro-parentheses)
 };
 
-// Answers the redirected calls of one module. The functions have Windows' arguments, results and last
-// errors.
+// Answers redirected calls. The functions have Windows' arguments, results and last errors. What a platform
+// does not override passes on to Windows, and this one passes on everything.
 class Platform {
  public:
   virtual ~Platform() = default;
 
   virtual HANDLE createFile(const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
-                            DWORD disposition, DWORD flags, HANDLE templateFile) = 0;
-  virtual BOOL closeHandle(HANDLE handle) = 0;
+                            DWORD disposition, DWORD flags, HANDLE templateFile);
+  virtual BOOL closeHandle(HANDLE handle);
   virtual BOOL deviceIoControl(HANDLE file, DWORD code, void* in, DWORD inLength, void* out, DWORD outLength,
-                               DWORD* returned, OVERLAPPED* overlapped) = 0;
-  virtual HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner,
-                                DWORD flags) = 0;
+                               DWORD* returned, OVERLAPPED* overlapped);
+  virtual HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner, DWORD flags);
   virtual BOOL enumDeviceInterfaces(HDEVINFO set, SP_DEVINFO_DATA* device, const GUID* interfaceClass,
-                                    DWORD index, SP_DEVICE_INTERFACE_DATA* data) = 0;
+                                    DWORD index, SP_DEVICE_INTERFACE_DATA* data);
   virtual BOOL getDeviceInterfaceDetail(HDEVINFO set, SP_DEVICE_INTERFACE_DATA* data,
                                         SP_DEVICE_INTERFACE_DETAIL_DATA_A* detail, DWORD size,
-                                        DWORD* requiredSize, SP_DEVINFO_DATA* device) = 0;
-  virtual BOOL destroyDeviceInfoList(HDEVINFO set) = 0;
-  virtual void sleep(DWORD milliseconds) = 0;
+                                        DWORD* requiredSize, SP_DEVINFO_DATA* device);
+  virtual BOOL destroyDeviceInfoList(HDEVINFO set);
+  virtual void sleep(DWORD milliseconds);
 
-  // What a platform leaves out passes on to Windows.
   virtual BOOL enumDeviceInfo(HDEVINFO set, DWORD index, SP_DEVINFO_DATA* data);
   virtual BOOL getDeviceProperty(HDEVINFO set, SP_DEVINFO_DATA* data, DWORD property, DWORD* type,
                                  BYTE* buffer, DWORD size, DWORD* requiredSize);
@@ -122,17 +121,24 @@ struct Redirected {
   std::size_t original;  // offset in Originals
 };
 
-// A set of replacement functions that ask one platform. There are so many as modules can be attached at
-// the same time; which set a call comes through tells whose call it is.
+// A set of replacement functions that ask one platform at a time. There are a few of them, so that modules
+// can be attached to different machines; which set a call comes through says whose call it is.
 class ReplacementSet {
  public:
   static constexpr std::size_t most = 8;
 
-  // Takes a free set; throws std::length_error when there is none.
-  explicit ReplacementSet(Platform& platform);
+  // Takes a free set; throws std::length_error when there is none. Calls that come when the process ends,
+  // where other threads have been stopped with locks in their hands, go to `atExit`, which lives as long as
+  // the set.
+  explicit ReplacementSet(Platform& atExit);
   ~ReplacementSet();
   ReplacementSet(const ReplacementSet&) = delete;
   ReplacementSet& operator=(const ReplacementSet&) = delete;
+
+  // Who answers from now on. A call that is under way ends where it began, and keeps its platform until then.
+  void use(std::shared_ptr<Platform> platform);
+
+  std::shared_ptr<Platform> platform() const;
 
   std::span<const Redirected> functions() const;
 

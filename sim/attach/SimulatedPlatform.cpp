@@ -19,7 +19,8 @@ BOOL result(std::uint32_t error) {
 
 class SimulatedPlatform : public Platform {
  public:
-  explicit SimulatedPlatform(Machine& machine) : machine_(machine) {}
+  explicit SimulatedPlatform(std::shared_ptr<Machine> machine)
+      : kept_(std::move(machine)), machine_(*kept_) {}
 
   HANDLE createFile(const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                     DWORD disposition, DWORD flags, HANDLE templateFile) override {
@@ -291,13 +292,18 @@ class SimulatedPlatform : public Platform {
     return set;
   }
 
+  const std::shared_ptr<Machine> kept_;
   Machine& machine_;
 };
 
 }  // namespace
 
-std::unique_ptr<Platform> makeSimulatedPlatform(Machine& machine) {
-  return std::make_unique<SimulatedPlatform>(machine);
+std::shared_ptr<Platform> makeSimulatedPlatform(Machine& machine) {
+  return makeSimulatedPlatform(std::shared_ptr<Machine>(std::shared_ptr<Machine>(), &machine));
+}
+
+std::shared_ptr<Platform> makeSimulatedPlatform(std::shared_ptr<Machine> machine) {
+  return std::make_shared<SimulatedPlatform>(std::move(machine));
 }
 
 }  // namespace sim

@@ -189,6 +189,6 @@ class TracedPlatform : public Platform {
 
 }  // namespace
 
-std::unique_ptr<Platform> makeTracedPlatform(Trace& trace) { return std::make_unique<TracedPlatform>(trace); }
+std::shared_ptr<Platform> makeTracedPlatform(Trace& trace) { return std::make_shared<TracedPlatform>(trace); }
 
 }  // namespace sim

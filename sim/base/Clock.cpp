@@ -1,8 +1,37 @@
 #include "sim/base/Clock.h"
 
+#include <windows.h>
+
+#include <algorithm>
+
 namespace sim {
 
+namespace {
+
+std::int64_t ticks() {
+  LARGE_INTEGER value;
+  QueryPerformanceCounter(&value);
+  return value.QuadPart;
+}
+
+}  // namespace
+
+Clock::Clock(Pace pace) : pace_(pace) {
+  if (!isReal()) return;
+  LARGE_INTEGER frequency;
+  QueryPerformanceFrequency(&frequency);
+  frequency_ = frequency.QuadPart;
+  start_ = ticks();
+}
+
 Microseconds Clock::now() const {
+  if (isReal()) {
+    constexpr std::int64_t million = 1000000;
+    const std::int64_t passed = ticks() - start_;
+    // In two parts, so that the product does not overflow after days.
+    const std::int64_t whole = passed / frequency_ * million;
+    return static_cast<Microseconds>(whole + passed % frequency_ * million / frequency_);
+  }
   const std::lock_guard lock(mutex_);
   return now_;
 }
@@ -14,7 +43,7 @@ void Clock::advance(Microseconds duration) {
 
 void Clock::advanceTo(Microseconds moment) {
   const std::lock_guard lock(mutex_);
-  if (moment > now_) now_ = moment;
+  now_ = std::max(now_, moment);
 }
 
 }  // namespace sim

@@ -1,5 +1,5 @@
-// The time in which the simulated boards live. It passes only when somebody waits: Sleep in the
-// library, and transfers of frames that are still being exposed.
+// The time in which the simulated boards live. Simulated time passes only when somebody waits: Sleep in the
+// library, and transfers of frames that are still being exposed. Real time passes by itself.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +9,29 @@ namespace sim {
 
 using Microseconds = std::uint64_t;
 
+enum class Pace { simulated, real };
+
 class Clock {
  public:
+  // Starts at 0.
+  explicit Clock(Pace pace = Pace::simulated);
+
+  bool isReal() const { return pace_ == Pace::real; }
+
   Microseconds now() const;
+
+  // These move simulated time; real time moves by itself.
   void advance(Microseconds duration);
 
-  // Moves the time forward to `moment`; a moment that is already past changes nothing.
+  // A moment that is already past changes nothing.
   void advanceTo(Microseconds moment);
 
  private:
+  const Pace pace_;
+  std::int64_t start_ = 0;      // ticks of the performance counter
+  std::int64_t frequency_ = 1;  // ticks a second
   mutable std::mutex mutex_;
-  Microseconds now_ = 0;
+  Microseconds now_ = 0;  // simulated
 };
 
 }  // namespace sim

@@ -88,6 +88,7 @@ void Timeline::add(Source& source) {
 // ---- Who takes part ----
 
 void Timeline::enter() {
+  if (clock_.isReal()) return;
   const std::lock_guard lock(mutex_);
   auto member = std::make_shared<Member>();
   member->identifier = GetCurrentThreadId();
@@ -108,6 +109,7 @@ void Timeline::leave() {
 }
 
 void Timeline::adopt(HANDLE thread, DWORD identifier, bool host) {
+  if (clock_.isReal()) return;
   auto member = std::make_shared<Member>();
   member->identifier = identifier;
   member->thread = duplicateOf(thread);
@@ -127,6 +129,7 @@ bool Timeline::takesPart() const {
 }
 
 void Timeline::expectWait() {
+  if (clock_.isReal()) return;
   const std::lock_guard lock(mutex_);
   if (self()) return;
   auto member = std::make_shared<Member>();
@@ -172,6 +175,7 @@ DWORD Timeline::wait(std::span<const HANDLE> objects, DWORD milliseconds, Signal
     SetLastError(ERROR_INVALID_PARAMETER);
     return WAIT_FAILED;
   }
+  if (clock_.isReal()) return waitInRealTime(objects, milliseconds);
   const MemberPointer member = beginCall();
   const auto poll = [&] {
     return WaitForMultipleObjects(static_cast<DWORD>(objects.size()), objects.data(), FALSE, 0);
@@ -240,6 +244,7 @@ void Timeline::look(const MemberPointer& member, const void* object) {
 }
 
 void Timeline::sleep(DWORD milliseconds) {
+  if (clock_.isReal()) return ::Sleep(milliseconds);
   const MemberPointer member = beginCall();
   if (milliseconds == 0) {
     look(member, &yielded);
@@ -264,7 +269,7 @@ void Timeline::await(const void* board, std::uint64_t seen, std::optional<Micros
   Lock lock(mutex_);
   if (changes_ != seen || (moment && clock_.now() >= *moment)) return;
   Sleeper sleeper{.kind = Wait::device, .member = self(), .due = moment, .board = board, .lookedAt = seen};
-  rest(lock, sleeper);
+  rest(lock, sleeper, realMillisecondsUntil(moment));
 }
 
 void Timeline::awaitCondition(std::uint64_t seen) {
@@ -276,7 +281,7 @@ void Timeline::awaitCondition(std::uint64_t seen) {
 
 void Timeline::rest(Lock& lock, Sleeper& sleeper, DWORD realMilliseconds) {
   fallAsleep(sleeper);
-  moveWhileAsleep(lock, sleeper);
+  if (!clock_.isReal()) moveWhileAsleep(lock, sleeper);
   if (!sleeper.awake) serveLocked();
   while (!sleeper.awake && sleeper.condition.wait(lock, realMilliseconds)) continue;
   wakeUp(sleeper);

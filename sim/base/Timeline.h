@@ -9,6 +9,9 @@
 // Whoever makes a waiting thread ready counts it as running before it lets it go, so there is no moment at
 // which a wake-up is on its way and nobody seems to run. What cannot be seen, such as an event that the
 // program sets by itself, is looked for once more before the time moves.
+//
+// With a clock of real time the time moves by itself, and nobody needs to take part: waits are Windows' own,
+// and the thread of the timeline only lets things happen at their moments (RealTimeline.cpp).
 #pragma once
 
 #include <windows.h>
@@ -173,6 +176,11 @@ class Timeline {
   void notifyDriver();
   void serveLocked();
   bool isQuiet() const { return running_ == 0 && !happening_; }
+  DWORD realMillisecondsUntil(std::optional<Microseconds> moment) const;
+  DWORD waitInRealTime(std::span<const HANDLE> objects, DWORD milliseconds) const;
+  void runInRealTime(Lock& lock);
+  void idleInRealTime(Lock& lock, std::optional<Microseconds> due);
+
   bool needsAnotherLook() const;
   void lookAgain();
   Sleeper* firstSleeper() const;

@@ -85,6 +85,7 @@ void Timeline::moveWhileAsleep(Lock& lock, const Sleeper& sleeper) {
 
 void Timeline::run() {
   Lock lock(mutex_);
+  if (clock_.isReal()) return runInRealTime(lock);
   while (!ends_) {
     if (isQuiet()) {
       if (needsAnotherLook()) {

@@ -10,11 +10,7 @@ void Trace::add(std::string line) {
   const bool yields = line == "sleep 0";
   if (yields && yielding_) return;
   yielding_ = yields;
-  if (file_ != nullptr) {
-    line += '\n';
-    std::fputs(line.c_str(), file_);
-    return;
-  }
+  if (sink_) return sink_(line);
   if (lines_.size() == mostLines) lines_.pop_front();
   lines_.push_back(std::move(line));
 }
@@ -28,10 +24,15 @@ std::vector<std::string> Trace::take() {
   return taken;
 }
 
-void Trace::writeTo(std::FILE* file) {
+void Trace::sendTo(Sink sink) {
   const std::lock_guard lock(mutex_);
-  file_ = file;
+  sink_ = std::move(sink);
   yielding_ = false;
+}
+
+void Trace::writeTo(std::FILE* file) {
+  if (file == nullptr) return sendTo({});
+  sendTo([file](const std::string& line) { std::fputs((line + '\n').c_str(), file); });
 }
 
 std::string outcome(std::uint32_t error, bool statusReported) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <span>
 #include <string>
@@ -50,14 +51,18 @@ class Trace {
   // The lines since the last call, which are then forgotten.
   std::vector<std::string> take();
 
-  // Also writes every line to the file from now on, and keeps no lines in memory; null stops that. The
-  // caller owns the file.
+  // Hands every line to the function from now on, and keeps no lines in memory; an empty one stops that. It
+  // is called by one thread at a time, on whatever thread the line comes from.
+  using Sink = std::function<void(const std::string& line)>;
+  void sendTo(Sink sink);
+
+  // The same for a file, which the caller owns; null stops it.
   void writeTo(std::FILE* file);
 
  private:
   std::mutex mutex_;
   std::deque<std::string> lines_;
-  std::FILE* file_ = nullptr;
+  Sink sink_;
   bool yielding_ = false;
 };
 

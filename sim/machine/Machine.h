@@ -14,6 +14,8 @@ namespace sim {
 
 class Machine {
  public:
+  explicit Machine(Pace pace = Pace::simulated) : clock_(pace) {}
+
   Clock& clock() { return clock_; }
   Timeline& timeline() { return timeline_; }
   Trace& trace() { return trace_; }

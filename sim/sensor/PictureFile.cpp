@@ -86,8 +86,8 @@ class Content {
   bool ranOut_ = false;
 };
 
-std::shared_ptr<const Scene> decode(const std::string& path) {
-  Content content(readWhole(path));
+std::shared_ptr<const Scene> decode(const std::string& path, std::vector<stbi_uc> file) {
+  Content content(std::move(file));
   const stbi_io_callbacks callbacks = Content::callbacks();
   int width = 0;
   int height = 0;
@@ -119,10 +119,14 @@ std::shared_ptr<const Scene> decode(const std::string& path) {
 }  // namespace
 
 std::shared_ptr<const Scene> Scene::fromFile(const std::string& path) {
+  return fromBytes(path, readWhole(path));
+}
+
+std::shared_ptr<const Scene> Scene::fromBytes(const std::string& name, std::vector<std::uint8_t> content) {
   try {
-    return decode(path);
+    return decode(name, std::move(content));
   } catch (const std::bad_alloc&) {
-    refuse(path, "is too large a picture for the memory");
+    refuse(name, "is too large a picture for the memory");
   }
 }
 

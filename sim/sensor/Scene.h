@@ -39,6 +39,9 @@ class Scene {
   // A BMP or JPEG file. Throws SceneError with a sentence for people when it is no picture.
   static std::shared_ptr<const Scene> fromFile(const std::string& path);
 
+  // The content of such a file; errors call it by the name.
+  static std::shared_ptr<const Scene> fromBytes(const std::string& name, std::vector<std::uint8_t> content);
+
   // The scene as a sensor of width x height pixels sees it: scaled to fill the sensor, the middle kept
   // when the proportions differ. width * height colours, top row first. Averages over the area of a
   // pixel when the scene is finer than the sensor, interpolates when it is coarser.

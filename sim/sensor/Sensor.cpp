@@ -9,13 +9,8 @@ namespace sim {
 
 namespace {
 
-struct ResetValue {
-  std::uint16_t address;
-  std::uint8_t value;
-};
-
 // 640x480, 8 bits, 30 frames a second; the registers that are not here reset to 0.
-constexpr ResetValue resetValues[] = {
+constexpr SensorReset usualResetValues[] = {
     {SensorRegister::modelHigh, 0x4B},       {SensorRegister::modelLow, 0x56},
     {SensorRegister::revision, 0x01},        {SensorRegister::bits, 8},
     {SensorRegister::width, 640 >> 8},       {SensorRegister::width + 1, 640 & 0xFF},
@@ -25,12 +20,6 @@ constexpr ResetValue resetValues[] = {
 };
 
 constexpr Microseconds periodUnit = 100;
-
-std::uint8_t resetValue(std::uint16_t address) {
-  const auto* found = std::find_if(std::begin(resetValues), std::end(resetValues),
-                                   [&](const ResetValue& each) { return each.address == address; });
-  return found == std::end(resetValues) ? std::uint8_t{0} : found->value;
-}
 
 }  // namespace
 
@@ -44,6 +33,11 @@ void Sensor::setAddress(SensorAddress address) {
 void Sensor::setScene(std::shared_ptr<const Scene> scene) {
   const std::lock_guard lock(mutex_);
   scene_ = std::move(scene);
+}
+
+void Sensor::setResetValues(std::vector<SensorReset> values) {
+  const std::lock_guard lock(mutex_);
+  resetValues_ = std::move(values);
 }
 
 void Sensor::setLines(SensorLines lines) {
@@ -159,6 +153,14 @@ bool Sensor::answers(std::uint16_t slave) const {
 
 void Sensor::reset() { registers_.reset(); }
 
+std::uint8_t Sensor::resetValue(std::uint16_t address) const {
+  const auto isIt = [address](const SensorReset& each) { return each.address == address; };
+  const auto own = std::find_if(resetValues_.rbegin(), resetValues_.rend(), isIt);
+  if (own != resetValues_.rend()) return own->value;
+  const auto* const usual = std::find_if(std::begin(usualResetValues), std::end(usualResetValues), isIt);
+  return usual == std::end(usualResetValues) ? std::uint8_t{0} : usual->value;
+}
+
 std::uint16_t Sensor::firstRegister(std::uint16_t registerAddress, std::size_t before) const {
   const std::size_t given = address_.registerBits == 0 ? 0 : registerAddress;
   const auto first = static_cast<std::uint16_t>(given + before);
@@ -174,7 +176,8 @@ void Sensor::store(std::uint16_t registerAddress, std::uint8_t value) {
   const Microseconds period = framePeriod();
   if (!registers_) {
     registers_ = std::make_unique<Registers>();
-    for (const ResetValue& each : resetValues) (*registers_)[each.address] = each.value;
+    for (const SensorReset& each : usualResetValues) (*registers_)[each.address] = each.value;
+    for (const SensorReset& each : resetValues_) (*registers_)[each.address] = each.value;
   }
   (*registers_)[registerAddress] = value;
   settleStreaming(period);

@@ -46,6 +46,12 @@ constexpr unsigned cells = 32;
 constexpr unsigned cellSize = 4;  // pixels
 }  // namespace FrameCounter
 
+// A register and the value that it has after power-up and reset.
+struct SensorReset {
+  std::uint16_t address;
+  std::uint8_t value;
+};
+
 // The lines between the board and the sensor.
 struct SensorLines {
   bool supplied = false;
@@ -81,6 +87,9 @@ class Sensor {
 
   void setAddress(SensorAddress address);
   void setScene(std::shared_ptr<const Scene> scene);
+
+  // Of the registers that are named here; the others keep theirs. Counts from the next reset on.
+  void setResetValues(std::vector<SensorReset> values);
 
   // The board moves a line. When supply or clock goes, or reset comes, the registers fall back to their
   // reset values and nothing streams.
@@ -122,6 +131,7 @@ class Sensor {
   bool isAlive() const;
   bool answers(std::uint16_t slave) const;
   void reset();
+  std::uint8_t resetValue(std::uint16_t address) const;
   std::uint16_t firstRegister(std::uint16_t registerAddress, std::size_t before) const;
   std::uint16_t nextRegister(std::uint16_t registerAddress) const;
   void store(std::uint16_t registerAddress, std::uint8_t value);
@@ -133,6 +143,7 @@ class Sensor {
   SensorAddress address_;
   SensorLines lines_;
   std::shared_ptr<const Scene> scene_;
+  std::vector<SensorReset> resetValues_;  // beyond the usual ones; a later one of an address counts
   std::unique_ptr<Registers> registers_;  // null while every register has its reset value
   bool streaming_ = false;
   Microseconds streamStart_ = 0;

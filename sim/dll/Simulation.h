@@ -1,0 +1,48 @@
+// The one simulation of this process.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <vector>
+
+#include "sim/bench/Bench.h"
+
+namespace sim {
+
+struct SimulationRuns : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+class Simulation {
+ public:
+  // Lives until the process ends.
+  static Simulation& instance();
+
+  // Every library of the process finds these boards from now on. Throws what Bench throws, and
+  // SimulationRuns.
+  void start(const Description& description);
+
+  // False when none runs.
+  bool stop();
+
+  // Null when none runs. Whoever holds it keeps it.
+  std::shared_ptr<Bench> bench() const;
+
+  // Whether the environment describes a simulation, which then begins when a library first looks for boards.
+  static bool isDescribed();
+  void startWhenNeeded();
+
+ private:
+  Simulation() = default;
+
+  void removeRetired();
+
+  mutable std::mutex mutex_;
+  std::shared_ptr<Bench> bench_;
+  // Stopped ones that calls of other threads may still be in. They are destroyed by a later start or stop: it
+  // takes a thread that may wait, and a redirected call can be inside the loader.
+  std::vector<std::shared_ptr<Bench>> retired_;
+};
+
+}  // namespace sim
