@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <map>
 #include <memory>
@@ -15,6 +16,7 @@
 #include "Session.h"
 #include "StreamCommand.h"
 #include "VersionCommand.h"
+#include "run/RunCommand.h"
 
 namespace {
 
@@ -135,6 +137,33 @@ void addFileCommand(CLI::App& app, const char* name, const char* what, void (*ex
   command->callback([path, explain] { explain(*path); });
 }
 
+void addRun(CLI::App& app, cli::RunOptions& options, std::uint32_t& exitCode) {
+  CLI::App* command = app.add_subcommand(
+      "run", "start any 32-bit program with simulated boards: kvexa run [OPTIONS] -- PROGRAM ARGUMENTS");
+  CLI::Option* file =
+      command->add_option("--boards", options.description, "description of the boards (TOML)");
+  command->add_option("--usb", options.usbBoards, "so many USB boards (one, when no boards are named)")
+      ->check(CLI::Range(0U, 100U))
+      ->excludes(file);
+  command->add_option("--pcie", options.pcieBoards, "so many PCIe boards")
+      ->check(CLI::Range(0U, 100U))
+      ->excludes(file);
+  command->add_option("--scene", options.scene, "BMP or JPEG picture in front of the simulated cameras")
+      ->excludes(file);
+  command->add_option("--trace", options.trace, "write every driver request into a file");
+  command->add_flag("--simulated-time", options.simulatedTime, "let time pass only while the program waits");
+  command->callback([&] { exitCode = cli::run(options); });
+}
+
+// The program of kvexa run and its arguments are not this program's own.
+int ownArguments(int argc, char** argv) {
+  const bool runs = argc > 1 && std::strcmp(argv[1], "run") == 0;
+  for (int i = 2; runs && i < argc; ++i) {
+    if (std::strcmp(argv[i], "--") == 0) return i;
+  }
+  return argc;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -152,15 +181,21 @@ int main(int argc, char** argv) {
     addVersion(app, session, boardIndex);
     addFileCommand(app, "params", "explain a capture-parameter file", cli::explainParameters);
     addFileCommand(app, "regs", "explain a register-setting file", cli::explainRegisters);
+    cli::RunOptions runOptions;
+    std::uint32_t exitCode = 0;
+    addRun(app, runOptions, exitCode);
     try {
-      app.parse(argc, argv);
+      app.parse(ownArguments(argc, argv), argv);
     } catch (const CLI::Success& help) {
       return app.exit(help);
     } catch (const CLI::ParseError& error) {
       std::fprintf(stderr, "kvexa: %s (kvexa --help tells the options)\n", error.what());
-      return usageError;
+      return app.got_subcommand("run") ? cli::runFailed : usageError;
     }
-    return 0;
+    return static_cast<int>(exitCode);
+  } catch (const cli::RunFailure& failure) {
+    std::fprintf(stderr, "kvexa: %s\n", failure.what());
+    return failure.exitCode;
   } catch (const std::exception& failure) {
     std::fflush(stdout);
     std::fprintf(stderr, "kvexa: %s\n", failure.what());

@@ -1,0 +1,235 @@
+#include "cli/run/RunCommand.h"
+
+#include <windows.h>
+
+#include <memory>
+#include <optional>
+
+#include "cli/run/CommandTail.h"
+#include "sim/bench/Bench.h"
+#include "sim/bench/Description.h"
+#include "sim/bench/Files.h"
+#include "sim/program/Injection.h"
+#include "sim/program/Variables.h"
+
+namespace cli {
+
+namespace {
+
+// Windows' numbers for what this compiler's headers have no names for.
+constexpr DWORD errorVirusInfected = 225;
+constexpr DWORD errorElevationRequired = 740;
+
+// The loader brings the boards in before the program's own code runs, so this is reached only when it cannot.
+constexpr DWORD longestBringIn = 60000;  // milliseconds
+
+struct HandleCloser {
+  using pointer = HANDLE;
+  void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using UniqueHandle = std::unique_ptr<void, HandleCloser>;
+
+std::string ansiToUtf8(const std::string& text) {
+  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text.data(),
+                                                                 static_cast<int>(text.size()), nullptr, 0)),
+                    L'\0');
+  MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(),
+                      static_cast<int>(wide.size()));
+  return sim::utf8Text(wide);
+}
+
+std::string absolute(const std::string& ansiPath) { return sim::absolutePath(ansiToUtf8(ansiPath)); }
+
+// A TOML text in single quotes holds everything but a single quote and control characters.
+std::string quoted(const std::string& text) {
+  if (text.find('\'') == std::string::npos) return "'" + text + "'";
+  std::string escaped = "\"";
+  for (const char each : text) {
+    if (each == '\\' || each == '"') escaped += '\\';
+    escaped += each;
+  }
+  return escaped + '"';
+}
+
+void addBoards(std::string& text, const char* type, std::uint32_t count, const std::string& scene) {
+  if (count == 0) return;
+  text += "[[board]]\ntype = \"" + std::string(type) + "\"\ncount = " + std::to_string(count) + "\n";
+  if (!scene.empty()) text += "scene = " + quoted(scene) + "\n";
+}
+
+std::string describe(const RunOptions& options) {
+  const bool namesBoards = options.usbBoards != 0 || options.pcieBoards != 0;
+  const bool isKnownScene =
+      options.scene == "chart" || options.scene.starts_with('#') || options.scene.empty();
+  const std::string scene = isKnownScene ? options.scene : absolute(options.scene);
+  std::string text;
+  addBoards(text, "usb", namesBoards ? options.usbBoards : 1, scene);
+  addBoards(text, "pcie", options.pcieBoards, scene);
+  return text;
+}
+
+// A wrong description must start nothing, and say what is wrong before the program runs.
+void check(const RunOptions& options, const std::string& text) {
+  try {
+    sim::Description description = options.description.empty()
+                                       ? sim::parseDescription(text, "boards", ".")
+                                       : sim::readDescription(absolute(options.description));
+    description.trace.clear();
+    description.pace = sim::Pace::simulated;
+    const sim::Bench bench(description);
+  } catch (const std::exception& error) {
+    throw RunFailure(runFailed, error.what());
+  }
+}
+
+void setVariable(const wchar_t* name, const std::string& value) {
+  SetEnvironmentVariableW(name, value.empty() ? nullptr : sim::wideText(value).c_str());
+}
+
+// Every process of the run writes behind what is there, so the file is emptied here.
+std::string prepareTrace(const std::string& trace) {
+  if (trace.empty()) return {};
+  const std::string path = absolute(trace);
+  const HANDLE file = CreateFileW(sim::wideText(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) throw RunFailure(runFailed, trace + ": cannot be written");
+  CloseHandle(file);
+  return path;
+}
+
+void setVariables(const RunOptions& options, const std::string& text) {
+  namespace variables = sim::variables;
+  setVariable(variables::description, options.description.empty() ? text : std::string());
+  setVariable(variables::file, options.description.empty() ? std::string() : absolute(options.description));
+  setVariable(variables::trace, prepareTrace(options.trace));
+  setVariable(variables::time, options.simulatedTime ? "simulated" : "");
+}
+
+// kvexa_sim.dll lies beside this program.
+std::wstring libraryPath() {
+  std::wstring path(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
+    if (length < path.size()) {
+      path.resize(length);
+      break;
+    }
+    path.resize(path.size() * 2);
+  }
+  path.replace(path.find_last_of(L'\\') + 1, std::wstring::npos, L"kvexa_sim.dll");
+  if (GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
+    throw RunFailure(runCannotStart, sim::utf8Text(path) + ": is not there, and the boards are in it");
+  }
+  return path;
+}
+
+std::string reasonOf(DWORD error) {
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_DIRECTORY:
+    case ERROR_INVALID_NAME: return "is not found";
+    case ERROR_ACCESS_DENIED: return "may not be started (access denied; virus scanners also do this)";
+    case errorVirusInfected: return "is held back by a virus scanner";
+    case ERROR_BAD_EXE_FORMAT:
+    case ERROR_EXE_MACHINE_TYPE_MISMATCH: return "is not a 32-bit program, and the library has 32 bits";
+    case errorElevationRequired: return "wants an administrator; start kvexa as one";
+    default: return "cannot be started (Windows error " + std::to_string(error) + ")";
+  }
+}
+
+int codeOf(DWORD error) {
+  const bool isMissing =
+      error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
+  return isMissing ? runProgramMissing : runCannotStart;
+}
+
+struct Process {
+  UniqueHandle process;
+  UniqueHandle thread;
+  DWORD identifier = 0;
+};
+
+// With this process' own streams, window and descriptors.
+Process create(std::wstring commandLine) {
+  STARTUPINFOW startup;
+  GetStartupInfoW(&startup);
+  startup.dwFlags |= STARTF_USESTDHANDLES;
+  startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+  startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  startup.lpReserved = nullptr;
+  PROCESS_INFORMATION made;
+  if (CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED, nullptr, nullptr,
+                     &startup, &made) == FALSE) {
+    const DWORD error = GetLastError();
+    throw RunFailure(codeOf(error), sim::utf8Text(firstArgument(commandLine)) + ": " + reasonOf(error));
+  }
+  return {UniqueHandle(made.hProcess), UniqueHandle(made.hThread), made.dwProcessId};
+}
+
+// When this process is ended from outside the program ends as well; what the program starts is its own
+// affair.
+UniqueHandle tieToThis(HANDLE process) {
+  UniqueHandle job(CreateJobObjectW(nullptr, nullptr));
+  if (!job) return job;
+  JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+  limits.BasicLimitInformation.LimitFlags =
+      JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK;
+  SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits);
+  AssignProcessToJobObject(job.get(), process);
+  return job;
+}
+
+void bringBoards(const Process& process, const std::wstring& library, const std::string& program) {
+  const auto injected = sim::inject(process.process.get(), library);
+  if (injected == sim::Injected::done) return;
+  const DWORD error = GetLastError();
+  TerminateProcess(process.process.get(), runCannotStart);
+  if (injected == sim::Injected::notThirtyTwoBits) {
+    throw RunFailure(runCannotStart, program + ": " + reasonOf(ERROR_BAD_EXE_FORMAT));
+  }
+  throw RunFailure(runCannotStart, program +
+                                       ": the simulated boards could not be brought in (Windows error " +
+                                       std::to_string(error) + ")");
+}
+
+// Never lets the program run on without its boards: the loader may have been kept from bringing them in.
+void awaitBoards(const Process& process, HANDLE ready, const std::string& program) {
+  const HANDLE either[] = {ready, process.process.get()};
+  if (WaitForMultipleObjects(2, either, FALSE, longestBringIn) == WAIT_OBJECT_0) return;
+  TerminateProcess(process.process.get(), runCannotStart);
+  throw RunFailure(runCannotStart, program + ": the simulated boards did not come up in it, so it was ended");
+}
+
+// Ctrl-C and the like are the program's to answer; this one lasts as long as it.
+BOOL WINAPI stay(DWORD) { return TRUE; }
+
+}  // namespace
+
+std::uint32_t run(const RunOptions& options) {
+  const auto commandLine = tailAfterDashes(GetCommandLineW());
+  if (!commandLine || commandLine->empty()) {
+    throw RunFailure(runFailed, "run needs a program: kvexa run [OPTIONS] -- PROGRAM ARGUMENTS");
+  }
+  const std::string text = describe(options);
+  check(options, text);
+  const std::wstring library = libraryPath();
+  setVariables(options, text);
+  SetConsoleCtrlHandler(stay, TRUE);
+
+  const std::string program = sim::utf8Text(firstArgument(*commandLine));
+  const Process process = create(*commandLine);
+  const UniqueHandle job = tieToThis(process.process.get());
+  const std::wstring event = sim::variables::readyEvent + std::to_wstring(process.identifier);
+  const UniqueHandle ready(CreateEventW(nullptr, TRUE, FALSE, event.c_str()));
+  bringBoards(process, library, program);
+  ResumeThread(process.thread.get());
+  awaitBoards(process, ready.get(), program);
+  WaitForSingleObject(process.process.get(), INFINITE);
+  DWORD code = 0;
+  GetExitCodeProcess(process.process.get(), &code);
+  return code;
+}
+
+}  // namespace cli
