@@ -15,6 +15,9 @@ class Clock {
  public:
   // Starts at 0.
   explicit Clock(Pace pace = Pace::simulated);
+  ~Clock();
+  Clock(const Clock&) = delete;
+  Clock& operator=(const Clock&) = delete;
 
   bool isReal() const { return pace_ == Pace::real; }
 

@@ -176,7 +176,7 @@ std::uint32_t DeviceTree::openFile(const FileRequest& request, HANDLE& file) {
   if (device == nullptr) return ERROR_FILE_NOT_FOUND;
   std::uint32_t error = stepError(*device->boardClass, OpenStep::file);
   if (error == 0 && !device->driver->isPresent()) error = ERROR_FILE_NOT_FOUND;
-  const std::uintptr_t handle = freeHandle(fileHandles, files_, lastFile_);
+  const std::uintptr_t handle = newFileHandle();
   if (error == 0 && handle == 0) error = ERROR_NO_SYSTEM_RESOURCES;
   if (error == 0 && !device->driver->open()) error = ERROR_ACCESS_DENIED;
   trace_.add(device->driver->name() + " open" + outcome(error, true));
@@ -184,6 +184,15 @@ std::uint32_t DeviceTree::openFile(const FileRequest& request, HANDLE& file) {
   files_[handle] = device;
   file = reinterpret_cast<HANDLE>(handle);
   return 0;
+}
+
+// Above the last one of any machine of the process, so that a handle that a program keeps does not reach the board of
+// a later machine.
+std::uintptr_t DeviceTree::newFileHandle() const {
+  static std::mutex mutex;
+  static std::uintptr_t last = 0;
+  const std::lock_guard lock(mutex);
+  return freeHandle(fileHandles, files_, last);
 }
 
 std::uint32_t DeviceTree::closeFile(HANDLE file) {

@@ -97,6 +97,7 @@ class DeviceTree {
 
   Device& addDevice(std::uint32_t type,
                     const std::function<std::unique_ptr<Driver>(std::string)>& makeDriver);
+  std::uintptr_t newFileHandle() const;
   std::uint32_t stepError(const BoardClass& boardClass, OpenStep step) const;
   const Device* findDevice(const std::string& path) const;
 
@@ -112,7 +113,6 @@ class DeviceTree {
   std::map<std::uintptr_t, DeviceSet> sets_;
   std::map<std::uintptr_t, const Device*> files_;
   std::uintptr_t lastSet_ = 0;
-  std::uintptr_t lastFile_ = 0;
   FileRequest lastFileRequest_;
 };
 
