@@ -14,9 +14,9 @@
 #include "Jobs.h"
 #include "KernelSets.h"
 #include "Timing.h"
-#include "convert/BayerToRgb.h"
-#include "convert/FilteredBayer.h"
-#include "convert/YuyvToRgb.h"
+#include "convert/bayer/BayerToRgb.h"
+#include "convert/filter/FilteredBayer.h"
+#include "convert/yuyv/YuyvToRgb.h"
 
 using namespace kvexa::convert;
 

@@ -1,5 +1,5 @@
 #include "ConversionFuzzer.h"
-#include "convert/BayerToRgb.h"
+#include "convert/bayer/BayerToRgb.h"
 
 using namespace kvexa::convert;
 

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <vector>
 
-#include "convert/InstructionSet.h"
+#include "convert/vector/InstructionSet.h"
 #include "tests/convert/Adversary.h"
 
 namespace fuzz {

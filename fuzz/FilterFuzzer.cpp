@@ -1,5 +1,5 @@
 #include "ConversionFuzzer.h"
-#include "convert/FilteredBayer.h"
+#include "convert/filter/FilteredBayer.h"
 
 using namespace kvexa::convert;
 

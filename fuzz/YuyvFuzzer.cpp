@@ -1,5 +1,5 @@
 #include "ConversionFuzzer.h"
-#include "convert/YuyvToRgb.h"
+#include "convert/yuyv/YuyvToRgb.h"
 
 using namespace kvexa::convert;
 

@@ -5,9 +5,9 @@
 #include <limits>
 #include <vector>
 
-#include "convert/FilteredBayer.h"
-#include "convert/YuyvAhead.h"
-#include "convert/YuyvToRgb.h"
+#include "convert/filter/FilteredBayer.h"
+#include "convert/yuyv/YuyvAhead.h"
+#include "convert/yuyv/YuyvToRgb.h"
 #include "tests/convert/MachineSets.h"
 
 namespace kvexa::test {

@@ -1,7 +1,7 @@
 // The instruction sets that the converters are compiled for, and which of them runs.
 #pragma once
 
-#include "RowKernels.h"
+#include "convert/vector/RowKernels.h"
 
 namespace kvexa::convert {
 

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Truncation.h"
-#include "YuyvParameters.h"
+#include "convert/base/Truncation.h"
+#include "convert/vector/YuyvParameters.h"
 
 namespace kvexa::convert {
 

@@ -1,9 +1,9 @@
-#include "FilterAhead.h"
+#include "convert/filter/FilterAhead.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "FloatingPoint.h"
+#include "convert/base/FloatingPoint.h"
 
 namespace kvexa::convert {
 namespace {

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "FilterParameters.h"
-#include "RowKernels.h"
+#include "convert/vector/FilterParameters.h"
+#include "convert/vector/RowKernels.h"
 
 namespace kvexa::convert {
 

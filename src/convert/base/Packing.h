@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "Bytes.h"
+#include "convert/base/Bytes.h"
 
 namespace kvexa::convert {
 

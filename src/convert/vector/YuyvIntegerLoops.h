@@ -1,9 +1,9 @@
 // The integer methods from Y, U, V in vectors. A unit includes this after its vocabulary.
 #pragma once
 
-#include "../RowKernels.h"
-#include "../YuyvParameters.h"
-#include "Prefetch.h"
+#include "convert/vector/Prefetch.h"
+#include "convert/vector/RowKernels.h"
+#include "convert/vector/YuyvParameters.h"
 
 namespace kvexa::convert {
 namespace {

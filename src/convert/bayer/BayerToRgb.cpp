@@ -1,11 +1,11 @@
-#include "BayerToRgb.h"
+#include "convert/bayer/BayerToRgb.h"
 
 #include <algorithm>
 #include <cstddef>
 
-#include "BayerPixel.h"
-#include "FrameLimits.h"
-#include "Packing.h"
+#include "convert/base/FrameLimits.h"
+#include "convert/base/Packing.h"
+#include "convert/bayer/BayerPixel.h"
 
 namespace kvexa::convert {
 namespace {

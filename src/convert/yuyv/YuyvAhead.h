@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "RowKernels.h"
-#include "YuyvMethods.h"
+#include "convert/vector/RowKernels.h"
+#include "convert/yuyv/YuyvMethods.h"
 
 namespace kvexa::convert {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "InstructionSet.h"
+#include "convert/vector/InstructionSet.h"
 
 namespace kvexa::convert {
 

@@ -1,4 +1,4 @@
-#include "InstructionSet.h"
+#include "convert/vector/InstructionSet.h"
 
 #include <cstdlib>
 #include <cstring>

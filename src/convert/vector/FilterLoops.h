@@ -2,8 +2,8 @@
 // boundary to decide, computed in doubles. A unit includes this after its vocabulary.
 #pragma once
 
-#include "../FilterParameters.h"
-#include "../Packing.h"
+#include "convert/base/Packing.h"
+#include "convert/vector/FilterParameters.h"
 
 namespace kvexa::convert {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <type_traits>
 
-#include "YuyvIntegerLoops.h"
+#include "convert/vector/YuyvIntegerLoops.h"
 
 namespace kvexa::convert {
 namespace {

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "InstructionSet.h"
-#include "Packing.h"
+#include "convert/base/Packing.h"
+#include "convert/vector/InstructionSet.h"
 
 namespace kvexa::convert {
 

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "InstructionSet.h"
-#include "YuyvParameters.h"
+#include "convert/vector/InstructionSet.h"
+#include "convert/vector/YuyvParameters.h"
 
 namespace kvexa::convert {
 

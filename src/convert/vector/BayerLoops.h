@@ -1,9 +1,9 @@
 // Interior rows of Bayer mosaics in vectors. A unit includes this after its vocabulary.
 #pragma once
 
-#include "../Packing.h"
-#include "../RowKernels.h"
-#include "Prefetch.h"
+#include "convert/base/Packing.h"
+#include "convert/vector/Prefetch.h"
+#include "convert/vector/RowKernels.h"
 
 namespace kvexa::convert {
 namespace {

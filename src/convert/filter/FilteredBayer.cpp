@@ -1,15 +1,15 @@
-#include "FilteredBayer.h"
+#include "convert/filter/FilteredBayer.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
 
-#include "BayerPixel.h"
-#include "FilterAhead.h"
-#include "FloatingPoint.h"
-#include "FrameLimits.h"
-#include "Truncation.h"
+#include "convert/base/FloatingPoint.h"
+#include "convert/base/FrameLimits.h"
+#include "convert/base/Truncation.h"
+#include "convert/bayer/BayerPixel.h"
+#include "convert/filter/FilterAhead.h"
 
 namespace kvexa::convert {
 namespace {

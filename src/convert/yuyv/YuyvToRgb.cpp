@@ -1,16 +1,16 @@
-#include "YuyvToRgb.h"
+#include "convert/yuyv/YuyvToRgb.h"
 
 #include <array>
 #include <cstddef>
 #include <cstring>
 #include <type_traits>
 
-#include "Bytes.h"
-#include "FloatingPoint.h"
-#include "FrameLimits.h"
-#include "Packing.h"
-#include "YuyvAhead.h"
-#include "YuyvMethods.h"
+#include "convert/base/Bytes.h"
+#include "convert/base/FloatingPoint.h"
+#include "convert/base/FrameLimits.h"
+#include "convert/base/Packing.h"
+#include "convert/yuyv/YuyvAhead.h"
+#include "convert/yuyv/YuyvMethods.h"
 
 namespace kvexa::convert {
 namespace {

@@ -1,6 +1,6 @@
-#include "Vocabulary512.h"
+#include "convert/vector/Vocabulary512.h"
 // The vocabulary comes first: the loops are written in it.
-#include "KernelTable.h"
+#include "convert/vector/KernelTable.h"
 
 namespace kvexa::convert {
 

@@ -1,8 +1,8 @@
-#include "YuyvAhead.h"
+#include "convert/yuyv/YuyvAhead.h"
 
 #include <algorithm>
 
-#include "FloatingPoint.h"
+#include "convert/base/FloatingPoint.h"
 
 namespace kvexa::convert {
 

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "FilterParameters.h"
-#include "YuyvParameters.h"
+#include "convert/vector/FilterParameters.h"
+#include "convert/vector/YuyvParameters.h"
 
 namespace kvexa::convert {
 

@@ -2,9 +2,9 @@
 // before the set was chosen.
 #pragma once
 
-#include "BayerLoops.h"
-#include "FilterLoops.h"
-#include "YuyvDoubleLoops.h"
+#include "convert/vector/BayerLoops.h"
+#include "convert/vector/FilterLoops.h"
+#include "convert/vector/YuyvDoubleLoops.h"
 
 namespace kvexa::convert {
 namespace {

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <utility>
 
-#include "BayerSite.h"
-#include "Bytes.h"
+#include "convert/base/Bytes.h"
+#include "convert/bayer/BayerSite.h"
 
 namespace kvexa::convert {
 
