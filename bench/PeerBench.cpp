@@ -97,7 +97,7 @@ std::vector<Peer> peersOf(Frames& f) {
     const double* kernels = set.weights.data();
     peers.push_back({"Raw8 through kernels to RGB888, " + set.name, "compiler", [=, &f] {
                        filterRaw8(f.bytes.data(), f.pixels.data(), w, h, 1, kernels, Packing::rgb888,
-                                  Extent::framed, scalarRowKernels);
+                                  Extent::framed, scalarRowLoops);
                      }});
   }
   // Operations in doubles that the text of a conversion asks for, a pixel.

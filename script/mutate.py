@@ -20,8 +20,8 @@ SLOW_CASE = 0.5  # seconds; the quick cases of the likely programs come first
 
 INTERFACE = {"include/kvexa.h"}  # what programs are compiled with, the tests as well: no code of the DLL
 # Which processor flags the vocabulary of a set needs.
-SETS = {"Vocabulary512.h": {"avx512f", "avx512bw", "avx512dq", "avx512vl"}, "KernelsAvx512.cpp": {"avx512f"},
-        "Vocabulary256.h": {"avx2", "fma"}, "KernelsAvx2.cpp": {"avx2"}, "KernelsSse41.cpp": {"sse4_1"}}
+SETS = {"Vocabulary512.h": {"avx512f", "avx512bw", "avx512dq", "avx512vl"}, "LoopsAvx512.cpp": {"avx512f"},
+        "Vocabulary256.h": {"avx2", "fma"}, "LoopsAvx2.cpp": {"avx2"}, "LoopsSse41.cpp": {"sse4_1"}}
 
 CONVERSIONS = ["conversion_tests", "convert_tests"]
 LIKELY = {  # by the longest beginning of a path; a name stands for all programs that begin with it

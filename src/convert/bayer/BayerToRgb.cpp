@@ -22,7 +22,7 @@ struct Conversion {
   unsigned bits;
   std::size_t width;
   std::size_t height;
-  const RowKernels& kernels;
+  const RowLoops& loops;
 
   template <Site site, Reach reach>
   void writePixel(const BayerRows<Sample>& rows, std::uint8_t* output, std::size_t column) const {
@@ -61,11 +61,11 @@ struct Conversion {
     constexpr Site odd = start.neighbour(0, 1);
     constexpr bool colourFirst = odd.colour() != Colour::green;
     constexpr bool bytes888 = packing == Packing::rgb888;
-    BayerRowKernel kernel = kernels.bayer8[bytes888][odd.redRow][colourFirst];
-    if constexpr (sizeof(Sample) == 2) kernel = kernels.bayer16[wide][bytes888][odd.redRow][colourFirst];
+    BayerRowLoop loop = loops.bayer8[bytes888][odd.redRow][colourFirst];
+    if constexpr (sizeof(Sample) == 2) loop = loops.bayer16[wide][bytes888][odd.redRow][colourFirst];
     std::size_t first = 1;
-    if (kernel != nullptr) {
-      first = kernel(rows.above.bytes(), rows.own.bytes(), rows.below.bytes(), output, width, bits);
+    if (loop != nullptr) {
+      first = loop(rows.above.bytes(), rows.own.bytes(), rows.below.bytes(), output, width, bits);
     }
     writeColumns<start, Reach{}>(rows, output, first);
     writeEnds<start, Reach{}>(rows, output);
@@ -144,10 +144,10 @@ struct Conversion {
 
    private:
     std::uint32_t bitsOfNextRow() {
-      if (sizeof(Sample) == 1 || conversion_.kernels.combinedBits16 == nullptr) return 0;
+      if (sizeof(Sample) == 1 || conversion_.loops.combinedBits16 == nullptr) return 0;
       const std::uint8_t* row = next_;
       next_ += conversion_.width * sizeof(Sample);
-      return conversion_.kernels.combinedBits16(row, conversion_.width);
+      return conversion_.loops.combinedBits16(row, conversion_.width);
     }
 
     const Conversion& conversion_;
@@ -175,16 +175,16 @@ struct Frame {
 };
 
 template <typename Sample, Packing packing, std::uint32_t pattern>
-void convertFrame(const Frame& frame, const RowKernels& kernels) {
+void convertFrame(const Frame& frame, const RowLoops& loops) {
   Packer<Sample, packing> pack;
   if constexpr (sizeof(Sample) == 2) pack.bits = frame.bits;
-  const Conversion<Sample, packing, pattern> conversion{pack, frame.bits, frame.width, frame.height, kernels};
+  const Conversion<Sample, packing, pattern> conversion{pack, frame.bits, frame.width, frame.height, loops};
   conversion.writeFrame(bytesOf(frame.source), bytesOf(frame.destination));
 }
 
 template <typename Sample, Packing packing>
-bool convert(const Frame& frame, std::uint32_t pattern, const RowKernels& kernels) {
-  constexpr void (*converters[patternCount])(const Frame&, const RowKernels&) = {
+bool convert(const Frame& frame, std::uint32_t pattern, const RowLoops& loops) {
+  constexpr void (*converters[patternCount])(const Frame&, const RowLoops&) = {
       convertFrame<Sample, packing, 0>, convertFrame<Sample, packing, 1>, convertFrame<Sample, packing, 2>,
       convertFrame<Sample, packing, 3>};
   constexpr std::size_t largerPixel = std::max(sizeof(Sample), pixelBytes(packing));
@@ -192,34 +192,34 @@ bool convert(const Frame& frame, std::uint32_t pattern, const RowKernels& kernel
       !fitsMemory(frame.width, frame.height, largerPixel) || pattern >= patternCount) {
     return false;
   }
-  converters[pattern](frame, kernels);
+  converters[pattern](frame, loops);
   return true;
 }
 
 }  // namespace
 
 bool raw8ToRgb565(const std::uint8_t* source, std::uint16_t* destination, std::uint32_t width,
-                  std::uint32_t height, std::uint32_t pattern, const RowKernels& kernels) noexcept {
-  return convert<std::uint8_t, Packing::rgb565>({source, destination, width, height, 8}, pattern, kernels);
+                  std::uint32_t height, std::uint32_t pattern, const RowLoops& loops) noexcept {
+  return convert<std::uint8_t, Packing::rgb565>({source, destination, width, height, 8}, pattern, loops);
 }
 
 bool raw8ToRgb888(const std::uint8_t* source, std::uint8_t* destination, std::uint32_t width,
-                  std::uint32_t height, std::uint32_t pattern, const RowKernels& kernels) noexcept {
-  return convert<std::uint8_t, Packing::rgb888>({source, destination, width, height, 8}, pattern, kernels);
+                  std::uint32_t height, std::uint32_t pattern, const RowLoops& loops) noexcept {
+  return convert<std::uint8_t, Packing::rgb888>({source, destination, width, height, 8}, pattern, loops);
 }
 
 bool raw16ToRgb565(const std::uint16_t* source, std::uint16_t* destination, std::uint32_t width,
                    std::uint32_t height, std::uint32_t pattern, std::uint32_t bits,
-                   const RowKernels& kernels) noexcept {
-  return isSampleDepth(bits) && convert<std::uint16_t, Packing::rgb565>(
-                                    {source, destination, width, height, bits}, pattern, kernels);
+                   const RowLoops& loops) noexcept {
+  return isSampleDepth(bits) &&
+         convert<std::uint16_t, Packing::rgb565>({source, destination, width, height, bits}, pattern, loops);
 }
 
 bool raw16ToRgb888(const std::uint16_t* source, std::uint8_t* destination, std::uint32_t width,
                    std::uint32_t height, std::uint32_t pattern, std::uint32_t bits,
-                   const RowKernels& kernels) noexcept {
-  return isSampleDepth(bits) && convert<std::uint16_t, Packing::rgb888>(
-                                    {source, destination, width, height, bits}, pattern, kernels);
+                   const RowLoops& loops) noexcept {
+  return isSampleDepth(bits) &&
+         convert<std::uint16_t, Packing::rgb888>({source, destination, width, height, bits}, pattern, loops);
 }
 
 }  // namespace kvexa::convert

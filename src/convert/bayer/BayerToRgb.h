@@ -13,15 +13,15 @@ namespace kvexa::convert {
 // space, a pattern above 3, and bits outside 9 to 16.
 bool raw8ToRgb565(const std::uint8_t* source, std::uint16_t* destination, std::uint32_t width,
                   std::uint32_t height, std::uint32_t pattern,
-                  const RowKernels& kernels = chosenRowKernels()) noexcept;
+                  const RowLoops& loops = chosenRowLoops()) noexcept;
 bool raw8ToRgb888(const std::uint8_t* source, std::uint8_t* destination, std::uint32_t width,
                   std::uint32_t height, std::uint32_t pattern,
-                  const RowKernels& kernels = chosenRowKernels()) noexcept;
+                  const RowLoops& loops = chosenRowLoops()) noexcept;
 bool raw16ToRgb565(const std::uint16_t* source, std::uint16_t* destination, std::uint32_t width,
                    std::uint32_t height, std::uint32_t pattern, std::uint32_t bits,
-                   const RowKernels& kernels = chosenRowKernels()) noexcept;
+                   const RowLoops& loops = chosenRowLoops()) noexcept;
 bool raw16ToRgb888(const std::uint16_t* source, std::uint8_t* destination, std::uint32_t width,
                    std::uint32_t height, std::uint32_t pattern, std::uint32_t bits,
-                   const RowKernels& kernels = chosenRowKernels()) noexcept;
+                   const RowLoops& loops = chosenRowLoops()) noexcept;
 
 }  // namespace kvexa::convert

@@ -9,7 +9,7 @@
 #include "convert/base/FrameLimits.h"
 #include "convert/base/Truncation.h"
 #include "convert/bayer/BayerPixel.h"
-#include "convert/filter/FilterAhead.h"
+#include "convert/filter/VectorisedFilter.h"
 
 namespace kvexa::convert {
 namespace {
@@ -77,9 +77,9 @@ struct Filter {
   }
 
   // The first interior columns by the loops of the instruction set; returns how many.
-  std::size_t writeAhead(const RowKernels& rowKernels, const std::uint8_t* source, std::uint8_t* pixels,
-                         std::size_t pitch, unsigned bits) const {
-    if (rowKernels.filter[0][0] == nullptr) return 0;
+  std::size_t writeVectorised(const RowLoops& rowLoops, const std::uint8_t* source, std::uint8_t* pixels,
+                              std::size_t pitch, unsigned bits) const {
+    if (rowLoops.filter[0][0] == nullptr) return 0;
     constexpr Site even = patternOrigin(pattern);
     const auto weightsOf = [&](Site atEvenPixels, Site atOddPixels) {
       return FilterRowWeights(block.kernels[firstKernel(atEvenPixels)].data(),
@@ -87,8 +87,8 @@ struct Filter {
     };
     FilterRowWeights oddRows = weightsOf(even.neighbour(1, 1), even.neighbour(1, 0));
     FilterRowWeights evenRows = weightsOf(even.neighbour(0, 1), even);
-    return filterAhead({source, pixels, width, height, sizeof(Sample), bytesPerPixel, pitch}, rowKernels,
-                       oddRows, evenRows);
+    return filterVectorised({source, pixels, width, height, sizeof(Sample), bytesPerPixel, pitch}, rowLoops,
+                            oddRows, evenRows);
   }
 
   // pixels is that of row 1, column 1; its rows stand pitch pixels apart. The first columns may be done.
@@ -119,7 +119,7 @@ struct Frame {
   std::uint32_t bits;
   const double* kernels;
   Extent extent;
-  const RowKernels& rowKernels;
+  const RowLoops& rowLoops;
 };
 
 void blackenFrame(std::uint8_t* image, std::size_t width, std::size_t height, std::size_t bytesPerPixel) {
@@ -150,7 +150,7 @@ void filterFrame(const Frame& frame) {
     blackenFrame(pixels, frame.width, frame.height, pixelBytes(packing));
     pixels += (pitch + 1) * pixelBytes(packing);
   }
-  const std::size_t done = filter.writeAhead(frame.rowKernels, source, pixels, pitch, frame.bits);
+  const std::size_t done = filter.writeVectorised(frame.rowLoops, source, pixels, pitch, frame.bits);
   filter.writeInterior(source, pixels, pitch, done);
 }
 
@@ -184,19 +184,19 @@ bool filter(const Frame& frame, std::uint32_t pattern, Packing packing) {
 
 bool filterRaw8(const std::uint8_t* source, void* destination, std::uint32_t width, std::uint32_t height,
                 std::uint32_t pattern, const double* kernels, Packing packing, Extent extent,
-                const RowKernels& rowKernels) noexcept {
+                const RowLoops& rowLoops) noexcept {
   // The height of an interior is compared as a signed number.
   if (extent == Extent::interior && height > 0x7FFFFFFFU) return false;
-  return filter<std::uint8_t>({source, destination, width, height, 8, kernels, extent, rowKernels}, pattern,
+  return filter<std::uint8_t>({source, destination, width, height, 8, kernels, extent, rowLoops}, pattern,
                               packing);
 }
 
 bool filterRaw16(const std::uint16_t* source, void* destination, std::uint32_t width, std::uint32_t height,
                  std::uint32_t pattern, const double* kernels, std::uint32_t bits, Packing packing,
-                 Extent extent, const RowKernels& rowKernels) noexcept {
+                 Extent extent, const RowLoops& rowLoops) noexcept {
   return isSampleDepth(bits) &&
-         filter<std::uint16_t>({source, destination, width, height, bits, kernels, extent, rowKernels},
-                               pattern, packing);
+         filter<std::uint16_t>({source, destination, width, height, bits, kernels, extent, rowLoops}, pattern,
+                               packing);
 }
 
 }  // namespace kvexa::convert

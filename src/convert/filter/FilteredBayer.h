@@ -19,9 +19,9 @@ enum class Extent { framed, interior };
 // bits outside 9 to 16.
 bool filterRaw8(const std::uint8_t* source, void* destination, std::uint32_t width, std::uint32_t height,
                 std::uint32_t pattern, const double* kernels, Packing packing, Extent extent,
-                const RowKernels& rowKernels = chosenRowKernels()) noexcept;
+                const RowLoops& rowLoops = chosenRowLoops()) noexcept;
 bool filterRaw16(const std::uint16_t* source, void* destination, std::uint32_t width, std::uint32_t height,
                  std::uint32_t pattern, const double* kernels, std::uint32_t bits, Packing packing,
-                 Extent extent, const RowKernels& rowKernels = chosenRowKernels()) noexcept;
+                 Extent extent, const RowLoops& rowLoops = chosenRowLoops()) noexcept;
 
 }  // namespace kvexa::convert

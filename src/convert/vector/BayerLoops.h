@@ -3,7 +3,7 @@
 
 #include "convert/base/Packing.h"
 #include "convert/vector/Prefetch.h"
-#include "convert/vector/RowKernels.h"
+#include "convert/vector/RowLoops.h"
 
 namespace kvexa::convert {
 namespace {

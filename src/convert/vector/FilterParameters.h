@@ -35,10 +35,10 @@ using ExactRows = RowsOf<double>;
 
 // Filters pixels of a row and returns how many were done, all but perhaps the last. doubts counts the
 // vectors that single precision could not decide.
-using FilterKernel = std::size_t (*)(const FilterRows& rows, std::uint8_t* pixels, std::size_t count,
-                                     const FilterWeights& weights, std::size_t& doubts);
+using FilterLoop = std::size_t (*)(const FilterRows& rows, std::uint8_t* pixels, std::size_t count,
+                                   const FilterWeights& weights, std::size_t& doubts);
 // The same in doubles alone.
-using ExactFilterKernel = std::size_t (*)(const ExactRows& rows, std::uint8_t* pixels, std::size_t count,
-                                          const FilterWeights& weights);
+using ExactFilterLoop = std::size_t (*)(const ExactRows& rows, std::uint8_t* pixels, std::size_t count,
+                                        const FilterWeights& weights);
 
 }  // namespace kvexa::convert

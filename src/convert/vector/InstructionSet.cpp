@@ -6,20 +6,20 @@
 
 namespace kvexa::convert {
 
-constinit const RowKernels scalarRowKernels{};
+constinit const RowLoops scalarRowLoops{};
 
 namespace {
 
 struct Entry {
   const char* name;
-  const RowKernels* kernels;
+  const RowLoops* loops;
 };
 
-constexpr Entry entries[] = {{"scalar", &scalarRowKernels},
-                             {"sse2", &sse2RowKernels},
-                             {"sse41", &sse41RowKernels},
-                             {"avx2", &avx2RowKernels},
-                             {"avx512", &avx512RowKernels}};
+constexpr Entry entries[] = {{"scalar", &scalarRowLoops},
+                             {"sse2", &sse2RowLoops},
+                             {"sse41", &sse41RowLoops},
+                             {"avx2", &avx2RowLoops},
+                             {"avx512", &avx512RowLoops}};
 static_assert(std::size(entries) == std::size(allInstructionSets));
 
 const Entry& entryOf(InstructionSet set) { return entries[static_cast<std::size_t>(set)]; }
@@ -56,11 +56,11 @@ const InstructionSet chosen = choose();
 
 const char* nameOf(InstructionSet set) noexcept { return entryOf(set).name; }
 
-const RowKernels* rowKernelsOf(InstructionSet set) noexcept {
-  return isSupported(set) ? entryOf(set).kernels : nullptr;
+const RowLoops* rowLoopsOf(InstructionSet set) noexcept {
+  return isSupported(set) ? entryOf(set).loops : nullptr;
 }
 
 InstructionSet chosenInstructionSet() noexcept { return chosen; }
-const RowKernels& chosenRowKernels() noexcept { return *entryOf(chosen).kernels; }
+const RowLoops& chosenRowLoops() noexcept { return *entryOf(chosen).loops; }
 
 }  // namespace kvexa::convert

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "convert/vector/Prefetch.h"
-#include "convert/vector/RowKernels.h"
+#include "convert/vector/RowLoops.h"
 #include "convert/vector/YuyvParameters.h"
 
 namespace kvexa::convert {

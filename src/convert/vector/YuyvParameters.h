@@ -53,7 +53,7 @@ struct YuyvParameters {
 };
 
 // Converts as many groups as it can, which it returns; source and pixels are those of the first group.
-using YuyvKernel = std::size_t (*)(const std::uint8_t* source, std::uint8_t* pixels, std::size_t groups,
-                                   const YuyvParameters& parameters);
+using YuyvLoop = std::size_t (*)(const std::uint8_t* source, std::uint8_t* pixels, std::size_t groups,
+                                 const YuyvParameters& parameters);
 
 }  // namespace kvexa::convert

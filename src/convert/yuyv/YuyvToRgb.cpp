@@ -9,7 +9,7 @@
 #include "convert/base/FloatingPoint.h"
 #include "convert/base/FrameLimits.h"
 #include "convert/base/Packing.h"
-#include "convert/yuyv/YuyvAhead.h"
+#include "convert/yuyv/VectorisedYuyv.h"
 #include "convert/yuyv/YuyvMethods.h"
 
 namespace kvexa::convert {
@@ -46,7 +46,7 @@ struct Frame {
   std::uint32_t height;
   YuyvOrder order;
   std::uint32_t format;
-  const RowKernels& kernels;
+  const RowLoops& loops;
 };
 
 template <typename Sample, YuyvOrder order, std::uint32_t format, typename Method>
@@ -60,8 +60,9 @@ void convertGroups(const Frame& frame, const Method& method) {
   const auto groups = static_cast<std::size_t>(std::uint64_t{frame.width} * frame.height / 2);
   const std::uint8_t* source = bytesOf(frame.source);
   std::uint8_t* pixels = bytesOf(frame.destination);
-  YuyvAhead ahead = aheadOf(frame.kernels, method, sizeof(Sample), order, format - yuyvFormatRgb888);
-  for (std::size_t group = ahead.run(frame.kernels, source, pixels, groups, sizeof(Sample), pack.bytes);
+  VectorisedYuyv vectorised =
+      vectorisedOf(frame.loops, method, sizeof(Sample), order, format - yuyvFormatRgb888);
+  for (std::size_t group = vectorised.run(frame.loops, source, pixels, groups, sizeof(Sample), pack.bytes);
        group < groups; ++group) {
     const SampleRow<Sample> samples(source + group * 4 * sizeof(Sample));
     const std::uint32_t u = samples[chroma];
@@ -138,31 +139,28 @@ bool convert(const Frame& frame, const double* matrix, unsigned extraBits) {
 }  // namespace
 
 bool yuyv8ToRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
-                YuyvMethod method, YuyvOrder order, std::uint32_t format,
-                const RowKernels& kernels) noexcept {
-  return convert<std::uint8_t>({source, destination, width, height, order, format, kernels}, method, 0);
+                YuyvMethod method, YuyvOrder order, std::uint32_t format, const RowLoops& loops) noexcept {
+  return convert<std::uint8_t>({source, destination, width, height, order, format, loops}, method, 0);
 }
 
 bool yuyv16ToRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
                  YuyvMethod method, YuyvOrder order, std::uint32_t format, std::uint32_t bits,
-                 const RowKernels& kernels) noexcept {
+                 const RowLoops& loops) noexcept {
   return isSampleDepth(bits) &&
-         convert<std::uint16_t>({source, destination, width, height, order, format, kernels}, method,
-                                bits - 8);
+         convert<std::uint16_t>({source, destination, width, height, order, format, loops}, method, bits - 8);
 }
 
 bool yuyv8ToMtxRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
                    const double* matrix, YuyvOrder order, std::uint32_t format,
-                   const RowKernels& kernels) noexcept {
-  return convert<std::uint8_t>({source, destination, width, height, order, format, kernels}, matrix, 0);
+                   const RowLoops& loops) noexcept {
+  return convert<std::uint8_t>({source, destination, width, height, order, format, loops}, matrix, 0);
 }
 
 bool yuyv16ToMtxRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
                     const double* matrix, YuyvOrder order, std::uint32_t format, std::uint32_t bits,
-                    const RowKernels& kernels) noexcept {
+                    const RowLoops& loops) noexcept {
   return isSampleDepth(bits) &&
-         convert<std::uint16_t>({source, destination, width, height, order, format, kernels}, matrix,
-                                bits - 8);
+         convert<std::uint16_t>({source, destination, width, height, order, format, loops}, matrix, bits - 8);
 }
 
 }  // namespace kvexa::convert

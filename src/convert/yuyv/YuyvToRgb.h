@@ -17,18 +17,18 @@ constexpr std::uint32_t yuyvMethodCount = 4;
 // method or format, and bits outside 9 to 16.
 bool yuyv8ToRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
                 YuyvMethod method, YuyvOrder order, std::uint32_t format,
-                const RowKernels& kernels = chosenRowKernels()) noexcept;
+                const RowLoops& loops = chosenRowLoops()) noexcept;
 bool yuyv16ToRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
                  YuyvMethod method, YuyvOrder order, std::uint32_t format, std::uint32_t bits,
-                 const RowKernels& kernels = chosenRowKernels()) noexcept;
+                 const RowLoops& loops = chosenRowLoops()) noexcept;
 
 // matrix holds 13 doubles: the weights of Y, U, V and a constant for red, green and blue, and the scale
 // of the constants.
 bool yuyv8ToMtxRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
                    const double* matrix, YuyvOrder order, std::uint32_t format,
-                   const RowKernels& kernels = chosenRowKernels()) noexcept;
+                   const RowLoops& loops = chosenRowLoops()) noexcept;
 bool yuyv16ToMtxRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
                     const double* matrix, YuyvOrder order, std::uint32_t format, std::uint32_t bits,
-                    const RowKernels& kernels = chosenRowKernels()) noexcept;
+                    const RowLoops& loops = chosenRowLoops()) noexcept;
 
 }  // namespace kvexa::convert

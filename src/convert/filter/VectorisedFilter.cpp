@@ -1,4 +1,4 @@
-#include "convert/filter/FilterAhead.h"
+#include "convert/filter/VectorisedFilter.h"
 
 #include <algorithm>
 #include <utility>
@@ -85,14 +85,14 @@ constexpr std::size_t stripeColumns = 512;
 // Three rows of a stripe as floats, as doubles too when asked for, and the bits that their samples have.
 class StripeRows {
  public:
-  StripeRows(const RowKernels& kernels, std::size_t count, std::size_t sampleBytes)
-      : kernels_(kernels), count_(count), sampleBytes_(sampleBytes) {}
+  StripeRows(const RowLoops& loops, std::size_t count, std::size_t sampleBytes)
+      : loops_(loops), count_(count), sampleBytes_(sampleBytes) {}
 
   // Takes the next row in; the oldest goes.
   void take(const std::uint8_t* samples) {
     std::rotate(rows_, rows_ + 1, rows_ + 3);
     rows_[2]->hasDoubles = false;
-    rows_[2]->bits = kernels_.widenSamples[sampleBytes_ - 1](samples, rows_[2]->floats, count_);
+    rows_[2]->bits = loops_.widenSamples[sampleBytes_ - 1](samples, rows_[2]->floats, count_);
   }
   double largestSample() const { return rows_[0]->bits | rows_[1]->bits | rows_[2]->bits; }
   FilterRows aroundPixels() const {
@@ -100,7 +100,7 @@ class StripeRows {
   }
   ExactRows exactAroundPixels() {
     for (Row* row : rows_) {
-      if (!row->hasDoubles) kernels_.widenToDoubles(row->floats, row->doubles, count_);
+      if (!row->hasDoubles) loops_.widenToDoubles(row->floats, row->doubles, count_);
       row->hasDoubles = true;
     }
     return {rows_[0]->doubles + 1, rows_[1]->doubles + 1, rows_[2]->doubles + 1};
@@ -114,7 +114,7 @@ class StripeRows {
     bool hasDoubles = false;
   };
 
-  const RowKernels& kernels_;
+  const RowLoops& loops_;
   std::size_t count_;
   std::size_t sampleBytes_;
   Row storage_[3];
@@ -141,11 +141,11 @@ class Confidence {
 
 }  // namespace
 
-std::size_t filterAhead(const FilterFrame& frame, const RowKernels& kernels, FilterRowWeights& oddRows,
-                        FilterRowWeights& evenRows) {
-  const FilterKernel kernel = kernels.filter[frame.sampleBytes - 1][frame.pixelBytes - 2];
-  const ExactFilterKernel exactKernel = kernels.filterExactly[frame.sampleBytes - 1][frame.pixelBytes - 2];
-  if (kernel == nullptr) return 0;
+std::size_t filterVectorised(const FilterFrame& frame, const RowLoops& loops, FilterRowWeights& oddRows,
+                             FilterRowWeights& evenRows) {
+  const FilterLoop loop = loops.filter[frame.sampleBytes - 1][frame.pixelBytes - 2];
+  const ExactFilterLoop exactLoop = loops.filterExactly[frame.sampleBytes - 1][frame.pixelBytes - 2];
+  if (loop == nullptr) return 0;
   const std::size_t columns = frame.width - 2;
   std::size_t done = 0;
   for (std::size_t first = 0; first < columns; first += stripeColumns) {
@@ -153,7 +153,7 @@ std::size_t filterAhead(const FilterFrame& frame, const RowKernels& kernels, Fil
     const auto samplesOf = [&](std::size_t row) {
       return frame.source + (row * frame.width + first) * frame.sampleBytes;
     };
-    StripeRows rows(kernels, count + 2, frame.sampleBytes);
+    StripeRows rows(loops, count + 2, frame.sampleBytes);
     Confidence confidence[2];
     rows.take(samplesOf(0));
     rows.take(samplesOf(1));
@@ -165,10 +165,10 @@ std::size_t filterAhead(const FilterFrame& frame, const RowKernels& kernels, Fil
       std::uint8_t* pixels = frame.pixels + ((row - 1) * frame.pitch + first) * frame.pixelBytes;
       if (weights.prepare(rows.largestSample()) && ofRow.mayEstimate()) {
         std::size_t doubts = 0;
-        filtered = kernel(rows.aroundPixels(), pixels, count, weights.weights(), doubts);
+        filtered = loop(rows.aroundPixels(), pixels, count, weights.weights(), doubts);
         ofRow.learn(doubts, count);
       } else {
-        filtered = exactKernel(rows.exactAroundPixels(), pixels, count, weights.weights());
+        filtered = exactLoop(rows.exactAroundPixels(), pixels, count, weights.weights());
       }
     }
     done += filtered;

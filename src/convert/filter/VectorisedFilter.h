@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "convert/vector/FilterParameters.h"
-#include "convert/vector/RowKernels.h"
+#include "convert/vector/RowLoops.h"
 
 namespace kvexa::convert {
 
@@ -39,7 +39,7 @@ struct FilterFrame {
 
 // Filters the interior; returns how many of the first interior columns were done in all rows: all of them,
 // all but the last, or none.
-std::size_t filterAhead(const FilterFrame& frame, const RowKernels& kernels, FilterRowWeights& oddRows,
-                        FilterRowWeights& evenRows);
+std::size_t filterVectorised(const FilterFrame& frame, const RowLoops& loops, FilterRowWeights& oddRows,
+                             FilterRowWeights& evenRows);
 
 }  // namespace kvexa::convert

@@ -1,9 +1,9 @@
 #include "convert/vector/Vocabulary128.h"
 // The vocabulary comes first: the loops are written in it.
-#include "convert/vector/KernelTable.h"
+#include "convert/vector/LoopTable.h"
 
 namespace kvexa::convert {
 
-constinit const RowKernels sse41RowKernels = makeRowKernels();
+constinit const RowLoops sse41RowLoops = makeRowLoops();
 
 }  // namespace kvexa::convert

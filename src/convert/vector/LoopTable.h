@@ -9,7 +9,7 @@
 namespace kvexa::convert {
 namespace {
 
-constexpr RowKernels makeRowKernels() {
+constexpr RowLoops makeRowLoops() {
   constexpr Packing words565 = Packing::rgb565, bytes888 = Packing::rgb888;
   return {
       .bayer8 = {{{bayer8<words565, false, false>, bayer8<words565, false, true>},

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "convert/vector/RowKernels.h"
+#include "convert/vector/RowLoops.h"
 #include "convert/yuyv/YuyvMethods.h"
 
 namespace kvexa::convert {
@@ -16,24 +16,24 @@ struct AffineSums {
 };
 
 // Which loop does the groups of a frame, and with what.
-struct YuyvAhead {
-  YuyvKernel kernel = nullptr;
+struct VectorisedYuyv {
+  YuyvLoop loop = nullptr;
   YuyvParameters parameters;
   bool estimates = false;
   AffineSums sums{};
 
   // Converts as many groups as the loop can and returns how many.
-  std::size_t run(const RowKernels& kernels, const std::uint8_t* source, std::uint8_t* pixels,
-                  std::size_t groups, std::size_t sampleBytes, std::size_t pixelBytes);
+  std::size_t run(const RowLoops& loops, const std::uint8_t* source, std::uint8_t* pixels, std::size_t groups,
+                  std::size_t sampleBytes, std::size_t pixelBytes);
 };
 
 // order and format as indices: format less the first code.
-YuyvAhead aheadOf(const RowKernels& kernels, const IntegerMethod& method, std::size_t sampleBytes,
-                  YuyvOrder order, std::size_t format);
-YuyvAhead aheadOf(const RowKernels& kernels, const DoubleMethod& method, std::size_t sampleBytes,
-                  YuyvOrder order, std::size_t format);
-YuyvAhead aheadOf(const RowKernels& kernels, const MatrixMethod& method, std::size_t sampleBytes,
-                  YuyvOrder order, std::size_t format);
+VectorisedYuyv vectorisedOf(const RowLoops& loops, const IntegerMethod& method, std::size_t sampleBytes,
+                            YuyvOrder order, std::size_t format);
+VectorisedYuyv vectorisedOf(const RowLoops& loops, const DoubleMethod& method, std::size_t sampleBytes,
+                            YuyvOrder order, std::size_t format);
+VectorisedYuyv vectorisedOf(const RowLoops& loops, const MatrixMethod& method, std::size_t sampleBytes,
+                            YuyvOrder order, std::size_t format);
 
 // The estimate for samples up to a value. Not usable where a sum could leave the range of the loops'
 // integers, or is no number.

@@ -1,4 +1,4 @@
-#include "convert/yuyv/YuyvAhead.h"
+#include "convert/yuyv/VectorisedYuyv.h"
 
 #include <algorithm>
 
@@ -70,55 +70,54 @@ YuyvEstimate estimateOf(const AffineSums& sums, double largestSample, unsigned e
   return estimate;
 }
 
-YuyvAhead aheadOf(const RowKernels& kernels, const IntegerMethod& method, std::size_t sampleBytes,
-                  YuyvOrder order, std::size_t format) {
+VectorisedYuyv vectorisedOf(const RowLoops& loops, const IntegerMethod& method, std::size_t sampleBytes,
+                            YuyvOrder order, std::size_t format) {
   const bool isFull = method.weights.luma == integerFullWeights.luma;
   const auto o = static_cast<std::size_t>(order);
-  YuyvAhead ahead;
-  ahead.kernel =
-      sampleBytes == 1 ? kernels.yuyvInteger8[isFull][o][format] : kernels.yuyvInteger16[o][format];
-  ahead.parameters.extraBits = method.extraBits;
-  ahead.parameters.integerWeights = isFull ? &integerFullWeights : &integerStudioWeights;
-  return ahead;
+  VectorisedYuyv vectorised;
+  vectorised.loop = sampleBytes == 1 ? loops.yuyvInteger8[isFull][o][format] : loops.yuyvInteger16[o][format];
+  vectorised.parameters.extraBits = method.extraBits;
+  vectorised.parameters.integerWeights = isFull ? &integerFullWeights : &integerStudioWeights;
+  return vectorised;
 }
 
-YuyvAhead aheadOf(const RowKernels& kernels, const DoubleMethod& method, std::size_t sampleBytes,
-                  YuyvOrder order, std::size_t format) {
+VectorisedYuyv vectorisedOf(const RowLoops& loops, const DoubleMethod& method, std::size_t sampleBytes,
+                            YuyvOrder order, std::size_t format) {
   const DoubleWeights& w = method.weights;
   const double centre = static_cast<double>(128U << method.extraBits);
   const double black = -w.lumaOffset * w.luma;
-  YuyvAhead ahead;
-  ahead.kernel = kernels.yuyvDouble[sampleBytes - 1][static_cast<std::size_t>(order)][format];
-  ahead.parameters.extraBits = method.extraBits;
-  ahead.parameters.doubleWeights = w;
-  ahead.estimates = true;
-  ahead.sums = {
+  VectorisedYuyv vectorised;
+  vectorised.loop = loops.yuyvDouble[sampleBytes - 1][static_cast<std::size_t>(order)][format];
+  vectorised.parameters.extraBits = method.extraBits;
+  vectorised.parameters.doubleWeights = w;
+  vectorised.estimates = true;
+  vectorised.sums = {
       {{w.luma, 0.0, w.redOfV}, {w.luma, -w.greenOfU, -w.greenOfV}, {w.luma, w.blueOfU, 0.0}},
       {black - w.redOfV * centre, black + (w.greenOfU + w.greenOfV) * centre, black - w.blueOfU * centre}};
-  return ahead;
+  return vectorised;
 }
 
-YuyvAhead aheadOf(const RowKernels& kernels, const MatrixMethod& method, std::size_t sampleBytes,
-                  YuyvOrder order, std::size_t format) {
-  YuyvAhead ahead;
-  ahead.kernel = kernels.yuyvMatrix[sampleBytes - 1][static_cast<std::size_t>(order)][format];
-  ahead.parameters.extraBits = method.extraBits;
-  std::copy(method.weights.begin(), method.weights.end(), ahead.parameters.matrix);
-  ahead.estimates = true;
+VectorisedYuyv vectorisedOf(const RowLoops& loops, const MatrixMethod& method, std::size_t sampleBytes,
+                            YuyvOrder order, std::size_t format) {
+  VectorisedYuyv vectorised;
+  vectorised.loop = loops.yuyvMatrix[sampleBytes - 1][static_cast<std::size_t>(order)][format];
+  vectorised.parameters.extraBits = method.extraBits;
+  std::copy(method.weights.begin(), method.weights.end(), vectorised.parameters.matrix);
+  vectorised.estimates = true;
   for (std::size_t c = 0; c < 3; ++c) {
-    std::copy_n(method.weights.begin() + static_cast<std::ptrdiff_t>(4 * c), 3, ahead.sums.weights[c]);
-    ahead.sums.constants[c] = method.weights[4 * c + 3];
+    std::copy_n(method.weights.begin() + static_cast<std::ptrdiff_t>(4 * c), 3, vectorised.sums.weights[c]);
+    vectorised.sums.constants[c] = method.weights[4 * c + 3];
   }
-  return ahead;
+  return vectorised;
 }
 
-std::size_t YuyvAhead::run(const RowKernels& kernels, const std::uint8_t* source, std::uint8_t* pixels,
-                           std::size_t groups, std::size_t sampleBytes, std::size_t pixelBytes) {
-  if (kernel == nullptr) return 0;
-  if (!estimates) return kernel(source, pixels, groups, parameters);
+std::size_t VectorisedYuyv::run(const RowLoops& loops, const std::uint8_t* source, std::uint8_t* pixels,
+                                std::size_t groups, std::size_t sampleBytes, std::size_t pixelBytes) {
+  if (loop == nullptr) return 0;
+  if (!estimates) return loop(source, pixels, groups, parameters);
   if (sampleBytes == 1) {
     parameters.estimate = estimateOf(sums, 255.0, parameters.extraBits);
-    return kernel(source, pixels, groups, parameters);
+    return loop(source, pixels, groups, parameters);
   }
   // The slack follows the samples that there are: most have fewer bits than their words.
   constexpr std::size_t groupsAtOnce = 1024;
@@ -126,8 +125,8 @@ std::size_t YuyvAhead::run(const RowKernels& kernels, const std::uint8_t* source
   while (done < groups) {
     const std::size_t count = std::min(groupsAtOnce, groups - done);
     const std::uint8_t* from = source + done * 4 * sampleBytes;
-    parameters.estimate = estimateOf(sums, kernels.combinedBits16(from, 4 * count), parameters.extraBits);
-    const std::size_t converted = kernel(from, pixels + done * 2 * pixelBytes, count, parameters);
+    parameters.estimate = estimateOf(sums, loops.combinedBits16(from, 4 * count), parameters.extraBits);
+    const std::size_t converted = loop(from, pixels + done * 2 * pixelBytes, count, parameters);
     done += converted;
     if (converted != count) break;
   }
