@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 
 namespace kvexa::convert {
 
@@ -15,26 +14,27 @@ struct Entry {
   const RowLoops* loops;
 };
 
-constexpr Entry entries[] = {{"scalar", &scalarRowLoops},
-                             {"sse2", &sse2RowLoops},
-                             {"sse41", &sse41RowLoops},
-                             {"avx2", &avx2RowLoops},
-                             {"avx512", &avx512RowLoops}};
-static_assert(std::size(entries) == std::size(allInstructionSets));
+constexpr Entry entries[] = {
+    {"scalar", &scalarRowLoops},
+#define INSTRUCTION_SET(name, vocabulary, needs) {#name, &name##RowLoops},
+#include "convert/vector/sets.inc"
+#undef INSTRUCTION_SET
+};
 
 const Entry& entryOf(InstructionSet set) { return entries[static_cast<std::size_t>(set)]; }
 
-// These also ask whether the operating system saves the wide registers.
+// The compiler's own check also asks whether the operating system saves the wide registers.
 bool isSupported(InstructionSet set) {
   __builtin_cpu_init();
   switch (set) {
-    case InstructionSet::scalar:
-    case InstructionSet::sse2: return true;  // everything is compiled for it
-    case InstructionSet::sse41: return __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("sse4.1");
-    case InstructionSet::avx2: return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    case InstructionSet::avx512:
-      return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-             __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+    case InstructionSet::scalar: return true;
+#define NEEDS(feature) &&__builtin_cpu_supports(feature) != 0
+#define INSTRUCTION_SET(name, vocabulary, needs) \
+  case InstructionSet::name:                     \
+    return true needs;
+#include "convert/vector/sets.inc"
+#undef INSTRUCTION_SET
+#undef NEEDS
   }
   return false;
 }

@@ -5,11 +5,19 @@
 
 namespace kvexa::convert {
 
-enum class InstructionSet { scalar, sse2, sse41, avx2, avx512 };
+enum class InstructionSet {
+  scalar,  // the plain code alone
+#define INSTRUCTION_SET(name, vocabulary, needs) name,
+#include "convert/vector/sets.inc"
+#undef INSTRUCTION_SET
+};
 
-constexpr InstructionSet allInstructionSets[] = {InstructionSet::scalar, InstructionSet::sse2,
-                                                 InstructionSet::sse41, InstructionSet::avx2,
-                                                 InstructionSet::avx512};
+constexpr InstructionSet allInstructionSets[] = {
+    InstructionSet::scalar,
+#define INSTRUCTION_SET(name, vocabulary, needs) InstructionSet::name,
+#include "convert/vector/sets.inc"
+#undef INSTRUCTION_SET
+};
 
 const char* nameOf(InstructionSet set) noexcept;
 
@@ -17,8 +25,8 @@ const char* nameOf(InstructionSet set) noexcept;
 const RowLoops* rowLoopsOf(InstructionSet set) noexcept;
 
 // The widest set of this machine, chosen once when the library is loaded. The environment variable
-// KVEXA_INSTRUCTION_SET (scalar, sse2, sse41, avx2, avx512), read at that moment, chooses a narrower one; it
-// is meant for tests and measurements, and a name that is unknown or not supported is ignored.
+// KVEXA_INSTRUCTION_SET (a name of sets.inc, or scalar), read at that moment, chooses a narrower one; it is
+// meant for tests and measurements, and a name that is unknown or not supported is ignored.
 InstructionSet chosenInstructionSet() noexcept;
 const RowLoops& chosenRowLoops() noexcept;
 

@@ -38,9 +38,8 @@ struct RowLoops {
 };
 
 extern const RowLoops scalarRowLoops;  // every entry null: no row is vectorised
-extern const RowLoops sse2RowLoops;
-extern const RowLoops sse41RowLoops;
-extern const RowLoops avx2RowLoops;
-extern const RowLoops avx512RowLoops;
+#define INSTRUCTION_SET(name, vocabulary, needs) extern const RowLoops name##RowLoops;
+#include "convert/vector/sets.inc"
+#undef INSTRUCTION_SET
 
 }  // namespace kvexa::convert

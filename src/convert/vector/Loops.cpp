@@ -1,0 +1,11 @@
+// The loops of one instruction set. CMake compiles this once for every entry of sets.inc, and says which
+// vocabulary and which table are meant.
+#include KVEXA_VOCABULARY
+// The vocabulary comes first: the loops are written in it.
+#include "convert/vector/LoopTable.h"
+
+namespace kvexa::convert {
+
+constinit const RowLoops KVEXA_ROW_LOOPS = makeRowLoops();
+
+}  // namespace kvexa::convert
