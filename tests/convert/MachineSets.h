@@ -17,8 +17,8 @@ inline const std::vector<MachineSet>& machineSets() {
   __builtin_cpu_init();
   static const std::vector<MachineSet> sets = {
       {"scalar", true},
-#define NEEDS(feature) &&__builtin_cpu_supports(feature) != 0
-#define INSTRUCTION_SET(name, vocabulary, needs) {#name, true needs},
+#define NEEDS(feature) (__builtin_cpu_supports(feature) != 0)
+#define INSTRUCTION_SET(name, vocabulary, needs) {#name, (needs)},
 #include "src/convert/vector/sets.inc"
 #undef INSTRUCTION_SET
 #undef NEEDS

@@ -31,7 +31,7 @@ struct ByteColumns {
   KVEXA_INLINE static ByteColumns at(const std::uint8_t* row) {
     const Integers low = words(0xFF);
     const Integers before = load(row - 1), after = load(row + 1);
-    return {both(before, low), down16<8>(before), both(after, low), down16<8>(after)};
+    return {bitAnd(before, low), shiftRight16<8>(before), bitAnd(after, low), shiftRight16<8>(after)};
   }
 };
 
@@ -49,26 +49,27 @@ KVEXA_INLINE void interpolatePairs(const std::uint8_t* above, const std::uint8_t
   Integers own1, own2, green1, green2, other1, other2;
   if constexpr (colourFirst) {
     own1 = o.first;
-    green1 = down16<2>(add16(firstColumn, add16(o.left, o.second)));
-    other1 = down16<2>(add16(secondColumn, add16(a.left, b.left)));
-    own2 = down16<1>(add16(o.first, o.right));
+    green1 = shiftRight16<2>(add16(firstColumn, add16(o.left, o.second)));
+    other1 = shiftRight16<2>(add16(secondColumn, add16(a.left, b.left)));
+    own2 = shiftRight16<1>(add16(o.first, o.right));
     green2 = o.second;
-    other2 = down16<1>(secondColumn);
+    other2 = shiftRight16<1>(secondColumn);
   } else {
-    own1 = down16<1>(add16(o.left, o.second));
+    own1 = shiftRight16<1>(add16(o.left, o.second));
     green1 = o.first;
-    other1 = down16<1>(firstColumn);
+    other1 = shiftRight16<1>(firstColumn);
     own2 = o.second;
-    green2 = down16<2>(add16(secondColumn, add16(o.first, o.right)));
-    other2 = down16<2>(add16(firstColumn, add16(a.right, b.right)));
+    green2 = shiftRight16<2>(add16(secondColumn, add16(o.first, o.right)));
+    other2 = shiftRight16<2>(add16(firstColumn, add16(a.right, b.right)));
   }
   first = redRow ? WordPixels{own1, green1, other1} : WordPixels{other1, green1, own1};
   second = redRow ? WordPixels{own2, green2, other2} : WordPixels{other2, green2, own2};
 }
 
 KVEXA_INLINE Integers packed565(const WordPixels& pixel) {
-  return either(either(up16<8>(both(pixel.red, words(0xF8))), up16<3>(both(pixel.green, words(0xFC)))),
-                down16<3>(pixel.blue));
+  return bitOr(
+      bitOr(shiftLeft16<8>(bitAnd(pixel.red, words(0xF8))), shiftLeft16<3>(bitAnd(pixel.green, words(0xFC)))),
+      shiftRight16<3>(pixel.blue));
 }
 
 template <Packing packing, bool redRow, bool colourFirst>
@@ -82,7 +83,7 @@ std::size_t bayer8(const std::uint8_t* above, const std::uint8_t* own, const std
     WordPixels first, second;
     interpolatePairs<redRow, colourFirst>(above + column, own + column, below + column, first, second);
     if constexpr (packing == Packing::rgb565) {
-      storeInTurn(pixels, packed565(first), packed565(second));
+      storeInterleaved(pixels, packed565(first), packed565(second));
     } else {
       storeTriples(pixels, {first.blue, first.green, first.red}, {second.blue, second.green, second.red});
     }
@@ -94,12 +95,12 @@ std::size_t bayer8(const std::uint8_t* above, const std::uint8_t* own, const std
 // Truncated means of words that use all 16 bits. The mean of four is that of two means, one less where
 // their halves did not add up to a carry.
 KVEXA_INLINE Integers mean2(Integers a, Integers b) {
-  return sub16(meanUp16(a, b), both(differing(a, b), words(1)));
+  return sub16(meanRoundedUp16(a, b), bitAnd(bitXor(a, b), words(1)));
 }
 KVEXA_INLINE Integers mean4(Integers a, Integers b, Integers c, Integers d) {
   const Integers p = mean2(a, b), q = mean2(c, d);
-  const Integers carry = both(differing(a, b), differing(c, d));
-  return sub16(meanUp16(p, q), both(onlySecond(carry, differing(p, q)), words(1)));
+  const Integers carry = bitAnd(bitXor(a, b), bitXor(c, d));
+  return sub16(meanRoundedUp16(p, q), bitAnd(bitAndNot(carry, bitXor(p, q)), words(1)));
 }
 
 // Sums of two and of four, and the binary places that they have more than a mean.
@@ -165,9 +166,9 @@ std::size_t bayer16(const std::uint8_t* above, const std::uint8_t* own, const st
     const Integers red = mulHigh16(sums.red, factors.red), green = mulHigh16(sums.green, factors.green);
     const Integers blue = mulHigh16(sums.blue, factors.blue);
     if constexpr (words565) {
-      store(pixels, add16(add16(up16<11>(red), up16<5>(green)), blue));
+      store(pixels, add16(add16(shiftLeft16<11>(red), shiftLeft16<5>(green)), blue));
     } else {
-      storeBgr(pixels, either(both(blue, words(0xFF)), up16<8>(green)), red);
+      storeBgr(pixels, bitOr(bitAnd(blue, words(0xFF)), shiftLeft16<8>(green)), red);
     }
   });
 }
@@ -179,11 +180,11 @@ std::uint32_t combinedBits16(const std::uint8_t* samples, std::size_t count) {
   constexpr std::size_t step = vectorBytes / 2;
   for (; i + 4 * step <= count; i += 4 * step) {
     const std::uint8_t* at = samples + 2 * i;
-    even = either(either(even, load(at)), load(at + vectorBytes));
-    odd = either(either(odd, load(at + 2 * vectorBytes)), load(at + 3 * vectorBytes));
+    even = bitOr(bitOr(even, load(at)), load(at + vectorBytes));
+    odd = bitOr(bitOr(odd, load(at + 2 * vectorBytes)), load(at + 3 * vectorBytes));
   }
-  for (; i + step <= count; i += step) even = either(even, load(samples + 2 * i));
-  std::uint32_t result = combinedWords(either(even, odd));
+  for (; i + step <= count; i += step) even = bitOr(even, load(samples + 2 * i));
+  std::uint32_t result = combinedWords(bitOr(even, odd));
   for (; i < count; ++i) {
     std::uint16_t sample;
     __builtin_memcpy(&sample, samples + 2 * i, 2);

@@ -42,12 +42,13 @@ KVEXA_INLINE unsigned channelShift(std::size_t channel, unsigned bits) {
 template <std::size_t sampleBytes, Packing packing>
 KVEXA_INLINE void storeFiltered(std::uint8_t* pixels, Integers red, Integers green, Integers blue) {
   if constexpr (packing == Packing::rgb888) {
-    storeBgr(pixels, either(both(blue, words(0xFF)), up16<8>(green)), red);
+    storeBgr(pixels, bitOr(bitAnd(blue, words(0xFF)), shiftLeft16<8>(green)), red);
   } else if constexpr (sampleBytes == 1) {
-    store(pixels, either(either(up16<8>(both(red, words(0xF8))), up16<3>(both(green, words(0xFC)))),
-                         down16<3>(both(blue, words(0xFF)))));
+    store(pixels,
+          bitOr(bitOr(shiftLeft16<8>(bitAnd(red, words(0xF8))), shiftLeft16<3>(bitAnd(green, words(0xFC)))),
+                shiftRight16<3>(bitAnd(blue, words(0xFF)))));
   } else {
-    store(pixels, add16(add16(up16<11>(red), up16<5>(green)), blue));
+    store(pixels, add16(add16(shiftLeft16<11>(red), shiftLeft16<5>(green)), blue));
   }
 }
 
@@ -105,8 +106,8 @@ KVEXA_INLINE void storeExactBlock(const ExactRows& rows, std::size_t pixel, cons
   exactSums(rows, pixel + floatLanes, weights, high);
   const auto channel = [&](std::size_t c) {
     const unsigned shift = channelShift<sampleBytes, packing>(c, weights.bits);
-    return lowWords(downSigned32By(loadIntegers(low[c]), shift),
-                    downSigned32By(loadIntegers(high[c]), shift));
+    return lowWords(shiftRightSigned32(loadIntegers(low[c]), shift),
+                    shiftRightSigned32(loadIntegers(high[c]), shift));
   };
   storeFiltered<sampleBytes, packing>(output, channel(0), channel(1), channel(2));
 }
@@ -137,11 +138,11 @@ KVEXA_INLINE FilterEstimate estimatedBlock(const FilterRows& rows, std::size_t p
     const Floats span = loadFloats(weights.span[c]);
     const unsigned shift = channelShift<sampleBytes, packing>(c, weights.bits);
     const auto integer = [&](Floats sum) {
-      return sampleBytes == 1 ? truncated(sum) : downSigned32By(truncated(min(sum, ceiling)), shift);
+      return sampleBytes == 1 ? truncated(sum) : shiftRightSigned32(truncated(min(sum, ceiling)), shift);
     };
     const Integers low = integer(sum1), high = integer(sum2);
-    estimate.doubts[0] = either(estimate.doubts[0], differing(low, integer(add(sum1, span))));
-    estimate.doubts[1] = either(estimate.doubts[1], differing(high, integer(add(sum2, span))));
+    estimate.doubts[0] = bitOr(estimate.doubts[0], bitXor(low, integer(add(sum1, span))));
+    estimate.doubts[1] = bitOr(estimate.doubts[1], bitXor(high, integer(add(sum2, span))));
     estimate.channels[c] = sampleBytes == 1 ? min16(smallWords(low, high), words(255)) : lowWords(low, high);
   }
   return estimate;
@@ -156,7 +157,7 @@ __attribute__((noinline)) void decide(const FilterRows& rows, std::size_t pixel,
   exactSums(rows, pixel + vector * floatLanes, weights, values);
   for (std::size_t c = 0; c < 3; ++c) {
     const Integers shifted =
-        downSigned32By(loadIntegers(values[c]), channelShift<sampleBytes, packing>(c, weights.bits));
+        shiftRightSigned32(loadIntegers(values[c]), channelShift<sampleBytes, packing>(c, weights.bits));
     store(exact, lowWords(shifted, shifted));
     store(words, estimate.channels[c]);
     __builtin_memcpy(words + vector * vectorBytes / 2, exact, vectorBytes / 2);
@@ -180,7 +181,7 @@ std::size_t filterRow(const FilterRows& rows, std::uint8_t* output, std::size_t 
   std::size_t doubtful = 0;
   const std::size_t done = forBlocks<filterBlock>(count, [&](std::size_t pixel) {
     FilterEstimate estimate = estimatedBlock<sampleBytes, packing>(rows, pixel, weights);
-    if (anyBit(either(estimate.doubts[0], estimate.doubts[1])) != 0) {
+    if (anyBit(bitOr(estimate.doubts[0], estimate.doubts[1])) != 0) {
       for (std::size_t vector = 0; vector < 2; ++vector) {
         if (anyBit(estimate.doubts[vector]) == 0) continue;
         decide<sampleBytes, packing>(rows, pixel, weights, estimate, vector);
@@ -207,7 +208,7 @@ std::uint32_t widenSamples(const std::uint8_t* samples, float* output, std::size
   std::size_t i = 0;
   for (; i + floatLanes <= count; i += floatLanes) {
     const Integers lanes = sampleBytes == 1 ? widen8(samples + i) : widen16(samples + 2 * i);
-    all = either(all, lanes);
+    all = bitOr(all, lanes);
     storeFloats(output + i, toFloats(lanes));
   }
   alignas(64) std::int32_t parts[floatLanes];

@@ -28,10 +28,10 @@ bool isSupported(InstructionSet set) {
   __builtin_cpu_init();
   switch (set) {
     case InstructionSet::scalar: return true;
-#define NEEDS(feature) &&__builtin_cpu_supports(feature) != 0
+#define NEEDS(feature) (__builtin_cpu_supports(feature) != 0)
 #define INSTRUCTION_SET(name, vocabulary, needs) \
   case InstructionSet::name:                     \
-    return true needs;
+    return (needs);
 #include "convert/vector/sets.inc"
 #undef INSTRUCTION_SET
 #undef NEEDS

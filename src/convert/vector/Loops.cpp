@@ -1,7 +1,9 @@
 // The loops of one instruction set. CMake compiles this once for every entry of sets.inc, and says which
 // vocabulary and which table are meant.
 #include KVEXA_VOCABULARY
-// The vocabulary comes first: the loops are written in it.
+// The vocabulary comes first: its contract is checked, and then the loops are written in it.
+#include "convert/vector/Vocabulary.h"
+
 #include "convert/vector/LoopTable.h"
 
 namespace kvexa::convert {

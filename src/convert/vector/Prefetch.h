@@ -1,9 +1,11 @@
 // Asks for memory that a loop comes to soon. The processor's own prefetching ends with every page; beyond a
-// buffer's end the question is harmless. A unit includes this after its vocabulary.
+// buffer's end the question is harmless.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+
+#include "convert/vector/Inline.h"
 
 namespace kvexa::convert {
 namespace {

@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#define KVEXA_INLINE inline __attribute__((always_inline))
+#include "convert/vector/Inline.h"
 
 namespace kvexa::convert {
 namespace {
@@ -27,7 +27,7 @@ KVEXA_INLINE void store(std::uint8_t* bytes, Integers a) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), a);
 }
 // Two neighbouring vectors so that operations within 128 bits keep the order of what they join.
-KVEXA_INLINE void loadForJoin(const std::uint8_t* bytes, Integers& first, Integers& second) {
+KVEXA_INLINE void loadForPack(const std::uint8_t* bytes, Integers& first, Integers& second) {
   first = load(bytes);
   second = load(bytes + vectorBytes);
 }
@@ -35,10 +35,10 @@ KVEXA_INLINE void loadForJoin(const std::uint8_t* bytes, Integers& first, Intege
 KVEXA_INLINE Integers words(int value) { return _mm_set1_epi16(static_cast<short>(value)); }
 KVEXA_INLINE Integers dwords(int value) { return _mm_set1_epi32(value); }
 KVEXA_INLINE Integers zeroIntegers() { return _mm_setzero_si128(); }
-KVEXA_INLINE Integers both(Integers a, Integers b) { return _mm_and_si128(a, b); }
-KVEXA_INLINE Integers either(Integers a, Integers b) { return _mm_or_si128(a, b); }
-KVEXA_INLINE Integers differing(Integers a, Integers b) { return _mm_xor_si128(a, b); }
-KVEXA_INLINE Integers onlySecond(Integers a, Integers b) { return _mm_andnot_si128(a, b); }
+KVEXA_INLINE Integers bitAnd(Integers a, Integers b) { return _mm_and_si128(a, b); }
+KVEXA_INLINE Integers bitOr(Integers a, Integers b) { return _mm_or_si128(a, b); }
+KVEXA_INLINE Integers bitXor(Integers a, Integers b) { return _mm_xor_si128(a, b); }
+KVEXA_INLINE Integers bitAndNot(Integers a, Integers b) { return _mm_andnot_si128(a, b); }
 
 KVEXA_INLINE Integers add16(Integers a, Integers b) { return _mm_add_epi16(a, b); }
 KVEXA_INLINE Integers sub16(Integers a, Integers b) { return _mm_sub_epi16(a, b); }
@@ -46,7 +46,7 @@ KVEXA_INLINE Integers addSaturated16(Integers a, Integers b) { return _mm_adds_e
 KVEXA_INLINE Integers subSaturated16(Integers a, Integers b) { return _mm_subs_epu16(a, b); }
 KVEXA_INLINE Integers mulLow16(Integers a, Integers b) { return _mm_mullo_epi16(a, b); }
 KVEXA_INLINE Integers mulHigh16(Integers a, Integers b) { return _mm_mulhi_epu16(a, b); }
-KVEXA_INLINE Integers meanUp16(Integers a, Integers b) { return _mm_avg_epu16(a, b); }
+KVEXA_INLINE Integers meanRoundedUp16(Integers a, Integers b) { return _mm_avg_epu16(a, b); }
 KVEXA_INLINE Integers min16(Integers a, Integers b) { return _mm_min_epi16(a, b); }
 KVEXA_INLINE Integers max16(Integers a, Integers b) { return _mm_max_epi16(a, b); }
 KVEXA_INLINE Integers maxUnsigned16(Integers a, Integers b) {
@@ -57,35 +57,35 @@ KVEXA_INLINE Integers maxUnsigned16(Integers a, Integers b) {
 #endif
 }
 template <int count>
-KVEXA_INLINE Integers up16(Integers a) {
+KVEXA_INLINE Integers shiftLeft16(Integers a) {
   return _mm_slli_epi16(a, count);
 }
 template <int count>
-KVEXA_INLINE Integers down16(Integers a) {
+KVEXA_INLINE Integers shiftRight16(Integers a) {
   return _mm_srli_epi16(a, count);
 }
 
 KVEXA_INLINE Integers add32(Integers a, Integers b) { return _mm_add_epi32(a, b); }
 KVEXA_INLINE Integers multiplyPairs(Integers a, Integers b) { return _mm_madd_epi16(a, b); }
 template <int count>
-KVEXA_INLINE Integers up32(Integers a) {
+KVEXA_INLINE Integers shiftLeft32(Integers a) {
   return _mm_slli_epi32(a, count);
 }
 template <int count>
-KVEXA_INLINE Integers down32(Integers a) {
+KVEXA_INLINE Integers shiftRight32(Integers a) {
   return _mm_srli_epi32(a, count);
 }
-KVEXA_INLINE Integers downSigned32By(Integers a, unsigned count) {
+KVEXA_INLINE Integers shiftRightSigned32(Integers a, unsigned count) {
   return _mm_sra_epi32(a, _mm_cvtsi32_si128(static_cast<int>(count)));
 }
 
 // Joins and splits within each 128 bits.
-KVEXA_INLINE Integers joinSigned32(Integers a, Integers b) { return _mm_packs_epi32(a, b); }
-KVEXA_INLINE Integers joinUnsigned16(Integers a, Integers b) { return _mm_packus_epi16(a, b); }
-KVEXA_INLINE Integers mixLow16(Integers a, Integers b) { return _mm_unpacklo_epi16(a, b); }
-KVEXA_INLINE Integers mixHigh16(Integers a, Integers b) { return _mm_unpackhi_epi16(a, b); }
-KVEXA_INLINE Integers mixLow32(Integers a, Integers b) { return _mm_unpacklo_epi32(a, b); }
-KVEXA_INLINE Integers mixHigh32(Integers a, Integers b) { return _mm_unpackhi_epi32(a, b); }
+KVEXA_INLINE Integers packSigned32(Integers a, Integers b) { return _mm_packs_epi32(a, b); }
+KVEXA_INLINE Integers packUnsigned16(Integers a, Integers b) { return _mm_packus_epi16(a, b); }
+KVEXA_INLINE Integers interleaveLow16(Integers a, Integers b) { return _mm_unpacklo_epi16(a, b); }
+KVEXA_INLINE Integers interleaveHigh16(Integers a, Integers b) { return _mm_unpackhi_epi16(a, b); }
+KVEXA_INLINE Integers interleaveLow32(Integers a, Integers b) { return _mm_unpacklo_epi32(a, b); }
+KVEXA_INLINE Integers interleaveHigh32(Integers a, Integers b) { return _mm_unpackhi_epi32(a, b); }
 // Even 32-bit lanes of a, then of b; odd ones likewise.
 KVEXA_INLINE Integers even32(Integers a, Integers b) {
   return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), 0x88));
@@ -108,7 +108,7 @@ KVEXA_INLINE Integers evenOdd16(Integers a, Integers b) {
   return _mm_blend_epi16(a, b, 0xAA);
 #else
   const Integers low = dwords(0xFFFF);
-  return either(both(a, low), onlySecond(low, b));
+  return bitOr(bitAnd(a, low), bitAndNot(low, b));
 #endif
 }
 
@@ -118,8 +118,8 @@ KVEXA_INLINE unsigned anyBit(Integers a) {
 
 // The bits that any of the words has.
 KVEXA_INLINE std::uint32_t combinedWords(Integers a) {
-  a = either(a, _mm_srli_si128(a, 8));
-  a = either(a, _mm_srli_si128(a, 4));
+  a = bitOr(a, _mm_srli_si128(a, 8));
+  a = bitOr(a, _mm_srli_si128(a, 4));
   const auto pair = static_cast<std::uint32_t>(_mm_cvtsi128_si32(a));
   return (pair | pair >> 16) & 0xFFFF;
 }
@@ -127,9 +127,9 @@ KVEXA_INLINE std::uint32_t combinedWords(Integers a) {
 // ---- Pixels ----
 
 // Words of the pixels of even places and of odd places, to memory in turn.
-KVEXA_INLINE void storeInTurn(std::uint8_t* output, Integers even, Integers odd) {
-  store(output, mixLow16(even, odd));
-  store(output + 16, mixHigh16(even, odd));
+KVEXA_INLINE void storeInterleaved(std::uint8_t* output, Integers even, Integers odd) {
+  store(output, interleaveLow16(even, odd));
+  store(output + 16, interleaveHigh16(even, odd));
 }
 
 // Four times B, G, R and a byte that is dropped become 12 bytes in front.
@@ -139,9 +139,9 @@ KVEXA_INLINE Integers dropFourthBytes(Integers a) {
 #else
   const Integers first = _mm_set1_epi64x(0xFFFFFF);
   const Integers second = _mm_set1_epi64x(0xFFFFFF000000);
-  const Integers sixes = either(both(a, first), both(_mm_srli_epi64(a, 8), second));
+  const Integers sixes = bitOr(bitAnd(a, first), bitAnd(_mm_srli_epi64(a, 8), second));
   const Integers low = _mm_setr_epi32(-1, 0xFFFF, 0, 0);
-  return either(both(sixes, low), onlySecond(low, _mm_srli_si128(sixes, 2)));
+  return bitOr(bitAnd(sixes, low), bitAndNot(low, _mm_srli_si128(sixes, 2)));
 #endif
 }
 
@@ -154,18 +154,18 @@ KVEXA_INLINE void storeTwelveBytes(std::uint8_t* output, Integers a) {
 // Pixels from words of blue with green above, and words whose low byte is red. Nothing is written beyond
 // the pixels.
 KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers red) {
-  store(output, dropFourthBytes(mixLow16(blueGreen, red)));
-  storeTwelveBytes(output + 12, dropFourthBytes(mixHigh16(blueGreen, red)));
+  store(output, dropFourthBytes(interleaveLow16(blueGreen, red)));
+  storeTwelveBytes(output + 12, dropFourthBytes(interleaveHigh16(blueGreen, red)));
 }
 
 // Pixels from signed words in order, which become 0 below it and 255 above it.
 KVEXA_INLINE void storeSaturated(std::uint8_t* output, Integers red, Integers green, Integers blue) {
-  const Integers blueGreen = joinUnsigned16(blue, green), justRed = joinUnsigned16(red, red);
+  const Integers blueGreen = packUnsigned16(blue, green), justRed = packUnsigned16(red, red);
 #ifdef __SSE4_1__
-  const Integers front = either(
+  const Integers front = bitOr(
       _mm_shuffle_epi8(blueGreen, _mm_setr_epi8(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5)),
       _mm_shuffle_epi8(justRed, _mm_setr_epi8(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1)));
-  const Integers back = either(
+  const Integers back = bitOr(
       _mm_shuffle_epi8(blueGreen,
                        _mm_setr_epi8(13, -1, 6, 14, -1, 7, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1)),
       _mm_shuffle_epi8(justRed, _mm_setr_epi8(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, -1, -1, -1, -1, -1, -1)));
@@ -190,13 +190,13 @@ KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers low, Integers high,
                               Integers lastHigh) {
   const auto sixes = [](Integers pairs) {  // two groups of three words and one that is dropped
     const Integers mask = _mm_setr_epi32(-1, 0xFFFF, 0, 0);
-    return either(both(pairs, mask), onlySecond(mask, _mm_srli_si128(pairs, 2)));
+    return bitOr(bitAnd(pairs, mask), bitAndNot(mask, _mm_srli_si128(pairs, 2)));
   };
-  const Integers p0 = sixes(mixLow32(low, lastLow)), p1 = sixes(mixHigh32(low, lastLow));
-  const Integers p2 = sixes(mixLow32(high, lastHigh)), p3 = sixes(mixHigh32(high, lastHigh));
-  store(output, either(p0, _mm_slli_si128(p1, 12)));
-  store(output + 16, either(_mm_srli_si128(p1, 4), _mm_slli_si128(p2, 8)));
-  store(output + 32, either(_mm_srli_si128(p2, 8), _mm_slli_si128(p3, 4)));
+  const Integers p0 = sixes(interleaveLow32(low, lastLow)), p1 = sixes(interleaveHigh32(low, lastLow));
+  const Integers p2 = sixes(interleaveLow32(high, lastHigh)), p3 = sixes(interleaveHigh32(high, lastHigh));
+  store(output, bitOr(p0, _mm_slli_si128(p1, 12)));
+  store(output + 16, bitOr(_mm_srli_si128(p1, 4), _mm_slli_si128(p2, 8)));
+  store(output + 32, bitOr(_mm_srli_si128(p2, 8), _mm_slli_si128(p3, 4)));
 }
 #endif
 
@@ -208,17 +208,18 @@ struct BytesOfPixels {  // words of 0 to 255
 KVEXA_INLINE void storeTriples(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
 #ifdef __SSE4_1__
   storeThirds(output,
-              _mm_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+              _mm_shuffle_epi8(packUnsigned16(even.blue, even.green),
                                _mm_setr_epi8(0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10, 5, 13)),
-              _mm_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+              _mm_shuffle_epi8(packUnsigned16(even.red, odd.blue),
                                _mm_setr_epi8(5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10)),
-              _mm_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+              _mm_shuffle_epi8(packUnsigned16(odd.green, odd.red),
                                _mm_setr_epi8(2, 10, 5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15)));
 #else
-  const Integers first = either(even.blue, up16<8>(even.green)), second = either(even.red, up16<8>(odd.blue));
-  const Integers third = either(odd.green, up16<8>(odd.red));
-  storeThirds(output, mixLow16(first, second), mixHigh16(first, second), mixLow16(third, zeroIntegers()),
-              mixHigh16(third, zeroIntegers()));
+  const Integers first = bitOr(even.blue, shiftLeft16<8>(even.green)),
+                 second = bitOr(even.red, shiftLeft16<8>(odd.blue));
+  const Integers third = bitOr(odd.green, shiftLeft16<8>(odd.red));
+  storeThirds(output, interleaveLow16(first, second), interleaveHigh16(first, second),
+              interleaveLow16(third, zeroIntegers()), interleaveHigh16(third, zeroIntegers()));
 #endif
 }
 
@@ -226,17 +227,18 @@ KVEXA_INLINE void storeTriples(std::uint8_t* output, const BytesOfPixels& even, 
 KVEXA_INLINE void storeSixes(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
 #ifdef __SSE4_1__
   storeThirds(output,
-              _mm_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+              _mm_shuffle_epi8(packUnsigned16(even.blue, even.green),
                                _mm_setr_epi8(0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12, 3, 11)),
-              _mm_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+              _mm_shuffle_epi8(packUnsigned16(even.red, odd.blue),
                                _mm_setr_epi8(3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12)),
-              _mm_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+              _mm_shuffle_epi8(packUnsigned16(odd.green, odd.red),
                                _mm_setr_epi8(4, 12, 3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15)));
 #else
-  const Integers first = either(even.blue, up16<8>(even.green)), second = either(even.red, up16<8>(odd.blue));
-  const Integers third = either(odd.green, up16<8>(odd.red));
-  storeThirds(output, evenOdd16(first, up32<16>(second)), evenOdd16(down32<16>(first), second),
-              both(third, dwords(0xFFFF)), down32<16>(third));
+  const Integers first = bitOr(even.blue, shiftLeft16<8>(even.green)),
+                 second = bitOr(even.red, shiftLeft16<8>(odd.blue));
+  const Integers third = bitOr(odd.green, shiftLeft16<8>(odd.red));
+  storeThirds(output, evenOdd16(first, shiftLeft32<16>(second)), evenOdd16(shiftRight32<16>(first), second),
+              bitAnd(third, dwords(0xFFFF)), shiftRight32<16>(third));
 #endif
 }
 

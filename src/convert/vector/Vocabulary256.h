@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#define KVEXA_INLINE inline __attribute__((always_inline))
+#include "convert/vector/Inline.h"
 
 namespace kvexa::convert {
 namespace {
@@ -33,7 +33,7 @@ KVEXA_INLINE void store(std::uint8_t* bytes, Integers a) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), a);
 }
 // Two neighbouring vectors so that operations within 128 bits keep the order of what they join.
-KVEXA_INLINE void loadForJoin(const std::uint8_t* bytes, Integers& first, Integers& second) {
+KVEXA_INLINE void loadForPack(const std::uint8_t* bytes, Integers& first, Integers& second) {
   first = _mm256_inserti128_si256(_mm256_castsi128_si256(loadHalf(bytes)), loadHalf(bytes + 32), 1);
   second = _mm256_inserti128_si256(_mm256_castsi128_si256(loadHalf(bytes + 16)), loadHalf(bytes + 48), 1);
 }
@@ -41,10 +41,10 @@ KVEXA_INLINE void loadForJoin(const std::uint8_t* bytes, Integers& first, Intege
 KVEXA_INLINE Integers words(int value) { return _mm256_set1_epi16(static_cast<short>(value)); }
 KVEXA_INLINE Integers dwords(int value) { return _mm256_set1_epi32(value); }
 KVEXA_INLINE Integers zeroIntegers() { return _mm256_setzero_si256(); }
-KVEXA_INLINE Integers both(Integers a, Integers b) { return _mm256_and_si256(a, b); }
-KVEXA_INLINE Integers either(Integers a, Integers b) { return _mm256_or_si256(a, b); }
-KVEXA_INLINE Integers differing(Integers a, Integers b) { return _mm256_xor_si256(a, b); }
-KVEXA_INLINE Integers onlySecond(Integers a, Integers b) { return _mm256_andnot_si256(a, b); }
+KVEXA_INLINE Integers bitAnd(Integers a, Integers b) { return _mm256_and_si256(a, b); }
+KVEXA_INLINE Integers bitOr(Integers a, Integers b) { return _mm256_or_si256(a, b); }
+KVEXA_INLINE Integers bitXor(Integers a, Integers b) { return _mm256_xor_si256(a, b); }
+KVEXA_INLINE Integers bitAndNot(Integers a, Integers b) { return _mm256_andnot_si256(a, b); }
 
 KVEXA_INLINE Integers add16(Integers a, Integers b) { return _mm256_add_epi16(a, b); }
 KVEXA_INLINE Integers sub16(Integers a, Integers b) { return _mm256_sub_epi16(a, b); }
@@ -52,40 +52,40 @@ KVEXA_INLINE Integers addSaturated16(Integers a, Integers b) { return _mm256_add
 KVEXA_INLINE Integers subSaturated16(Integers a, Integers b) { return _mm256_subs_epu16(a, b); }
 KVEXA_INLINE Integers mulLow16(Integers a, Integers b) { return _mm256_mullo_epi16(a, b); }
 KVEXA_INLINE Integers mulHigh16(Integers a, Integers b) { return _mm256_mulhi_epu16(a, b); }
-KVEXA_INLINE Integers meanUp16(Integers a, Integers b) { return _mm256_avg_epu16(a, b); }
+KVEXA_INLINE Integers meanRoundedUp16(Integers a, Integers b) { return _mm256_avg_epu16(a, b); }
 KVEXA_INLINE Integers min16(Integers a, Integers b) { return _mm256_min_epi16(a, b); }
 KVEXA_INLINE Integers max16(Integers a, Integers b) { return _mm256_max_epi16(a, b); }
 KVEXA_INLINE Integers maxUnsigned16(Integers a, Integers b) { return _mm256_max_epu16(a, b); }
 template <int count>
-KVEXA_INLINE Integers up16(Integers a) {
+KVEXA_INLINE Integers shiftLeft16(Integers a) {
   return _mm256_slli_epi16(a, count);
 }
 template <int count>
-KVEXA_INLINE Integers down16(Integers a) {
+KVEXA_INLINE Integers shiftRight16(Integers a) {
   return _mm256_srli_epi16(a, count);
 }
 
 KVEXA_INLINE Integers add32(Integers a, Integers b) { return _mm256_add_epi32(a, b); }
 KVEXA_INLINE Integers multiplyPairs(Integers a, Integers b) { return _mm256_madd_epi16(a, b); }
 template <int count>
-KVEXA_INLINE Integers up32(Integers a) {
+KVEXA_INLINE Integers shiftLeft32(Integers a) {
   return _mm256_slli_epi32(a, count);
 }
 template <int count>
-KVEXA_INLINE Integers down32(Integers a) {
+KVEXA_INLINE Integers shiftRight32(Integers a) {
   return _mm256_srli_epi32(a, count);
 }
-KVEXA_INLINE Integers downSigned32By(Integers a, unsigned count) {
+KVEXA_INLINE Integers shiftRightSigned32(Integers a, unsigned count) {
   return _mm256_sra_epi32(a, _mm_cvtsi32_si128(static_cast<int>(count)));
 }
 
 // Joins and splits within each 128 bits.
-KVEXA_INLINE Integers joinSigned32(Integers a, Integers b) { return _mm256_packs_epi32(a, b); }
-KVEXA_INLINE Integers joinUnsigned16(Integers a, Integers b) { return _mm256_packus_epi16(a, b); }
-KVEXA_INLINE Integers mixLow16(Integers a, Integers b) { return _mm256_unpacklo_epi16(a, b); }
-KVEXA_INLINE Integers mixHigh16(Integers a, Integers b) { return _mm256_unpackhi_epi16(a, b); }
-KVEXA_INLINE Integers mixLow32(Integers a, Integers b) { return _mm256_unpacklo_epi32(a, b); }
-KVEXA_INLINE Integers mixHigh32(Integers a, Integers b) { return _mm256_unpackhi_epi32(a, b); }
+KVEXA_INLINE Integers packSigned32(Integers a, Integers b) { return _mm256_packs_epi32(a, b); }
+KVEXA_INLINE Integers packUnsigned16(Integers a, Integers b) { return _mm256_packus_epi16(a, b); }
+KVEXA_INLINE Integers interleaveLow16(Integers a, Integers b) { return _mm256_unpacklo_epi16(a, b); }
+KVEXA_INLINE Integers interleaveHigh16(Integers a, Integers b) { return _mm256_unpackhi_epi16(a, b); }
+KVEXA_INLINE Integers interleaveLow32(Integers a, Integers b) { return _mm256_unpacklo_epi32(a, b); }
+KVEXA_INLINE Integers interleaveHigh32(Integers a, Integers b) { return _mm256_unpackhi_epi32(a, b); }
 // Even 32-bit lanes of a, then of b; odd ones likewise.
 KVEXA_INLINE Integers even32(Integers a, Integers b) {
   return _mm256_castps_si256(_mm256_shuffle_ps(_mm256_castsi256_ps(a), _mm256_castsi256_ps(b), 0x88));
@@ -121,8 +121,8 @@ KVEXA_INLINE std::uint32_t combinedWords(Integers a) {
 #define KVEXA_TWICE(...) _mm256_setr_epi8(__VA_ARGS__, __VA_ARGS__)
 
 // Words of the pixels of even places and of odd places, to memory in turn.
-KVEXA_INLINE void storeInTurn(std::uint8_t* output, Integers even, Integers odd) {
-  const Integers low = mixLow16(even, odd), high = mixHigh16(even, odd);
+KVEXA_INLINE void storeInterleaved(std::uint8_t* output, Integers even, Integers odd) {
+  const Integers low = interleaveLow16(even, odd), high = interleaveHigh16(even, odd);
   storeHalf(output, lowHalf(low));
   storeHalf(output + 16, lowHalf(high));
   storeHalf(output + 32, highHalf(low));
@@ -140,8 +140,8 @@ KVEXA_INLINE void storeTwelveBytes(std::uint8_t* output, __m128i a) {
 KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers red) {
   const Integers front = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, 0, 1, 2, 4,
                                           5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-  const Integers low = _mm256_shuffle_epi8(mixLow16(blueGreen, red), front);
-  const Integers high = _mm256_shuffle_epi8(mixHigh16(blueGreen, red), front);
+  const Integers low = _mm256_shuffle_epi8(interleaveLow16(blueGreen, red), front);
+  const Integers high = _mm256_shuffle_epi8(interleaveHigh16(blueGreen, red), front);
   storeHalf(output, lowHalf(low));
   storeHalf(output + 12, lowHalf(high));
   storeHalf(output + 24, highHalf(low));
@@ -151,10 +151,10 @@ KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers re
 // Pixels from signed words in order, which become 0 below it and 255 above it.
 KVEXA_INLINE void storeSaturated(std::uint8_t* output, Integers red, Integers green, Integers blue) {
   const Integers blueGreen = _mm256_packus_epi16(blue, green), justRed = _mm256_packus_epi16(red, red);
-  const Integers front = either(
+  const Integers front = bitOr(
       _mm256_shuffle_epi8(blueGreen, KVEXA_TWICE(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5)),
       _mm256_shuffle_epi8(justRed, KVEXA_TWICE(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1)));
-  const Integers back = either(
+  const Integers back = bitOr(
       _mm256_shuffle_epi8(blueGreen,
                           KVEXA_TWICE(13, -1, 6, 14, -1, 7, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1)),
       _mm256_shuffle_epi8(justRed, KVEXA_TWICE(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, -1, -1, -1, -1, -1, -1)));
@@ -186,22 +186,22 @@ struct BytesOfPixels {  // words of 0 to 255
 
 // Pixels of even and of odd places to memory in turn.
 KVEXA_INLINE void storeTriples(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
-  const Integers a = _mm256_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+  const Integers a = _mm256_shuffle_epi8(packUnsigned16(even.blue, even.green),
                                          KVEXA_TWICE(0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10, 5, 13));
-  const Integers b = _mm256_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+  const Integers b = _mm256_shuffle_epi8(packUnsigned16(even.red, odd.blue),
                                          KVEXA_TWICE(5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10));
-  const Integers c = _mm256_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+  const Integers c = _mm256_shuffle_epi8(packUnsigned16(odd.green, odd.red),
                                          KVEXA_TWICE(2, 10, 5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15));
   storeThirds(output, a, b, c);
 }
 
 // The same where words are pairs of pixels of two vectors in turn.
 KVEXA_INLINE void storeSixes(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
-  const Integers a = _mm256_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+  const Integers a = _mm256_shuffle_epi8(packUnsigned16(even.blue, even.green),
                                          KVEXA_TWICE(0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12, 3, 11));
-  const Integers b = _mm256_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+  const Integers b = _mm256_shuffle_epi8(packUnsigned16(even.red, odd.blue),
                                          KVEXA_TWICE(3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12));
-  const Integers c = _mm256_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+  const Integers c = _mm256_shuffle_epi8(packUnsigned16(odd.green, odd.red),
                                          KVEXA_TWICE(4, 12, 3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15));
   storeThirds(output, a, b, c);
 }
@@ -229,7 +229,7 @@ KVEXA_INLINE Integers widen16(const std::uint8_t* at) { return _mm256_cvtepu16_e
 // Two vectors of 32-bit lanes to one of their low words, in order.
 KVEXA_INLINE Integers lowWords(Integers a, Integers b) {
   const Integers low = dwords(0xFFFF);
-  return _mm256_permute4x64_epi64(_mm256_packus_epi32(both(a, low), both(b, low)), 0xD8);
+  return _mm256_permute4x64_epi64(_mm256_packus_epi32(bitAnd(a, low), bitAnd(b, low)), 0xD8);
 }
 // The same of values that fit 16 bits.
 KVEXA_INLINE Integers smallWords(Integers a, Integers b) {

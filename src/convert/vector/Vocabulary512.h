@@ -16,7 +16,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#define KVEXA_INLINE inline __attribute__((always_inline))
+#include "convert/vector/Inline.h"
 
 namespace kvexa::convert {
 namespace {
@@ -32,7 +32,7 @@ KVEXA_INLINE void storeHalf(std::uint8_t* bytes, Integers a) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), _mm512_castsi512_si256(a));
 }
 // Two neighbouring vectors so that operations within 128 bits keep the order of what they join.
-KVEXA_INLINE void loadForJoin(const std::uint8_t* bytes, Integers& first, Integers& second) {
+KVEXA_INLINE void loadForPack(const std::uint8_t* bytes, Integers& first, Integers& second) {
   const Integers a = load(bytes), b = load(bytes + vectorBytes);
   first = _mm512_shuffle_i64x2(a, b, 0x88);
   second = _mm512_shuffle_i64x2(a, b, 0xDD);
@@ -41,10 +41,10 @@ KVEXA_INLINE void loadForJoin(const std::uint8_t* bytes, Integers& first, Intege
 KVEXA_INLINE Integers words(int value) { return _mm512_set1_epi16(static_cast<short>(value)); }
 KVEXA_INLINE Integers dwords(int value) { return _mm512_set1_epi32(value); }
 KVEXA_INLINE Integers zeroIntegers() { return _mm512_setzero_si512(); }
-KVEXA_INLINE Integers both(Integers a, Integers b) { return _mm512_and_si512(a, b); }
-KVEXA_INLINE Integers either(Integers a, Integers b) { return _mm512_or_si512(a, b); }
-KVEXA_INLINE Integers differing(Integers a, Integers b) { return _mm512_xor_si512(a, b); }
-KVEXA_INLINE Integers onlySecond(Integers a, Integers b) { return _mm512_andnot_si512(a, b); }
+KVEXA_INLINE Integers bitAnd(Integers a, Integers b) { return _mm512_and_si512(a, b); }
+KVEXA_INLINE Integers bitOr(Integers a, Integers b) { return _mm512_or_si512(a, b); }
+KVEXA_INLINE Integers bitXor(Integers a, Integers b) { return _mm512_xor_si512(a, b); }
+KVEXA_INLINE Integers bitAndNot(Integers a, Integers b) { return _mm512_andnot_si512(a, b); }
 
 KVEXA_INLINE Integers add16(Integers a, Integers b) { return _mm512_add_epi16(a, b); }
 KVEXA_INLINE Integers sub16(Integers a, Integers b) { return _mm512_sub_epi16(a, b); }
@@ -52,40 +52,40 @@ KVEXA_INLINE Integers addSaturated16(Integers a, Integers b) { return _mm512_add
 KVEXA_INLINE Integers subSaturated16(Integers a, Integers b) { return _mm512_subs_epu16(a, b); }
 KVEXA_INLINE Integers mulLow16(Integers a, Integers b) { return _mm512_mullo_epi16(a, b); }
 KVEXA_INLINE Integers mulHigh16(Integers a, Integers b) { return _mm512_mulhi_epu16(a, b); }
-KVEXA_INLINE Integers meanUp16(Integers a, Integers b) { return _mm512_avg_epu16(a, b); }
+KVEXA_INLINE Integers meanRoundedUp16(Integers a, Integers b) { return _mm512_avg_epu16(a, b); }
 KVEXA_INLINE Integers min16(Integers a, Integers b) { return _mm512_min_epi16(a, b); }
 KVEXA_INLINE Integers max16(Integers a, Integers b) { return _mm512_max_epi16(a, b); }
 KVEXA_INLINE Integers maxUnsigned16(Integers a, Integers b) { return _mm512_max_epu16(a, b); }
-template <unsigned count>
-KVEXA_INLINE Integers up16(Integers a) {
-  return _mm512_slli_epi16(a, count);
+template <int count>
+KVEXA_INLINE Integers shiftLeft16(Integers a) {
+  return _mm512_slli_epi16(a, static_cast<unsigned>(count));
 }
-template <unsigned count>
-KVEXA_INLINE Integers down16(Integers a) {
-  return _mm512_srli_epi16(a, count);
+template <int count>
+KVEXA_INLINE Integers shiftRight16(Integers a) {
+  return _mm512_srli_epi16(a, static_cast<unsigned>(count));
 }
 
 KVEXA_INLINE Integers add32(Integers a, Integers b) { return _mm512_add_epi32(a, b); }
 KVEXA_INLINE Integers multiplyPairs(Integers a, Integers b) { return _mm512_madd_epi16(a, b); }
-template <unsigned count>
-KVEXA_INLINE Integers up32(Integers a) {
-  return _mm512_slli_epi32(a, count);
+template <int count>
+KVEXA_INLINE Integers shiftLeft32(Integers a) {
+  return _mm512_slli_epi32(a, static_cast<unsigned>(count));
 }
-template <unsigned count>
-KVEXA_INLINE Integers down32(Integers a) {
-  return _mm512_srli_epi32(a, count);
+template <int count>
+KVEXA_INLINE Integers shiftRight32(Integers a) {
+  return _mm512_srli_epi32(a, static_cast<unsigned>(count));
 }
-KVEXA_INLINE Integers downSigned32By(Integers a, unsigned count) {
+KVEXA_INLINE Integers shiftRightSigned32(Integers a, unsigned count) {
   return _mm512_sra_epi32(a, _mm_cvtsi32_si128(static_cast<int>(count)));
 }
 
 // Joins and splits within each 128 bits.
-KVEXA_INLINE Integers joinSigned32(Integers a, Integers b) { return _mm512_packs_epi32(a, b); }
-KVEXA_INLINE Integers joinUnsigned16(Integers a, Integers b) { return _mm512_packus_epi16(a, b); }
-KVEXA_INLINE Integers mixLow16(Integers a, Integers b) { return _mm512_unpacklo_epi16(a, b); }
-KVEXA_INLINE Integers mixHigh16(Integers a, Integers b) { return _mm512_unpackhi_epi16(a, b); }
-KVEXA_INLINE Integers mixLow32(Integers a, Integers b) { return _mm512_unpacklo_epi32(a, b); }
-KVEXA_INLINE Integers mixHigh32(Integers a, Integers b) { return _mm512_unpackhi_epi32(a, b); }
+KVEXA_INLINE Integers packSigned32(Integers a, Integers b) { return _mm512_packs_epi32(a, b); }
+KVEXA_INLINE Integers packUnsigned16(Integers a, Integers b) { return _mm512_packus_epi16(a, b); }
+KVEXA_INLINE Integers interleaveLow16(Integers a, Integers b) { return _mm512_unpacklo_epi16(a, b); }
+KVEXA_INLINE Integers interleaveHigh16(Integers a, Integers b) { return _mm512_unpackhi_epi16(a, b); }
+KVEXA_INLINE Integers interleaveLow32(Integers a, Integers b) { return _mm512_unpacklo_epi32(a, b); }
+KVEXA_INLINE Integers interleaveHigh32(Integers a, Integers b) { return _mm512_unpackhi_epi32(a, b); }
 // Even 32-bit lanes of a, then of b; odd ones likewise.
 KVEXA_INLINE Integers even32(Integers a, Integers b) {
   return _mm512_castps_si512(_mm512_shuffle_ps(_mm512_castsi512_ps(a), _mm512_castsi512_ps(b), 0x88));
@@ -124,8 +124,8 @@ KVEXA_INLINE std::uint32_t combinedWords(Integers a) {
 #define KVEXA_FOUR_TIMES(...) _mm512_broadcast_i32x4(_mm_setr_epi8(__VA_ARGS__))
 
 // Words of the pixels of even places and of odd places, to memory in turn.
-KVEXA_INLINE void storeInTurn(std::uint8_t* output, Integers even, Integers odd) {
-  const Integers low = mixLow16(even, odd), high = mixHigh16(even, odd);
+KVEXA_INLINE void storeInterleaved(std::uint8_t* output, Integers even, Integers odd) {
+  const Integers low = interleaveLow16(even, odd), high = interleaveHigh16(even, odd);
   store(output, _mm512_permutex2var_epi64(low, _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11), high));
   store(output + 64, _mm512_permutex2var_epi64(low, _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15), high));
 }
@@ -134,8 +134,8 @@ KVEXA_INLINE void storeInTurn(std::uint8_t* output, Integers even, Integers odd)
 // the pixels.
 KVEXA_INLINE void storeBgr(std::uint8_t* output, Integers blueGreen, Integers red) {
   const Integers front = KVEXA_FOUR_TIMES(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-  const Integers low = _mm512_shuffle_epi8(mixLow16(blueGreen, red), front);
-  const Integers high = _mm512_shuffle_epi8(mixHigh16(blueGreen, red), front);
+  const Integers low = _mm512_shuffle_epi8(interleaveLow16(blueGreen, red), front);
+  const Integers high = _mm512_shuffle_epi8(interleaveHigh16(blueGreen, red), front);
   store(output, _mm512_permutex2var_epi32(
                     low, _mm512_setr_epi32(0, 1, 2, 16, 17, 18, 4, 5, 6, 20, 21, 22, 8, 9, 10, 24), high));
   storeHalf(output + 64,
@@ -149,17 +149,17 @@ struct BytesOfPixels {  // words of 0 to 255
 
 // Pixels from signed words in order, which become 0 below it and 255 above it.
 KVEXA_INLINE void storeSaturated(std::uint8_t* output, Integers red, Integers green, Integers blue) {
-  const Integers blueGreen = joinUnsigned16(blue, green), justRed = joinUnsigned16(red, red);
+  const Integers blueGreen = packUnsigned16(blue, green), justRed = packUnsigned16(red, red);
   const Integers front =
-      either(_mm512_shuffle_epi8(blueGreen,
-                                 KVEXA_FOUR_TIMES(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5)),
-             _mm512_shuffle_epi8(
-                 justRed, KVEXA_FOUR_TIMES(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1)));
+      bitOr(_mm512_shuffle_epi8(blueGreen,
+                                KVEXA_FOUR_TIMES(0, 8, -1, 1, 9, -1, 2, 10, -1, 3, 11, -1, 4, 12, -1, 5)),
+            _mm512_shuffle_epi8(justRed,
+                                KVEXA_FOUR_TIMES(-1, -1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1)));
   const Integers back =
-      either(_mm512_shuffle_epi8(
-                 blueGreen, KVEXA_FOUR_TIMES(13, -1, 6, 14, -1, 7, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1)),
-             _mm512_shuffle_epi8(
-                 justRed, KVEXA_FOUR_TIMES(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, -1, -1, -1, -1, -1, -1)));
+      bitOr(_mm512_shuffle_epi8(
+                blueGreen, KVEXA_FOUR_TIMES(13, -1, 6, 14, -1, 7, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1)),
+            _mm512_shuffle_epi8(
+                justRed, KVEXA_FOUR_TIMES(-1, 5, -1, -1, 6, -1, -1, 7, -1, -1, -1, -1, -1, -1, -1, -1)));
   store(output, _mm512_permutex2var_epi64(front, _mm512_setr_epi64(0, 1, 8, 2, 3, 10, 4, 5), back));
   storeHalf(output + 64, _mm512_permutex2var_epi64(front, _mm512_setr_epi64(12, 6, 7, 14, 0, 0, 0, 0), back));
 }
@@ -189,22 +189,22 @@ KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Inte
 // Pixels of even and of odd places to memory in turn.
 KVEXA_INLINE void storeTriples(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
   storeThirds(output,
-              _mm512_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+              _mm512_shuffle_epi8(packUnsigned16(even.blue, even.green),
                                   KVEXA_FOUR_TIMES(0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10, 5, 13)),
-              _mm512_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+              _mm512_shuffle_epi8(packUnsigned16(even.red, odd.blue),
                                   KVEXA_FOUR_TIMES(5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15, 2, 10)),
-              _mm512_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+              _mm512_shuffle_epi8(packUnsigned16(odd.green, odd.red),
                                   KVEXA_FOUR_TIMES(2, 10, 5, 13, 0, 8, 3, 11, 6, 14, 1, 9, 4, 12, 7, 15)));
 }
 
 // The same where words are pairs of pixels of two vectors in turn.
 KVEXA_INLINE void storeSixes(std::uint8_t* output, const BytesOfPixels& even, const BytesOfPixels& odd) {
   storeThirds(output,
-              _mm512_shuffle_epi8(joinUnsigned16(even.blue, even.green),
+              _mm512_shuffle_epi8(packUnsigned16(even.blue, even.green),
                                   KVEXA_FOUR_TIMES(0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12, 3, 11)),
-              _mm512_shuffle_epi8(joinUnsigned16(even.red, odd.blue),
+              _mm512_shuffle_epi8(packUnsigned16(even.red, odd.blue),
                                   KVEXA_FOUR_TIMES(3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15, 4, 12)),
-              _mm512_shuffle_epi8(joinUnsigned16(odd.green, odd.red),
+              _mm512_shuffle_epi8(packUnsigned16(odd.green, odd.red),
                                   KVEXA_FOUR_TIMES(4, 12, 3, 11, 0, 8, 6, 14, 5, 13, 2, 10, 1, 9, 7, 15)));
 }
 

@@ -28,12 +28,14 @@ KVEXA_INLINE YuyvBlock loadBlock(const std::uint8_t* source) {
   };
   if constexpr (sizeof(Sample) == 1) {
     const Integers a = load(source), byte = dwords(0xFF);
-    return block(both(a, byte), both(down32<8>(a), byte), both(down32<16>(a), byte), down32<24>(a));
+    return block(bitAnd(a, byte), bitAnd(shiftRight32<8>(a), byte), bitAnd(shiftRight32<16>(a), byte),
+                 shiftRight32<24>(a));
   } else {
     Integers a, b;
-    loadForJoin(source, a, b);
+    loadForPack(source, a, b);
     const Integers first = even32(a, b), second = odd32(a, b), word = dwords(0xFFFF);
-    return block(both(first, word), down32<16>(first), both(second, word), down32<16>(second));
+    return block(bitAnd(first, word), shiftRight32<16>(first), bitAnd(second, word),
+                 shiftRight32<16>(second));
   }
 }
 
@@ -107,8 +109,8 @@ __attribute__((noinline)) Integers exactChannel(const std::uint8_t* source, cons
   }
   // What is not a number has become 0x80000000, of which no bit reaches the low byte.
   const Integers byte = dwords(0xFF);
-  return either(both(downSigned32By(loadIntegers(values[0]), p.extraBits), byte),
-                up32<16>(both(downSigned32By(loadIntegers(values[1]), p.extraBits), byte)));
+  return bitOr(bitAnd(shiftRightSigned32(loadIntegers(values[0]), p.extraBits), byte),
+               shiftLeft32<16>(bitAnd(shiftRightSigned32(loadIntegers(values[1]), p.extraBits), byte)));
 }
 
 // Signed words, a pixel each, in order.
@@ -150,7 +152,7 @@ std::size_t yuyvDouble(const std::uint8_t* source, std::uint8_t* output, std::si
         if (anyBit(doubts(maxUnsigned16(maxUnsigned16(r.places, g.places), b.places))) != 0) {
           // Outside of 0 to 255 either whole number gives the same channel, so doubts there are taken back.
           const auto isDoubtful = [&](const BlockEstimate& channel) {
-            const Integers outside = mulLow16(down16<8>(channel.whole), words(255));
+            const Integers outside = mulLow16(shiftRight16<8>(channel.whole), words(255));
             return anyBit(subSaturated16(doubts(channel.places), outside)) != 0;
           };
           if (isDoubtful(r)) r.whole = exact(group, red);

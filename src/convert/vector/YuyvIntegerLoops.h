@@ -25,15 +25,16 @@ constexpr std::size_t yuyvPixelBytes = format == yuyvFormatRgb888 ? 3 : 2;
 template <std::uint32_t format>
 KVEXA_INLINE Integers packedWord(Integers red, Integers green, Integers blue) {
   constexpr bool six = format == yuyvFormatRgb565;
-  const Integers greenField = six ? up16<3>(both(green, words(0xFC))) : up16<2>(both(green, words(0xF8)));
-  return either(either(up16<8>(both(red, words(0xF8))), greenField), down16<3>(blue));
+  const Integers greenField =
+      six ? shiftLeft16<3>(bitAnd(green, words(0xFC))) : shiftLeft16<2>(bitAnd(green, words(0xF8)));
+  return bitOr(bitOr(shiftLeft16<8>(bitAnd(red, words(0xF8))), greenField), shiftRight16<3>(blue));
 }
 
 // Words of 0 to 255, a pixel each, in order.
 template <std::uint32_t format>
 KVEXA_INLINE void storePixels(std::uint8_t* pixels, Integers red, Integers green, Integers blue) {
   if constexpr (format == yuyvFormatRgb888) {
-    storeBgr(pixels, either(blue, up16<8>(green)), red);
+    storeBgr(pixels, bitOr(blue, shiftLeft16<8>(green)), red);
   } else {
     store(pixels, packedWord<format>(red, green, blue));
   }
@@ -50,21 +51,22 @@ struct ChannelWords {
 template <std::uint32_t format>
 KVEXA_INLINE Integers packedFine(const ChannelWords& pixel) {
   constexpr bool six = format == yuyvFormatRgb565;
-  const Integers red = both(add16(pixel.red, pixel.red), words(0xF800));
-  const Integers green =
-      six ? both(down16<4>(pixel.green), words(0x07E0)) : both(down16<5>(pixel.green), words(0x03E0));
-  return either(either(red, green), down16<10>(pixel.blue));
+  const Integers red = bitAnd(add16(pixel.red, pixel.red), words(0xF800));
+  const Integers green = six ? bitAnd(shiftRight16<4>(pixel.green), words(0x07E0))
+                             : bitAnd(shiftRight16<5>(pixel.green), words(0x03E0));
+  return bitOr(bitOr(red, green), shiftRight16<10>(pixel.blue));
 }
 
 template <std::uint32_t format>
 KVEXA_INLINE void storeGroups(std::uint8_t* pixels, const ChannelWords& first, const ChannelWords& second) {
   if constexpr (format == yuyvFormatRgb888) {
-    storeSixes(pixels, {down16<7>(first.blue), down16<7>(first.green), down16<7>(first.red)},
-               {down16<7>(second.blue), down16<7>(second.green), down16<7>(second.red)});
+    storeSixes(pixels,
+               {shiftRight16<7>(first.blue), shiftRight16<7>(first.green), shiftRight16<7>(first.red)},
+               {shiftRight16<7>(second.blue), shiftRight16<7>(second.green), shiftRight16<7>(second.red)});
   } else {
     const Integers early = packedFine<format>(first), late = packedFine<format>(second);
-    store(pixels, evenOdd16(early, up32<16>(late)));
-    store(pixels + vectorBytes, evenOdd16(down32<16>(early), late));
+    store(pixels, evenOdd16(early, shiftLeft32<16>(late)));
+    store(pixels + vectorBytes, evenOdd16(shiftRight32<16>(early), late));
   }
 }
 
@@ -84,11 +86,11 @@ struct Studio8 {
     ChromaTerms terms;
     terms.red = add16(mulHigh16(v, words(52288)), words(32768 - 28528));
     // 17344 - 104 v + floor(-50.125 u), where the last is floor(50.125 (255 - u) + 0.125) - 12782.
-    terms.green = sub16(add16(mulHigh16(differing(u, words(0xFF01)), words(12832)), words(37330)),
+    terms.green = sub16(add16(mulHigh16(bitXor(u, words(0xFF01)), words(12832)), words(37330)),
                         mulHigh16(v, words(26624)));
     // 258.125 u - 2656, as 254.125 u less what 4 u lacks to 2656. It is below zero for the smallest u; what
     // is missing then is taken from the sum.
-    const Integers most = mulHigh16(u, words(65056)), lacking = sub16(words(2656), down16<6>(u));
+    const Integers most = mulHigh16(u, words(65056)), lacking = sub16(words(2656), shiftRight16<6>(u));
     terms.blue = subSaturated16(most, lacking);
     terms.blueTaken = add16(subSaturated16(lacking, most), words(32768));
     return terms;
@@ -96,17 +98,17 @@ struct Studio8 {
 };
 
 struct Full8 {
-  KVEXA_INLINE static Integers lumaOf(Integers y) { return up16<7>(y); }
+  KVEXA_INLINE static Integers lumaOf(Integers y) { return shiftLeft16<7>(y); }
 
   KVEXA_INLINE static ChromaTerms termsOf(Integers u, Integers v) {
     ChromaTerms terms;
     // floor(179.5 v + 0.625) - 22971: anything from 0.5 to below 1 does for 0.625, and 45952 / 65536 is 0.70.
-    terms.red = add16(mulHigh16(either(v, words(1)), words(45952)), words(32768 - 22971));
+    terms.red = add16(mulHigh16(bitOr(v, words(1)), words(45952)), words(32768 - 22971));
     // floor(91.375 (255 - v) + 0.625) - 5967 - 44 u, with 0.71 for 0.625.
-    terms.green = sub16(add16(mulHigh16(differing(v, words(0xFF02)), words(23392)), words(32768 - 5967)),
+    terms.green = sub16(add16(mulHigh16(bitXor(v, words(0xFF02)), words(23392)), words(32768 - 5967)),
                         mulHigh16(u, words(11264)));
     // floor(226.875 u + 0.625) - 29033, with 2.66 for 0.625 and 2 less at the end.
-    terms.blue = add16(mulHigh16(either(u, words(3)), words(58080)), words(32768 - 29033 - 2));
+    terms.blue = add16(mulHigh16(bitOr(u, words(3)), words(58080)), words(32768 - 29033 - 2));
     terms.blueTaken = words(32768);
     return terms;
   }
@@ -129,18 +131,19 @@ std::size_t yuyvInteger8(const std::uint8_t* source, std::uint8_t* output, std::
     prefetchForWriting(output + 2 * group * yuyvPixelBytes<format>);
     Integers a, b;
     if constexpr (format == yuyvFormatRgb888) {
-      loadForJoin(source + 4 * group, a, b);
+      loadForPack(source + 4 * group, a, b);
     } else {
       a = load(source + 4 * group);
       b = load(source + 4 * group + vectorBytes);
     }
     // First halves of groups, then second halves: words of a luma and a chroma.
-    const Integers first = evenOdd16(a, up32<16>(b)), second = evenOdd16(down32<16>(a), b);
+    const Integers first = evenOdd16(a, shiftLeft32<16>(b)), second = evenOdd16(shiftRight32<16>(a), b);
     const auto luma = [](Integers half) {
-      return Method::lumaOf(order == YuyvOrder::chromaFirst ? down16<8>(half) : both(half, words(0xFF)));
+      return Method::lumaOf(order == YuyvOrder::chromaFirst ? shiftRight16<8>(half)
+                                                            : bitAnd(half, words(0xFF)));
     };
     const auto chroma = [](Integers half) {
-      return order == YuyvOrder::chromaFirst ? up16<8>(half) : both(half, words(0xFF00));
+      return order == YuyvOrder::chromaFirst ? shiftLeft16<8>(half) : bitAnd(half, words(0xFF00));
     };
     const ChromaTerms terms = Method::termsOf(chroma(first), chroma(second));
     storeGroups<format>(output + 2 * group * yuyvPixelBytes<format>, pixelsOf(luma(first), terms),
@@ -162,9 +165,9 @@ struct ChannelOf16 {
   // Eight or more words of 0 to 255 from the luma products of both halves.
   KVEXA_INLINE Integers apply(Integers chroma, Integers lumaLow, Integers lumaHigh, unsigned shift) const {
     const Integers term = add32(multiplyPairs(chroma, chromaWeights), constant);
-    const Integers low = downSigned32By(add32(lumaLow, mixLow32(term, term)), shift);
-    const Integers high = downSigned32By(add32(lumaHigh, mixHigh32(term, term)), shift);
-    return max16(min16(joinSigned32(low, high), words(255)), zeroIntegers());
+    const Integers low = shiftRightSigned32(add32(lumaLow, interleaveLow32(term, term)), shift);
+    const Integers high = shiftRightSigned32(add32(lumaHigh, interleaveHigh32(term, term)), shift);
+    return max16(min16(packSigned32(low, high), words(255)), zeroIntegers());
   }
 };
 
@@ -172,7 +175,7 @@ struct ChannelOf16 {
 template <YuyvOrder order>
 KVEXA_INLINE void loadGroups16(const std::uint8_t* source, Integers& luma, Integers& chroma) {
   Integers a, b;
-  loadForJoin(source, a, b);
+  loadForPack(source, a, b);
   a = swapMiddle16(a);
   b = swapMiddle16(b);
   constexpr bool chromaFirst = order == YuyvOrder::chromaFirst;
@@ -196,10 +199,10 @@ std::size_t yuyvInteger16(const std::uint8_t* source, std::uint8_t* output, std:
     prefetchForWriting(output + 2 * group * yuyvPixelBytes<format>);
     Integers luma, chroma;
     loadGroups16<order>(source + 8 * group, luma, chroma);
-    luma = differing(luma, words(-32768));
-    chroma = differing(chroma, words(-32768));
-    const Integers low = multiplyPairs(mixLow16(luma, zeroIntegers()), lumaWeight);
-    const Integers high = multiplyPairs(mixHigh16(luma, zeroIntegers()), lumaWeight);
+    luma = bitXor(luma, words(-32768));
+    chroma = bitXor(chroma, words(-32768));
+    const Integers low = multiplyPairs(interleaveLow16(luma, zeroIntegers()), lumaWeight);
+    const Integers high = multiplyPairs(interleaveHigh16(luma, zeroIntegers()), lumaWeight);
     storePixels<format>(output + 2 * group * yuyvPixelBytes<format>, red.apply(chroma, low, high, shift),
                         green.apply(chroma, low, high, shift), blue.apply(chroma, low, high, shift));
   });
