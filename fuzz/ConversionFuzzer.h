@@ -1,5 +1,5 @@
 // Fuzzes the fast converters against the plain one: the input's first bytes choose size and options, the
-// rest is weights and content, or chooses those that the tests' adversary thinks of. Any difference ends the
+// rest is weights and content, or chooses those of the tests' adversary. Any difference ends the
 // program.
 #pragma once
 

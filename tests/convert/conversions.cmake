@@ -29,8 +29,8 @@ function(addConversionTests program)
   target_compile_definitions(${program} PRIVATE KVEXA_TEST_PROGRAM="${program}")
   foreach(set scalar ${KVEXA_INSTRUCTION_SETS})
     add_test(NAME ${program}_${set} COMMAND ${program})
-    # One at a time: they would give their result files the same name. The code tells that the machine does
-    # not have the set.
+    # One at a time: they would give their result files the same name. The code reports that the machine
+    # does not have the set.
     set_tests_properties(${program}_${set} PROPERTIES
       ENVIRONMENT "KVEXA_INSTRUCTION_SET=${set}" RESOURCE_LOCK ${program} SKIP_RETURN_CODE 77)
   endforeach()

@@ -9,11 +9,11 @@ namespace kvexa::convert {
 // To nearest, every exception masked, denormals kept; no flag is set.
 constexpr unsigned defaultMxcsr = 0x1F80;
 
-// Has the default state while it lives, then the caller's word again with the flags that it had.
+// Sets the default state for its lifetime, then restores the caller's control word with its flags.
 class DefaultFloatingPoint {
  public:
   DefaultFloatingPoint() : callers_(_mm_getcsr()) {
-    // Loading is slow, and most callers differ in flags alone, which matter to no result.
+    // Loading is slow, and most callers differ in flags alone, which change no result.
     if ((callers_ & ~flags) != defaultMxcsr) _mm_setcsr(defaultMxcsr);
   }
   ~DefaultFloatingPoint() {

@@ -1,4 +1,4 @@
-// One pixel of a Bayer mosaic by bilinear interpolation: the meaning of the conversion.
+// One pixel of a Bayer mosaic by bilinear interpolation: the definition of the conversion.
 #pragma once
 
 #include <cstddef>
@@ -40,7 +40,7 @@ constexpr bool contributes(int neighbour) {
 }
 
 // One colour of one pixel: its own sample, or else the truncated mean of the samples of that colour among
-// the neighbours inside the image. Which those are is settled when this is compiled.
+// the neighbours inside the image. Which those are is decided at compile time.
 template <Site site, Reach reach, Colour wanted, typename Sample>
 std::uint32_t channel(const BayerRows<Sample>& rows, std::size_t column) {
   if constexpr (site.colour() == wanted) {

@@ -7,7 +7,7 @@ namespace kvexa::convert {
 
 enum class Colour { blue, green, red };
 
-// Where a pixel stands in the 2x2 cell. Red samples lie where a row that holds red crosses a column that
+// Where a pixel is in the 2x2 cell. Red samples are where a row that holds red crosses a column that
 // holds red, blue ones where neither does.
 struct Site {
   bool redRow;

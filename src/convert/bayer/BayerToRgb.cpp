@@ -55,7 +55,7 @@ struct Conversion {
     }
   }
 
-  // wide tells the loops for 16-bit samples that sums of four do not fit 16 bits.
+  // wide: sums of four 16-bit samples may not fit 16 bits.
   template <Site start>
   void writeInteriorRow(const BayerRows<Sample>& rows, std::uint8_t* output, bool wide) const {
     constexpr Site odd = start.neighbour(0, 1);
@@ -125,7 +125,7 @@ struct Conversion {
     }
   }
 
-  // Says of one interior row after the other whether its three source rows hold samples of 2^14 or more.
+  // Reports for one interior row after the other whether its three source rows have samples of 2^14 or more.
   class RowDepth {
    public:
     RowDepth(const Conversion& conversion, const std::uint8_t* source)

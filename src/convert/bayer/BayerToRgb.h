@@ -8,7 +8,7 @@
 namespace kvexa::convert {
 
 // width * height samples to as many pixels: blue, green, red bytes, or 16-bit words with red on top.
-// Buffers may stand at any address and must not overlap. False, with nothing written, for a null pointer,
+// Buffers may be at any address and must not overlap. False, with nothing written, for a null pointer,
 // a width or height below 4 (there is no cell of four interior pixels), an image that exceeds the address
 // space, a pattern above 3, and bits outside 9 to 16.
 bool raw8ToRgb565(const std::uint8_t* source, std::uint16_t* destination, std::uint32_t width,

@@ -91,7 +91,7 @@ struct Filter {
                             oddRows, evenRows);
   }
 
-  // pixels is that of row 1, column 1; its rows stand pitch pixels apart. The first columns may be done.
+  // pixels is that of row 1, column 1; its rows are pitch pixels apart. The first columns may be done.
   void writeInterior(const std::uint8_t* source, std::uint8_t* pixels, std::size_t pitch,
                      std::size_t columnsDone) const {
     const std::size_t first = columnsDone + 1;

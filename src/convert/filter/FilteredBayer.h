@@ -13,7 +13,7 @@ namespace kvexa::convert {
 enum class Extent { framed, interior };
 
 // kernels holds twelve kernels of nine doubles each, row by row; three (red, green, blue) per site in the
-// order blue, green beside blue, green beside red, red. Buffers may stand at any address and must not
+// order blue, green beside blue, green beside red, red. Buffers may be at any address and must not
 // overlap. False, with nothing written, for a null pointer, a size below 4 (below 3 for the interior
 // alone, which then still has a pixel), an image that exceeds the address space, a pattern above 3, and
 // bits outside 9 to 16.

@@ -88,7 +88,7 @@ class StripeRows {
   StripeRows(const RowLoops& loops, std::size_t count, std::size_t sampleBytes)
       : loops_(loops), count_(count), sampleBytes_(sampleBytes) {}
 
-  // Takes the next row in; the oldest goes.
+  // Adds the next row and drops the oldest.
   void take(const std::uint8_t* samples) {
     std::rotate(rows_, rows_ + 1, rows_ + 3);
     rows_[2]->hasDoubles = false;
@@ -121,7 +121,7 @@ class StripeRows {
   Row* rows_[3] = {&storage_[0], &storage_[1], &storage_[2]};
 };
 
-// Where estimates leave too much in doubt, the next rows are computed in doubles straight away.
+// Where too many estimates are doubtful, the next rows are computed in doubles at once.
 class Confidence {
  public:
   bool mayEstimate() {

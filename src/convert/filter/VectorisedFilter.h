@@ -15,7 +15,7 @@ class FilterRowWeights {
   // Each site's three kernels of nine weights; first is the site of the even pixels of a row.
   FilterRowWeights(const double* firstSite, const double* secondSite, std::size_t sampleBytes, unsigned bits);
 
-  // Sets the slack for samples up to a value. False when only doubles will do.
+  // Sets the slack for samples up to a value. False when only doubles are precise enough.
   bool prepare(double largestSample);
 
   const FilterWeights& weights() const { return weights_; }

@@ -1,4 +1,4 @@
-// Interior rows of Bayer mosaics in vectors. A unit includes this after its vocabulary.
+// Interior rows of Bayer mosaics in vectors. Included after a vocabulary.
 #pragma once
 
 #include "convert/base/Packing.h"
@@ -39,7 +39,7 @@ struct WordPixels {
   Integers red, green, blue;
 };
 
-// The pixels of even and of odd places of a row. Its own colour is red or blue; the other comes from the
+// The pixels of even and of odd places of a row. Its own colour is red or blue; the other is from the
 // rows around it.
 template <bool redRow, bool colourFirst>
 KVEXA_INLINE void interpolatePairs(const std::uint8_t* above, const std::uint8_t* own,
@@ -90,7 +90,7 @@ std::size_t bayer8(const std::uint8_t* above, const std::uint8_t* own, const std
   });
 }
 
-// ---- 16-bit samples: one word a pixel, both sites computed, the right one taken ----
+// ---- 16-bit samples: one word a pixel, both sites computed, the right one selected ----
 
 // Truncated means of words that use all 16 bits. The mean of four is that of two means, one less where
 // their halves did not add up to a carry.

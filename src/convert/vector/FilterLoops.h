@@ -1,5 +1,5 @@
 // Filtered Bayer rows in vectors: estimated in single precision, and where the estimate is too near a
-// boundary to decide, computed in doubles. A unit includes this after its vocabulary.
+// boundary to decide, computed in doubles. Included after a vocabulary.
 #pragma once
 
 #include "convert/base/Packing.h"
@@ -31,7 +31,7 @@ KVEXA_INLINE const Number* elementOf(const RowsOf<Number>& rows, std::size_t pix
   return row + pixel + element % 3 - 1;
 }
 
-// How far a channel is shifted down before it is packed.
+// How far a channel is shifted right before it is packed.
 template <std::size_t sampleBytes, Packing packing>
 KVEXA_INLINE unsigned channelShift(std::size_t channel, unsigned bits) {
   if (sampleBytes == 1) return 0;
@@ -57,8 +57,8 @@ KVEXA_INLINE void storeFiltered(std::uint8_t* pixels, Integers red, Integers gre
 KVEXA_INLINE Doubles doublesAt(const float* at) { return widen(at); }
 KVEXA_INLINE Doubles doublesAt(const double* at) { return loadDoubles(at); }
 
-// The same weights, but the compiler does not know: it would otherwise copy all of them to the stack to
-// keep them at hand, which costs more than loading them again.
+// The same weights, hidden from the optimizer, which would otherwise copy all of them to the stack; that
+// costs more than loading them again.
 KVEXA_INLINE const FilterWeights& loadedAnew(const FilterWeights& weights) {
   const FilterWeights* address = &weights;
   asm volatile("" : "+r"(address));
@@ -66,7 +66,7 @@ KVEXA_INLINE const FilterWeights& loadedAnew(const FilterWeights& weights) {
 }
 
 // Keeps a sample in its register for all three channels, and so the weights as operands in memory: with
-// eight registers the compiler otherwise turns to and fro.
+// eight registers the compiler otherwise spills and reloads.
 KVEXA_INLINE Doubles held(Doubles sample) {
   asm volatile("" : "+x"(sample));
   return sample;
@@ -148,7 +148,7 @@ KVEXA_INLINE FilterEstimate estimatedBlock(const FilterRows& rows, std::size_t p
   return estimate;
 }
 
-// Puts the exact words of one vector (0 or 1) of a block in the place of the estimated ones.
+// Replaces the estimated words of one vector (0 or 1) of a block by the exact ones.
 template <std::size_t sampleBytes, Packing packing>
 __attribute__((noinline)) void decide(const FilterRows& rows, std::size_t pixel, const FilterWeights& weights,
                                       FilterEstimate& estimate, std::size_t vector) {

@@ -1,4 +1,4 @@
-// What the loops over filtered Bayer rows are told.
+// The parameters of the loops over filtered Bayer rows.
 #pragma once
 
 #include <cstddef>
@@ -6,11 +6,11 @@
 
 namespace kvexa::convert {
 
-// Lanes of the widest vectors there may be.
+// Lanes of the widest supported vectors.
 constexpr std::size_t mostFloatLanes = 16;
 constexpr std::size_t mostDoubleLanes = 8;
 
-// The kernels of one row: weights of two sites that take turns, spread over the lanes of a vector. Indices
+// The kernels of one row: weights of two sites in turn, repeated over the lanes of a vector. Indices
 // are channel (red, green, blue) times 9 plus the element of the kernel.
 struct FilterWeights {
   alignas(64) float single[27][mostFloatLanes];
@@ -22,8 +22,8 @@ struct FilterWeights {
   unsigned bits;
 };
 
-// Rows of samples as floats or doubles, both of which hold them exactly; the columns beside the pixels are
-// there.
+// Rows of samples as floats or doubles, both of which represent them exactly. One column before and one after
+// the pixels can be read.
 template <typename Number>
 struct RowsOf {
   const Number* above;
@@ -33,8 +33,8 @@ struct RowsOf {
 using FilterRows = RowsOf<float>;
 using ExactRows = RowsOf<double>;
 
-// Filters pixels of a row and returns how many were done, all but perhaps the last. doubts counts the
-// vectors that single precision could not decide.
+// Filters pixels of a row and returns how many were done: all, or all but the last. doubts is set to the
+// number of vectors for which single precision was not precise enough.
 using FilterLoop = std::size_t (*)(const FilterRows& rows, std::uint8_t* pixels, std::size_t count,
                                    const FilterWeights& weights, std::size_t& doubts);
 // The same in doubles alone.

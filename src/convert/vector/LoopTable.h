@@ -1,5 +1,5 @@
-// The loops of a unit as the table that it contributes; made when compiled, so that no code of the set runs
-// before the set was chosen.
+// The table of the loops of a set, made at compile time, so that no code of the set runs before the set has
+// been chosen. Included after a vocabulary.
 #pragma once
 
 #include "convert/vector/BayerLoops.h"

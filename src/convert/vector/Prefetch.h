@@ -1,5 +1,5 @@
-// Asks for memory that a loop comes to soon. The processor's own prefetching ends with every page; beyond a
-// buffer's end the question is harmless.
+// Prefetches memory that a loop will need soon. The processor's own prefetching ends with every page.
+// Prefetching beyond the end of a buffer is harmless.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// What one instruction set contributes: loops over a row. The converters walk the frame, ask the loop to do
-// as much of each row as it can, and do the rest with the plain code that gives the meaning.
+// What an instruction set provides: loops over a row. The converters go through the frame, let the loop do as
+// much of each row as it can, and do the rest with the plain code, which defines the result.
 #pragma once
 
 #include <cstddef>

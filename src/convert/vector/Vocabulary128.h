@@ -1,5 +1,5 @@
 // The vector vocabulary in registers of 128 bits: SSE2, and SSE4.1 where the unit is compiled for it.
-// Everything has internal linkage: code compiled for one set must never stand in for another's.
+// Everything has internal linkage: code compiled for one set must never be linked in place of another's.
 #pragma once
 
 #include <emmintrin.h>
@@ -26,7 +26,6 @@ KVEXA_INLINE Integers load(const std::uint8_t* bytes) {
 KVEXA_INLINE void store(std::uint8_t* bytes, Integers a) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), a);
 }
-// Two neighbouring vectors so that operations within 128 bits keep the order of what they join.
 KVEXA_INLINE void loadForPack(const std::uint8_t* bytes, Integers& first, Integers& second) {
   first = load(bytes);
   second = load(bytes + vectorBytes);
@@ -79,7 +78,7 @@ KVEXA_INLINE Integers shiftRightSigned32(Integers a, unsigned count) {
   return _mm_sra_epi32(a, _mm_cvtsi32_si128(static_cast<int>(count)));
 }
 
-// Joins and splits within each 128 bits.
+// Packing and interleaving within each 128 bits.
 KVEXA_INLINE Integers packSigned32(Integers a, Integers b) { return _mm_packs_epi32(a, b); }
 KVEXA_INLINE Integers packUnsigned16(Integers a, Integers b) { return _mm_packus_epi16(a, b); }
 KVEXA_INLINE Integers interleaveLow16(Integers a, Integers b) { return _mm_unpacklo_epi16(a, b); }
@@ -132,7 +131,7 @@ KVEXA_INLINE void storeInterleaved(std::uint8_t* output, Integers even, Integers
   store(output + 16, interleaveHigh16(even, odd));
 }
 
-// Four times B, G, R and a byte that is dropped become 12 bytes in front.
+// Four times B, G, R and a byte that is dropped become the first 12 bytes.
 KVEXA_INLINE Integers dropFourthBytes(Integers a) {
 #ifdef __SSE4_1__
   return _mm_shuffle_epi8(a, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
@@ -178,7 +177,7 @@ KVEXA_INLINE void storeSaturated(std::uint8_t* output, Integers red, Integers gr
 }
 
 #ifdef __SSE4_1__
-// Three vectors whose words stand where they go within 24 words, to memory.
+// Three vectors whose words are in their places within 24 words, to memory.
 KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Integers c) {
   store(output, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x92), c, 0x24));
   store(output + 16, _mm_blend_epi16(_mm_blend_epi16(a, b, 0x24), c, 0x49));

@@ -1,5 +1,5 @@
 // The vector vocabulary in registers of 256 bits: AVX2 and fused multiply-add.
-// Everything has internal linkage: code compiled for one set must never stand in for another's.
+// Everything has internal linkage: code compiled for one set must never be linked in place of another's.
 #pragma once
 
 #include <immintrin.h>
@@ -32,7 +32,6 @@ KVEXA_INLINE Integers load(const std::uint8_t* bytes) {
 KVEXA_INLINE void store(std::uint8_t* bytes, Integers a) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), a);
 }
-// Two neighbouring vectors so that operations within 128 bits keep the order of what they join.
 KVEXA_INLINE void loadForPack(const std::uint8_t* bytes, Integers& first, Integers& second) {
   first = _mm256_inserti128_si256(_mm256_castsi128_si256(loadHalf(bytes)), loadHalf(bytes + 32), 1);
   second = _mm256_inserti128_si256(_mm256_castsi128_si256(loadHalf(bytes + 16)), loadHalf(bytes + 48), 1);
@@ -79,7 +78,7 @@ KVEXA_INLINE Integers shiftRightSigned32(Integers a, unsigned count) {
   return _mm256_sra_epi32(a, _mm_cvtsi32_si128(static_cast<int>(count)));
 }
 
-// Joins and splits within each 128 bits.
+// Packing and interleaving within each 128 bits.
 KVEXA_INLINE Integers packSigned32(Integers a, Integers b) { return _mm256_packs_epi32(a, b); }
 KVEXA_INLINE Integers packUnsigned16(Integers a, Integers b) { return _mm256_packus_epi16(a, b); }
 KVEXA_INLINE Integers interleaveLow16(Integers a, Integers b) { return _mm256_unpacklo_epi16(a, b); }
@@ -167,7 +166,7 @@ KVEXA_INLINE void storeSaturated(std::uint8_t* output, Integers red, Integers gr
   storeEight(output + 40, highHalf(back));
 }
 
-// Three vectors whose words stand where they go within 24 words, to memory.
+// Three vectors whose words are in their places within 24 words, to memory.
 KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Integers c) {
   const Integers one = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x92), c, 0x24);
   const Integers two = _mm256_blend_epi16(_mm256_blend_epi16(a, b, 0x24), c, 0x49);

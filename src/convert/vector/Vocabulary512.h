@@ -1,5 +1,5 @@
 // The vector vocabulary in registers of 512 bits: AVX-512 with the byte, double-word and length extensions.
-// Everything has internal linkage: code compiled for one set must never stand in for another's.
+// Everything has internal linkage: code compiled for one set must never be linked in place of another's.
 #pragma once
 
 // This compiler's header makes values that do not matter out of themselves, and then warns of it.
@@ -31,7 +31,6 @@ KVEXA_INLINE void store(std::uint8_t* bytes, Integers a) { _mm512_storeu_si512(b
 KVEXA_INLINE void storeHalf(std::uint8_t* bytes, Integers a) {
   _mm256_storeu_si256(reinterpret_cast<__m256i*>(bytes), _mm512_castsi512_si256(a));
 }
-// Two neighbouring vectors so that operations within 128 bits keep the order of what they join.
 KVEXA_INLINE void loadForPack(const std::uint8_t* bytes, Integers& first, Integers& second) {
   const Integers a = load(bytes), b = load(bytes + vectorBytes);
   first = _mm512_shuffle_i64x2(a, b, 0x88);
@@ -79,7 +78,7 @@ KVEXA_INLINE Integers shiftRightSigned32(Integers a, unsigned count) {
   return _mm512_sra_epi32(a, _mm_cvtsi32_si128(static_cast<int>(count)));
 }
 
-// Joins and splits within each 128 bits.
+// Packing and interleaving within each 128 bits.
 KVEXA_INLINE Integers packSigned32(Integers a, Integers b) { return _mm512_packs_epi32(a, b); }
 KVEXA_INLINE Integers packUnsigned16(Integers a, Integers b) { return _mm512_packus_epi16(a, b); }
 KVEXA_INLINE Integers interleaveLow16(Integers a, Integers b) { return _mm512_unpacklo_epi16(a, b); }
@@ -164,7 +163,7 @@ KVEXA_INLINE void storeSaturated(std::uint8_t* output, Integers red, Integers gr
   storeHalf(output + 64, _mm512_permutex2var_epi64(front, _mm512_setr_epi64(12, 6, 7, 14, 0, 0, 0, 0), back));
 }
 
-// Three vectors whose words stand where they go within 24 words, to memory.
+// Three vectors whose words are in their places within 24 words, to memory.
 KVEXA_INLINE void storeThirds(std::uint8_t* output, Integers a, Integers b, Integers c) {
   const auto blended = [=](__mmask32 ofB, __mmask32 ofC) {
     return _mm512_mask_blend_epi16(ofC, _mm512_mask_blend_epi16(ofB, a, b), c);

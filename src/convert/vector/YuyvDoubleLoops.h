@@ -1,5 +1,5 @@
 // The methods in doubles from Y, U, V: estimated in single precision, and where the estimate is too near a
-// boundary to decide, computed in doubles. A unit includes this after its vocabulary.
+// boundary to decide, computed in doubles. Included after a vocabulary.
 #pragma once
 
 #include <type_traits>
@@ -150,7 +150,7 @@ std::size_t yuyvDouble(const std::uint8_t* source, std::uint8_t* output, std::si
         BlockEstimate b = estimated(block, estimate, 2);
         const auto doubts = [&](Integers places) { return subSaturated16(places, estimate.limit); };
         if (anyBit(doubts(maxUnsigned16(maxUnsigned16(r.places, g.places), b.places))) != 0) {
-          // Outside of 0 to 255 either whole number gives the same channel, so doubts there are taken back.
+          // Outside of 0 to 255 either whole number gives the same channel, so it is not doubtful there.
           const auto isDoubtful = [&](const BlockEstimate& channel) {
             const Integers outside = mulLow16(shiftRight16<8>(channel.whole), words(255));
             return anyBit(subSaturated16(doubts(channel.places), outside)) != 0;

@@ -1,4 +1,4 @@
-// The integer methods from Y, U, V in vectors. A unit includes this after its vocabulary.
+// The integer methods from Y, U, V in vectors. Included after a vocabulary.
 #pragma once
 
 #include "convert/vector/Prefetch.h"
@@ -40,8 +40,8 @@ KVEXA_INLINE void storePixels(std::uint8_t* pixels, Integers red, Integers green
   }
 }
 
-// ---- 8-bit samples: all in words. Lanes are groups, of two vectors in turn, so that chroma terms are formed
-// once a group and pixels need not change lanes ----
+// ---- 8-bit samples: all in words. Lanes are groups, of two vectors in turn, so that chroma terms are
+// computed once a group and pixels need not change lanes ----
 
 // Channels of 8 bits with 7 binary places below them, a pixel a word.
 struct ChannelWords {
@@ -70,11 +70,10 @@ KVEXA_INLINE void storeGroups(std::uint8_t* pixels, const ChannelWords& first, c
   }
 }
 
-// What the chroma of a group adds to its channels, and 2^15. The sums are taken divided by 8, which changes
+// What the chroma of a group adds to its channels, and 2^15. The sums are divided by 8, which changes
 // no result: 149 y + floor((1634 v - 228224) / 8) and so on. Samples are in the high bytes of words, so that
 // the high half of a product is the floor of a sample times a weight of eighths. A remainder of the constant
-// comes in as a low byte beside the sample; a weight that counts downwards multiplies what the sample lacks
-// to 255.
+// is a low byte below the sample; a negative weight multiplies 255 less the sample.
 struct ChromaTerms {
   Integers red, green, blue, blueTaken;
 };
@@ -88,8 +87,8 @@ struct Studio8 {
     // 17344 - 104 v + floor(-50.125 u), where the last is floor(50.125 (255 - u) + 0.125) - 12782.
     terms.green = sub16(add16(mulHigh16(bitXor(u, words(0xFF01)), words(12832)), words(37330)),
                         mulHigh16(v, words(26624)));
-    // 258.125 u - 2656, as 254.125 u less what 4 u lacks to 2656. It is below zero for the smallest u; what
-    // is missing then is taken from the sum.
+    // 258.125 u - 2656, as 254.125 u - (2656 - 4 u). It is negative for the smallest u; its magnitude is then
+    // subtracted from the sum.
     const Integers most = mulHigh16(u, words(65056)), lacking = sub16(words(2656), shiftRight16<6>(u));
     terms.blue = subSaturated16(most, lacking);
     terms.blueTaken = add16(subSaturated16(lacking, most), words(32768));
@@ -151,11 +150,11 @@ std::size_t yuyvInteger8(const std::uint8_t* source, std::uint8_t* output, std::
   });
 }
 
-// ---- 16-bit samples: sums of 32 bits. Samples are taken less 2^15, so that they are signed words ----
+// ---- 16-bit samples: sums of 32 bits. 2^15 is subtracted from samples, so that they are signed words ----
 
 struct ChannelOf16 {
   Integers chromaWeights;  // of U in the low word, of V in the high one
-  Integers constant;       // with what the shift of the samples took away
+  Integers constant;       // with what the subtraction from the samples changed
 
   ChannelOf16(std::uint32_t luma, int ofU, int ofV, std::int64_t offset)
       : chromaWeights(dwords(static_cast<int>(static_cast<std::uint32_t>(ofV) << 16 |

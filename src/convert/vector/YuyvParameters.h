@@ -1,4 +1,4 @@
-// What the loops over YUYV groups are told.
+// The parameters of the loops over YUYV groups.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +38,7 @@ struct DoubleWeights {
 // green, blue and a constant each. They are never above the sums in doubles, and where their lower 16 bits
 // are at most the limit, the whole numbers above these bits are the same.
 struct YuyvEstimate {
-  bool isUsable = false;  // else everything is computed in doubles
+  bool isUsable = false;  // if not, everything is computed in doubles
   float weights[3][3];
   float constants[3];
   int limit;

@@ -119,7 +119,7 @@ std::size_t VectorisedYuyv::run(const RowLoops& loops, const std::uint8_t* sourc
     parameters.estimate = estimateOf(sums, 255.0, parameters.extraBits);
     return loop(source, pixels, groups, parameters);
   }
-  // The slack follows the samples that there are: most have fewer bits than their words.
+  // The slack depends on the samples at hand: most have fewer bits than their words.
   constexpr std::size_t groupsAtOnce = 1024;
   std::size_t done = 0;
   while (done < groups) {

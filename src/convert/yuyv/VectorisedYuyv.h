@@ -15,7 +15,7 @@ struct AffineSums {
   double constants[3];
 };
 
-// Which loop does the groups of a frame, and with what.
+// The loop for the groups of a frame, and its parameters.
 struct VectorisedYuyv {
   YuyvLoop loop = nullptr;
   YuyvParameters parameters;

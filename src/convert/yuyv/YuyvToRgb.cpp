@@ -54,8 +54,8 @@ void convertGroups(const Frame& frame, const Method& method) {
   constexpr std::size_t chroma = order == YuyvOrder::chromaFirst ? 0 : 1;
   constexpr std::size_t luma = 1 - chroma;
   constexpr YuyvPacker<format> pack;
-  // Of a copy whose address nobody has the compiler knows that no pixel is written over it. The integer
-  // methods have constants.
+  // A copy whose address is never taken cannot be overwritten by a pixel, so its weights stay in registers.
+  // The integer methods have constants.
   const std::conditional_t<std::is_same_v<Method, IntegerMethod>, const Method&, Method> equations = method;
   const auto groups = static_cast<std::size_t>(std::uint64_t{frame.width} * frame.height / 2);
   const std::uint8_t* source = bytesOf(frame.source);

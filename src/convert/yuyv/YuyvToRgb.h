@@ -12,7 +12,7 @@ enum class YuyvMethod : std::uint32_t { integerStudio, doubleStudio, integerFull
 constexpr std::uint32_t yuyvMethodCount = 4;
 
 // width * height / 2 groups of four samples, each to two pixels; rows do not matter, and the last pixel of
-// an odd count is not written. Buffers may stand at any address and must not overlap. False, with nothing
+// an odd count is not written. Buffers may be at any address and must not overlap. False, with nothing
 // written, for a null pointer, fewer than 2 pixels, an image that exceeds the address space, an unknown
 // method or format, and bits outside 9 to 16.
 bool yuyv8ToRgb(const void* source, void* destination, std::uint32_t width, std::uint32_t height,
