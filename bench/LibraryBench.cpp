@@ -9,9 +9,9 @@
 #include "Jobs.h"
 #include "KernelSets.h"
 #include "Timing.h"
-#include "convert/BayerToRgb.h"
-#include "convert/FilteredBayer.h"
-#include "convert/YuyvToRgb.h"
+#include "convert/bayer/BayerToRgb.h"
+#include "convert/filter/FilteredBayer.h"
+#include "convert/yuyv/YuyvToRgb.h"
 
 using namespace kvexa::convert;
 
@@ -32,7 +32,7 @@ struct Buffers {
 struct Conversion {
   std::string name;
   std::size_t sourceBytes, pixelBytes;  // of a pixel
-  std::function<void(const RowKernels&)> run;
+  std::function<void(const RowLoops&)> run;
 };
 
 std::vector<Conversion> conversionsOf(Buffers& b, bench::Frame f) {
@@ -99,9 +99,9 @@ void measureFrame(bench::Frame frame, const std::string& only, unsigned rounds) 
     if (conversion.name.find(only) == std::string::npos) continue;
     std::vector<bench::Job> jobs;
     for (const InstructionSet set : allInstructionSets) {
-      const RowKernels* kernels = rowKernelsOf(set);
-      if (kernels == nullptr) continue;
-      jobs.push_back({nameOf(set), [&conversion, kernels] { conversion.run(*kernels); }});
+      const RowLoops* loops = rowLoopsOf(set);
+      if (loops == nullptr) continue;
+      jobs.push_back({nameOf(set), [&conversion, loops] { conversion.run(*loops); }});
     }
     // The limit: a copy that moves as many bytes, reads and writes together, as the conversion does.
     const std::size_t copied = frame.pixels() * (conversion.sourceBytes + conversion.pixelBytes) / 2;

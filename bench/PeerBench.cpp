@@ -14,9 +14,9 @@
 #include "Jobs.h"
 #include "KernelSets.h"
 #include "Timing.h"
-#include "convert/BayerToRgb.h"
-#include "convert/FilteredBayer.h"
-#include "convert/YuyvToRgb.h"
+#include "convert/bayer/BayerToRgb.h"
+#include "convert/filter/FilteredBayer.h"
+#include "convert/yuyv/YuyvToRgb.h"
 
 using namespace kvexa::convert;
 
@@ -97,7 +97,7 @@ std::vector<Peer> peersOf(Frames& f) {
     const double* kernels = set.weights.data();
     peers.push_back({"Raw8 through kernels to RGB888, " + set.name, "compiler", [=, &f] {
                        filterRaw8(f.bytes.data(), f.pixels.data(), w, h, 1, kernels, Packing::rgb888,
-                                  Extent::framed, scalarRowKernels);
+                                  Extent::framed, scalarRowLoops);
                      }});
   }
   // Operations in doubles that the text of a conversion asks for, a pixel.

@@ -1,5 +1,5 @@
 #include "ConversionFuzzer.h"
-#include "convert/BayerToRgb.h"
+#include "convert/bayer/BayerToRgb.h"
 
 using namespace kvexa::convert;
 
@@ -13,15 +13,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto* words = reinterpret_cast<const std::uint16_t*>(source.data());
   const kvexa::test::HostState host = kvexa::test::Adversary<fuzz::Input>(input).hostState();
   fuzz::compareAllSets(pixels * (kind % 2 == 0 ? 2 : 3), host,
-                       [&](const RowKernels& kernels, std::uint8_t* output) {
+                       [&](const RowLoops& loops, std::uint8_t* output) {
                          auto* outputWords = reinterpret_cast<std::uint16_t*>(output);
                          switch (kind) {
-                           case 0: return raw8ToRgb565(bytes, outputWords, width, height, pattern, kernels);
-                           case 1: return raw8ToRgb888(bytes, output, width, height, pattern, kernels);
+                           case 0: return raw8ToRgb565(bytes, outputWords, width, height, pattern, loops);
+                           case 1: return raw8ToRgb888(bytes, output, width, height, pattern, loops);
                            case 2:
-                             return raw16ToRgb565(words, outputWords, width, height, pattern, bits, kernels);
-                           default:
-                             return raw16ToRgb888(words, output, width, height, pattern, bits, kernels);
+                             return raw16ToRgb565(words, outputWords, width, height, pattern, bits, loops);
+                           default: return raw16ToRgb888(words, output, width, height, pattern, bits, loops);
                          }
                        });
   return 0;

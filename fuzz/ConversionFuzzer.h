@@ -1,5 +1,5 @@
 // Fuzzes the fast converters against the plain one: the input's first bytes choose size and options, the
-// rest is weights and content, or chooses those that the tests' adversary thinks of. Any difference ends the
+// rest is weights and content, or chooses those of the tests' adversary. Any difference ends the
 // program.
 #pragma once
 
@@ -11,7 +11,7 @@
 #include <cstring>
 #include <vector>
 
-#include "convert/InstructionSet.h"
+#include "convert/vector/InstructionSet.h"
 #include "tests/convert/Adversary.h"
 
 namespace fuzz {
@@ -68,19 +68,19 @@ inline kvexa::test::Aim chooseSamples(kvexa::test::Adversary<Input>& adversary,
   });
 }
 
-// convert(kernels, pixels) must give the same bytes on every set, in the host's state, as on the plain one in
+// convert(loops, pixels) must give the same bytes on every set, in the host's state, as on the plain one in
 // the default state, and leave the host's state alone.
 template <typename Convert>
 void compareAllSets(std::size_t pixelBytes, const kvexa::test::HostState& host, const Convert& convert) {
   using namespace kvexa::convert;
   std::vector<std::uint8_t> expected(pixelBytes, 0x5A);
-  const bool taken = convert(*rowKernelsOf(InstructionSet::scalar), expected.data());
+  const bool taken = convert(*rowLoopsOf(InstructionSet::scalar), expected.data());
   for (const InstructionSet set : allInstructionSets) {
-    const RowKernels* kernels = rowKernelsOf(set);
-    if (kernels == nullptr) continue;
+    const RowLoops* loops = rowLoopsOf(set);
+    if (loops == nullptr) continue;
     std::vector<std::uint8_t> actual(pixelBytes, 0x5A);
     kvexa::test::loadState(host);
-    const bool takenToo = convert(*kernels, actual.data());
+    const bool takenToo = convert(*loops, actual.data());
     const bool isLeftAlone = kvexa::test::takeState().isLeftAlone(host);
     if (takenToo != taken || actual != expected || !isLeftAlone) {
       std::fprintf(stderr, "%s %s\n", nameOf(set),

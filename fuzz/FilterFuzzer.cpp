@@ -1,5 +1,5 @@
 #include "ConversionFuzzer.h"
-#include "convert/FilteredBayer.h"
+#include "convert/filter/FilteredBayer.h"
 
 using namespace kvexa::convert;
 
@@ -25,12 +25,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (double& weight : weights) weight = alike && &weight != weights ? weights[0] : input.number();
     source = input.content(pixels * (deep ? 2 : 1));
   }
-  fuzz::compareAllSets(pixels * 3, host, [&](const RowKernels& kernels, std::uint8_t* output) {
+  fuzz::compareAllSets(pixels * 3, host, [&](const RowLoops& loops, std::uint8_t* output) {
     if (!deep) {
-      return filterRaw8(source.data(), output, width, height, pattern, weights, packing, extent, kernels);
+      return filterRaw8(source.data(), output, width, height, pattern, weights, packing, extent, loops);
     }
     const auto* words = reinterpret_cast<const std::uint16_t*>(source.data());
-    return filterRaw16(words, output, width, height, pattern, weights, bits, packing, extent, kernels);
+    return filterRaw16(words, output, width, height, pattern, weights, bits, packing, extent, loops);
   });
   return 0;
 }

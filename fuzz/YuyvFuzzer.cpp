@@ -1,5 +1,5 @@
 #include "ConversionFuzzer.h"
-#include "convert/YuyvToRgb.h"
+#include "convert/yuyv/YuyvToRgb.h"
 
 using namespace kvexa::convert;
 
@@ -27,14 +27,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     source = input.content(pixels * (deep ? 4 : 2));
   }
-  fuzz::compareAllSets(pixels * 3, host, [&](const RowKernels& kernels, std::uint8_t* output) {
+  fuzz::compareAllSets(pixels * 3, host, [&](const RowLoops& loops, std::uint8_t* output) {
     if (method == yuyvMethodCount) {
-      return deep ? yuyv16ToMtxRgb(source.data(), output, width, height, matrix, order, format, bits, kernels)
-                  : yuyv8ToMtxRgb(source.data(), output, width, height, matrix, order, format, kernels);
+      return deep ? yuyv16ToMtxRgb(source.data(), output, width, height, matrix, order, format, bits, loops)
+                  : yuyv8ToMtxRgb(source.data(), output, width, height, matrix, order, format, loops);
     }
     const YuyvMethod chosen{method};
-    return deep ? yuyv16ToRgb(source.data(), output, width, height, chosen, order, format, bits, kernels)
-                : yuyv8ToRgb(source.data(), output, width, height, chosen, order, format, kernels);
+    return deep ? yuyv16ToRgb(source.data(), output, width, height, chosen, order, format, bits, loops)
+                : yuyv8ToRgb(source.data(), output, width, height, chosen, order, format, loops);
   });
   return 0;
 }

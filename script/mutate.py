@@ -2,6 +2,7 @@
 
     mutate.py COUNT SEED [PATH...]
 """
+import re
 import signal
 import sys
 import threading
@@ -19,9 +20,9 @@ SHORTEST_LIMIT = 10.0  # seconds of processor time
 SLOW_CASE = 0.5  # seconds; the quick cases of the likely programs come first
 
 INTERFACE = {"include/kvexa.h"}  # what programs are compiled with, the tests as well: no code of the DLL
-# Which processor flags the vocabulary of a set needs.
-SETS = {"Vocabulary512.h": {"avx512f", "avx512bw", "avx512dq", "avx512vl"}, "KernelsAvx512.cpp": {"avx512f"},
-        "Vocabulary256.h": {"avx2", "fma"}, "KernelsAvx2.cpp": {"avx2"}, "KernelsSse41.cpp": {"sse4_1"}}
+# The instruction sets: name, vocabulary, the features that the processor needs.
+SETS = [(name, vocabulary + ".h", set(re.findall(r'"(.+?)"', needs))) for name, vocabulary, needs in
+        re.findall(r"^INSTRUCTION_SET\((\w+), (\w+), (.+)\)$", (ROOT / "src/convert/vector/sets.inc").read_text(), re.M)]
 
 CONVERSIONS = ["conversion_tests", "convert_tests"]
 LIKELY = {  # by the longest beginning of a path; a name stands for all programs that begin with it
@@ -29,10 +30,9 @@ LIKELY = {  # by the longest beginning of a path; a name stands for all programs
     "src/pcie": ["pcie_tests", "api_tests", "files_tests"],
     "src/files": ["files_tests", "usb_tests", "pcie_tests", "readers"],
     "src/convert": CONVERSIONS,
-    "src/convert/simd/Vocabulary128.h": ["conversion_tests_sse2", "conversion_tests_sse41", *CONVERSIONS],
-    "src/convert/simd/Vocabulary256.h": ["conversion_tests_avx2", *CONVERSIONS],
-    "src/convert/simd/Vocabulary512.h": ["conversion_tests_avx512", *CONVERSIONS],
-    "src/convert/simd": ["conversion_tests_sse41", "conversion_tests_avx", *CONVERSIONS],
+    **{f"src/convert/vector/{file}": [*(f"conversion_tests_{name}" for name, its, _ in SETS if its == file), *CONVERSIONS]
+       for _, file, _ in SETS},
+    "src/convert/vector": ["conversion_tests_sse41", "conversion_tests_avx", *CONVERSIONS],
     "src/api": ["api_tests", "call_test", "usb_tests", "pcie_tests", "files_tests"],
     "src/api/ConversionExports.cpp": [*CONVERSIONS, "call_test"],
     "src/win32": ["api_tests", "usb_tests", "pcie_tests", "unload_test", "load_test"],
@@ -41,16 +41,17 @@ PURE = ("src/convert/", "src/files/", "src/usb/RegisterPacket", "src/usb/Registe
         "src/api/ConversionExports.cpp")  # what is compiled natively, too
 
 
-def processorFlags():
+def processorFeatures():
     for line in Path("/proc/cpuinfo").read_text().splitlines():
         if line.startswith("flags"):
-            return set(line.split(":", 1)[1].split())
+            return {flag.replace("sse4_", "sse4.") for flag in line.split(":", 1)[1].split()}
     return set()
 
 
 def readSources(paths):
-    flags = processorFlags()
-    missing = sorted(name for name, needed in SETS.items() if not needed <= flags)
+    features = processorFeatures()
+    usable = {file for _, file, needed in SETS if needed <= features}
+    missing = sorted({file for _, file, _ in SETS} - usable)
     if missing:
         print(f"== This processor lacks the instruction sets of {', '.join(missing)}: no bugs are drawn there")
     found = []

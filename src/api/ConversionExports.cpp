@@ -1,8 +1,8 @@
 // Image conversions: pure computations on the caller's buffers. Nothing in them throws.
 #include "api/Dispatch.h"
-#include "convert/BayerToRgb.h"
-#include "convert/FilteredBayer.h"
-#include "convert/YuyvToRgb.h"
+#include "convert/bayer/BayerToRgb.h"
+#include "convert/filter/FilteredBayer.h"
+#include "convert/yuyv/YuyvToRgb.h"
 
 using namespace kvexa::convert;
 

@@ -39,7 +39,7 @@ class Adversary {
     return state;
   }
 
-  // Fills put(index, value) for so many samples and tells what sums over them are aimed with.
+  // Fills put(index, value) for so many samples and returns what sums over them are aimed with.
   template <typename Put>
   Aim samples(std::size_t count, std::size_t sampleBytes, std::uint32_t bits, const Put& put) {
     const std::uint32_t any = sampleBytes == 1 ? 0xFF : 0xFFFF, depth = (1U << bits) - 1;
@@ -88,7 +88,7 @@ class Adversary {
   enum Kind : std::uint32_t {
     moderate,     // within a few powers of two of 1
     cancelling,   // pairs of opposite sign, alike or nearly
-    beside,       // the sum stands next to a number where a channel changes
+    beside,       // the sum is next to a number where a channel changes
     onGrid,       // multiples of a power of two, as coarse as single precision can sum, and coarser
     fractions,    // n/9, n/4
     tiny,         // where single precision has denormals
@@ -219,7 +219,7 @@ class Adversary {
       w[i] = sign() * std::floor(unit() * (range + 1.0)) * grid_;
       sum += w[i];
     }
-    // Or the sum, where samples are 1, stands a step of the grid beside a whole number.
+    // Or the sum, where samples are 1, is a step of the grid beside a whole number.
     if (random_.below(2) != 0) w[0] += std::floor(unit() * range * grid_) - sum - random_.below(3) * grid_;
     if (lacking == 0.0) return;
     for (std::size_t i = 0; i < terms; ++i) {
@@ -240,7 +240,7 @@ class Adversary {
     const double excess = side * (1.0 + random_.below(3)) * powerOf2(-exponent(2, 48));
     const double scale = aim.mostSum * (1.0 + excess) / std::max(aim.largest, 1.0) / std::max(sum, 1e-30);
     for (std::size_t i = 0; i < terms; ++i) w[i] *= scale;
-    // Or one weight is nearly all of it, and the next one goes against it.
+    // Or one weight is nearly all of it, and the next one has the opposite sign.
     if (random_.below(3) != 0) return;
     std::fill_n(w, terms, 0.0);
     const std::size_t first = random_.below(static_cast<std::uint32_t>(terms));

@@ -1,4 +1,4 @@
-#include "convert/BayerToRgb.h"
+#include "convert/bayer/BayerToRgb.h"
 #include "kvexa.h"
 #include "tests/convert/BayerUnderTest.h"
 

@@ -1,6 +1,6 @@
-// Runs the tests on the instruction set that is asked for. Where the machine lacks it the library would take
-// a narrower one, and every test would pass without a look at the one that was meant: then none is run, which
-// is said, told by the result, and counted as skipped.
+// Runs the tests on the instruction set that is asked for. Where the machine lacks it the library would use
+// a narrower one, and every test would pass without testing the one that was meant: then none is run, and the
+// program prints this, returns a code of its own and counts as skipped.
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int skipped = 77;  // CTest knows it
+constexpr int skipped = 77;  // the SKIP_RETURN_CODE of these tests
 
 // Beside the framework's own results, if it was asked for any.
 void writeSkippedCase(const std::string& program, const std::string& set) {

@@ -1,4 +1,4 @@
-// All 22 converters behind one form of call, so that what holds for every one of them is said once.
+// All 22 converters with one form of call, so that what holds for all of them is written once.
 #pragma once
 
 #include <array>

@@ -5,9 +5,9 @@
 #include <limits>
 #include <vector>
 
-#include "convert/FilteredBayer.h"
-#include "convert/YuyvAhead.h"
-#include "convert/YuyvToRgb.h"
+#include "convert/filter/FilteredBayer.h"
+#include "convert/yuyv/VectorisedYuyv.h"
+#include "convert/yuyv/YuyvToRgb.h"
 #include "tests/convert/MachineSets.h"
 
 namespace kvexa::test {
@@ -21,7 +21,7 @@ struct Work {
   std::size_t doubts = 0;
 };
 
-const RowKernels& original() { return chosenRowKernels(); }
+const RowLoops& original() { return chosenRowLoops(); }
 Work work;
 
 template <std::size_t sampleBytes, Packing packing>
@@ -52,17 +52,17 @@ std::size_t countedYuyv(const std::uint8_t* source, std::uint8_t* pixels, std::s
   return done;
 }
 
-RowKernels countedKernels() {
-  RowKernels kernels = original();
-  kernels.filter[0][1] = countedFilter<1, Packing::rgb888>;
-  kernels.filter[1][1] = countedFilter<2, Packing::rgb888>;
-  kernels.filterExactly[0][1] = countedExactFilter<1, Packing::rgb888>;
-  kernels.filterExactly[1][1] = countedExactFilter<2, Packing::rgb888>;
-  kernels.yuyvDouble[0][1][0] = countedYuyv<false, 1>;
-  kernels.yuyvDouble[1][1][0] = countedYuyv<false, 2>;
-  kernels.yuyvMatrix[0][1][0] = countedYuyv<true, 1>;
-  kernels.yuyvMatrix[1][1][0] = countedYuyv<true, 2>;
-  return kernels;
+RowLoops countedLoops() {
+  RowLoops loops = original();
+  loops.filter[0][1] = countedFilter<1, Packing::rgb888>;
+  loops.filter[1][1] = countedFilter<2, Packing::rgb888>;
+  loops.filterExactly[0][1] = countedExactFilter<1, Packing::rgb888>;
+  loops.filterExactly[1][1] = countedExactFilter<2, Packing::rgb888>;
+  loops.yuyvDouble[0][1][0] = countedYuyv<false, 1>;
+  loops.yuyvDouble[1][1][0] = countedYuyv<false, 2>;
+  loops.yuyvMatrix[0][1][0] = countedYuyv<true, 1>;
+  loops.yuyvMatrix[1][1][0] = countedYuyv<true, 2>;
+  return loops;
 }
 
 class FastWays : public testing::Test {
@@ -78,10 +78,10 @@ class FastWays : public testing::Test {
     if (isScalar()) return work;
     if (sampleBytes == 1) {
       filterRaw8(bytes(), pixels_.data(), width, height, 0, kernels.data(), Packing::rgb888, Extent::framed,
-                 kernels_);
+                 loops_);
     } else {
       filterRaw16(samples_.data(), pixels_.data(), width, height, 0, kernels.data(), bits, Packing::rgb888,
-                  Extent::framed, kernels_);
+                  Extent::framed, loops_);
     }
     return work;
   }
@@ -91,10 +91,10 @@ class FastWays : public testing::Test {
     if (isScalar()) return work;
     if (sampleBytes == 1) {
       yuyv8ToRgb(bytes(), pixels_.data(), width, height, method, YuyvOrder::chromaFirst, yuyvFormatRgb888,
-                 kernels_);
+                 loops_);
     } else {
       yuyv16ToRgb(samples_.data(), pixels_.data(), width, height, method, YuyvOrder::chromaFirst,
-                  yuyvFormatRgb888, bits, kernels_);
+                  yuyvFormatRgb888, bits, loops_);
     }
     return work;
   }
@@ -105,10 +105,10 @@ class FastWays : public testing::Test {
     if (isScalar()) return work;
     if (sampleBytes == 1) {
       yuyv8ToMtxRgb(bytes(), pixels_.data(), width, height, weights.data(), YuyvOrder::chromaFirst,
-                    yuyvFormatRgb888, kernels_);
+                    yuyvFormatRgb888, loops_);
     } else {
       yuyv16ToMtxRgb(samples_.data(), pixels_.data(), width, height, weights.data(), YuyvOrder::chromaFirst,
-                     yuyvFormatRgb888, bits, kernels_);
+                     yuyvFormatRgb888, bits, loops_);
     }
     return work;
   }
@@ -122,7 +122,7 @@ class FastWays : public testing::Test {
  private:
   const std::uint8_t* bytes() const { return reinterpret_cast<const std::uint8_t*>(samples_.data()); }
 
-  RowKernels kernels_ = countedKernels();
+  RowLoops loops_ = countedLoops();
   std::vector<std::uint16_t> samples_ = std::vector<std::uint16_t>(std::size_t{width} * height * 2, 301);
   std::vector<std::uint8_t> pixels_ = std::vector<std::uint8_t>(std::size_t{width} * height * 3);
 };
@@ -133,7 +133,7 @@ TEST_F(FastWays, theSetIsTheOneAskedFor) {
   for (const MachineSet& set : machineSets()) {
     for (const InstructionSet known : allInstructionSets) {
       if (set.name != std::string(nameOf(known))) continue;
-      EXPECT_EQ(set.isThere, rowKernelsOf(known) != nullptr) << set.name;
+      EXPECT_EQ(set.isThere, rowLoopsOf(known) != nullptr) << set.name;
     }
   }
 }

@@ -1,5 +1,5 @@
 // The DLL runs the instruction set that is asked for, and takes its fast ways where it can: the equality of
-// pixels alone would not tell.
+// pixels alone would not show it.
 #include <gtest/gtest.h>
 
 #include <vector>

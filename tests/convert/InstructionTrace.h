@@ -1,4 +1,4 @@
-// What the DLL executes: every instruction of a call, one at a time, told apart by its encoding. So tests see
+// What the DLL executes: every instruction of a call, one at a time, classified by its encoding. So tests see
 // which instruction set is in effect, and which way a conversion takes, without any help by the DLL.
 #pragma once
 

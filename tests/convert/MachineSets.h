@@ -1,10 +1,10 @@
-// The instruction sets that this machine has, found out apart from the library, and the one that is asked
-// for.
+// The instruction sets of the library's table that this machine has, asked for apart from the library, and
+// the one that is under test.
 #pragma once
 
 #include <cstdlib>
-#include <iterator>
 #include <string>
+#include <vector>
 
 namespace kvexa::test {
 
@@ -13,16 +13,16 @@ struct MachineSet {
   bool isThere;
 };
 
-// From the narrowest to the widest.
-inline const MachineSet (&machineSets())[5] {
+inline const std::vector<MachineSet>& machineSets() {
   __builtin_cpu_init();
-  static const MachineSet sets[] = {
+  static const std::vector<MachineSet> sets = {
       {"scalar", true},
-      {"sse2", __builtin_cpu_supports("sse2") != 0},
-      {"sse41", __builtin_cpu_supports("ssse3") != 0 && __builtin_cpu_supports("sse4.1") != 0},
-      {"avx2", __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0},
-      {"avx512", __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
-                     __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512vl") != 0}};
+#define NEEDS(feature) (__builtin_cpu_supports(feature) != 0)
+#define INSTRUCTION_SET(name, vocabulary, needs) {#name, (needs)},
+#include "src/convert/vector/sets.inc"
+#undef INSTRUCTION_SET
+#undef NEEDS
+  };
   return sets;
 }
 

@@ -20,14 +20,17 @@ set_source_files_properties(
   ${CMAKE_CURRENT_LIST_DIR}/AdversarialConversionTest.cpp ${CMAKE_CURRENT_LIST_DIR}/ExpectedPixels.cpp
   PROPERTIES COMPILE_OPTIONS "-O3;-fno-sanitize=all")
 
+include(instructionSets)
+
 function(addConversionTests program)
+  kvexaReadInstructionSets()
   add_executable(${program} ${conversionTests} ${ARGN})
   target_include_directories(${program} PRIVATE ${CMAKE_SOURCE_DIR})
   target_compile_definitions(${program} PRIVATE KVEXA_TEST_PROGRAM="${program}")
-  foreach(set scalar sse2 sse41 avx2 avx512)
+  foreach(set scalar ${KVEXA_INSTRUCTION_SETS})
     add_test(NAME ${program}_${set} COMMAND ${program})
-    # One at a time: they would give their result files the same name. The code tells that the machine does
-    # not have the set.
+    # One at a time: they would give their result files the same name. The code reports that the machine
+    # does not have the set.
     set_tests_properties(${program}_${set} PROPERTIES
       ENVIRONMENT "KVEXA_INSTRUCTION_SET=${set}" RESOURCE_LOCK ${program} SKIP_RETURN_CODE 77)
   endforeach()

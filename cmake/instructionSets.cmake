@@ -1,0 +1,22 @@
+# Reads the table of instruction sets.
+
+# Sets KVEXA_INSTRUCTION_SETS to the names, and for each KVEXA_VOCABULARY_<name> and KVEXA_FEATURES_<name>.
+function(kvexaReadInstructionSets)
+  set(table ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/../src/convert/vector/sets.inc)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${table})
+  set(names)
+  file(STRINGS ${table} entries REGEX "^[^/]")
+  foreach(entry IN LISTS entries)
+    if(NOT entry MATCHES "^INSTRUCTION_SET\\(([a-z0-9]+), ([A-Za-z0-9]+), (NEEDS\\(.+\\))\\)$")
+      message(FATAL_ERROR "${table} has a line that is no entry: ${entry}")
+    endif()
+    set(name ${CMAKE_MATCH_1})
+    set(vocabulary ${CMAKE_MATCH_2})
+    string(REGEX MATCHALL "\"[a-z0-9.]+\"" features ${CMAKE_MATCH_3})
+    list(TRANSFORM features REPLACE "\"" "")
+    list(APPEND names ${name})
+    set(KVEXA_VOCABULARY_${name} ${vocabulary} PARENT_SCOPE)
+    set(KVEXA_FEATURES_${name} ${features} PARENT_SCOPE)
+  endforeach()
+  set(KVEXA_INSTRUCTION_SETS ${names} PARENT_SCOPE)
+endfunction()

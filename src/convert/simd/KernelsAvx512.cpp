@@ -1,9 +1,0 @@
-#include "Vocabulary512.h"
-// The vocabulary comes first: the loops are written in it.
-#include "KernelTable.h"
-
-namespace kvexa::convert {
-
-constinit const RowKernels avx512RowKernels = makeRowKernels();
-
-}  // namespace kvexa::convert
