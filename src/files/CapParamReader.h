@@ -15,6 +15,14 @@ struct CapParamKey {
   std::uint16_t CapParam::*field;
 };
 
+// A file has its end key within this many lines.
+constexpr unsigned capParamLineLimit = 1000;
+constexpr std::string_view capParamEndKey = "END";
+
+// Whether the name is that of a capture-parameter file: it ends in "dat", in lower case only. That is
+// intended.
+constexpr bool isCapParamName(std::string_view path) { return path.ends_with("dat"); }
+
 // Every key, in the order of the record's fields.
 extern const std::array<CapParamKey, 26> capParamKeys;
 
