@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include "api/Dispatch.h"
+#include "board/SwitchFields.h"
 #include "pcie/Capture.h"
 #include "pcie/CaptureParameters.h"
 #include "pcie/Measurement.h"
@@ -31,11 +32,11 @@ kVexaSetHV(const BoardHandle* board, uint32_t horizontalStart, uint32_t horizont
 }
 
 KVEXA_EXPORT(int32_t) kVexaBayerToRgbEnable(const BoardHandle* board) {
-  return dispatch(board, usb::turnOn<usb::bayerToRgb>, ignored);
+  return dispatch(board, turnOn<usb::bayerToRgb>, ignored);
 }
 
 KVEXA_EXPORT(int32_t) kVexaBayerToRgbDisable(const BoardHandle* board) {
-  return dispatch(board, usb::turnOff<usb::bayerToRgb>, ignored);
+  return dispatch(board, turnOff<usb::bayerToRgb>, ignored);
 }
 
 KVEXA_EXPORT(int32_t) kVexaBayerToRgbPatternSelect(const BoardHandle* board, const uint32_t* pattern) {

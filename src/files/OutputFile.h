@@ -39,7 +39,7 @@ class OutputFile {
 
   ByteBuffer collected_;
   std::size_t used_ = 0;
-  win32::OwnedFile file_;
+  win32::UniqueFile file_;
   bool failed_ = false;
 };
 

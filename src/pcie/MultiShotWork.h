@@ -28,7 +28,7 @@ struct MultiShotOptions {
 class MultiShotWork : public win32::Work {
  public:
   // abortEvent is the work's own; it wakes the worker out of every wait.
-  MultiShotWork(const MultiShotOptions& options, win32::OwnedObject abortEvent)
+  MultiShotWork(const MultiShotOptions& options, win32::UniqueObject abortEvent)
       : options_(options), abortEvent_(std::move(abortEvent)) {}
 
   void run() override;
@@ -56,7 +56,7 @@ class MultiShotWork : public win32::Work {
   void finish(std::int32_t outcome) const;
 
   const MultiShotOptions options_;
-  const win32::OwnedObject abortEvent_;
+  const win32::UniqueObject abortEvent_;
   std::atomic<bool> aborted_{false};
   std::atomic<bool> stopped_{false};
 };

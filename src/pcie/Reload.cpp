@@ -73,7 +73,7 @@ void restart(HDEVINFO devices, SP_DEVINFO_DATA& device, Outcome& outcome) {
   }
 }
 
-Outcome pcieRestartDevices(std::string_view identifier) {
+Outcome restartDevices(std::string_view identifier) {
   // Two bytes more than are read.
   ByteBuffer identifiers(identifierBytes + listEndBytes);
   if (!identifiers) return Outcome::noMemory;
@@ -110,8 +110,8 @@ std::int32_t resultOf(Outcome outcome) {
 
 // The bridge first; the capture function only behind a bridge that restarted.
 Outcome restartBoth() {
-  const Outcome bridge = pcieRestartDevices(bridgeIdentifier);
-  return bridge == Outcome::restarted ? pcieRestartDevices(captureIdentifier) : bridge;
+  const Outcome bridge = restartDevices(bridgeIdentifier);
+  return bridge == Outcome::restarted ? restartDevices(captureIdentifier) : bridge;
 }
 
 // Failures are ignored: the attempt that follows tells.

@@ -6,14 +6,14 @@
 #include <cstddef>
 
 #include "win32/AbortSignal.h"
-#include "win32/HandOver.h"
 #include "win32/Lock.h"
+#include "win32/TimedLock.h"
 
 namespace kvexa::usb {
 
 struct Board {
-  win32::Lock turn;          // see CommandTurn
-  win32::HandOver handOver;  // between an abort and the captures that it ends
+  win32::Lock turn;           // see CommandTurn
+  win32::TimedLock handOver;  // between an abort and the captures that it ends
   win32::Endings endings;
 };
 

@@ -1,9 +1,9 @@
 #include "usb/Capture.h"
 
 #include "kvexa.h"
+#include "usb/BoardRegisters.h"
 #include "usb/CaptureMachinery.h"
 #include "usb/Commands.h"
-#include "usb/PolledRegisters.h"
 #include "usb/TargetWords.h"
 #include "win32/AbortSignal.h"
 

@@ -3,10 +3,11 @@
 #include <atomic>
 
 #include "kvexa.h"
+#include "usb/BoardRegisters.h"
 #include "usb/Commands.h"
-#include "usb/PolledRegisters.h"
 #include "usb/TargetWords.h"
 #include "usb/Transport.h"
+#include "win32/WaitLimits.h"
 
 namespace kvexa::usb {
 
@@ -76,7 +77,7 @@ void EndingCapture::begin() {
 
 void awaitEndingCapture(HANDLE driver, const win32::AbortWatch& abort) {
   const BoardUse board(driver);
-  if (board) board->endings.await(abort, endingCaptureLimit);
+  if (board) board->endings.await(abort, win32::endingCaptureLimit);
 }
 
 void rememberAbortTimeout(std::uint32_t timeout) { rememberedTimeout.store(timeout); }

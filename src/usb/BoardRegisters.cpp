@@ -1,4 +1,4 @@
-#include "usb/PolledRegisters.h"
+#include "usb/BoardRegisters.h"
 
 #include <algorithm>
 #include <array>
