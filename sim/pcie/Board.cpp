@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "sim/pcie/RequestText.h"
@@ -35,12 +36,8 @@ std::optional<std::uint32_t> statusOf(const std::optional<Fault>& fault, std::ui
 }  // namespace
 
 Board::Board(std::string name, const Machinery& machinery)
-    : name_(std::move(name)),
-      timeline_(machinery.timeline),
-      trace_(machinery.trace),
+    : CameraBoard(std::move(name), machinery.timeline, machinery.trace),
       loans_(machinery.loans),
-      sensor_(timeline_.clock()),
-      faults_(timeline_),
       registers_(timeline_.clock(), sensor_, faults_),
       engine_(timeline_.clock(), sensor_, registers_, [this](PendingRequest& request) {
         tell(name_ + " " + request.shape().name + " complete " +
@@ -73,16 +70,6 @@ void Board::unplug() {
   const std::lock_guard lock(mutex_);
   plugged_ = false;
   engine_.endAll(Status::stopped, statusCancelled);
-}
-
-void Board::plug() {
-  const std::lock_guard lock(mutex_);
-  plugged_ = true;
-}
-
-bool Board::isPlugged() const {
-  const std::lock_guard lock(mutex_);
-  return plugged_;
 }
 
 unsigned Board::pending() const {
@@ -125,11 +112,6 @@ std::vector<Board::Region> Board::lockedRegions() const {
 std::uint32_t Board::lutWord(std::size_t index) const {
   const std::lock_guard lock(mutex_);
   return lut_.word(index);
-}
-
-bool Board::open() {
-  const std::lock_guard lock(mutex_);
-  return !std::exchange(open_, true);
 }
 
 // Windows ends the requests of a file that is closed.
