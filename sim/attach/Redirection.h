@@ -123,7 +123,7 @@ struct Redirected {
 };
 
 // A set of replacement functions that ask one platform. There are so many as modules can be attached at
-// the same time; which set a call comes through tells whose call it is.
+// the same time; the set through which a call comes identifies the caller.
 class ReplacementSet {
  public:
   static constexpr std::size_t most = 8;

@@ -1,4 +1,4 @@
-// The time in which the simulated boards live. It passes only when somebody waits: Sleep in the
+// The time of the simulated boards. It passes only when somebody waits: Sleep in the
 // library, and transfers of frames that are still being exposed.
 #pragma once
 

@@ -40,8 +40,8 @@ Board::Board(std::string name, const Machinery& machinery)
       loans_(machinery.loans),
       registers_(timeline_.clock(), sensor_, faults_),
       engine_(timeline_.clock(), sensor_, registers_, [this](PendingRequest& request) {
-        tell(name_ + " " + request.shape().name + " complete " +
-             answerText(request.shape(), request.words()));
+        report(name_ + " " + request.shape().name + " complete " +
+               answerText(request.shape(), request.words()));
       }) {
   timeline_.add(*this);
 }
@@ -169,7 +169,7 @@ Answer Board::meetRequest(const Shape& shape, const ControlRequest& request,
 }
 
 // A request that is over when DeviceIoControl returns. The file is open for overlapped use, so an overlapped
-// record is told as well when there is one.
+// record is filled as well when there is one.
 Answer Board::complete(const std::string& line, const Shape& shape, const ControlRequest& request,
                        const std::optional<Fault>& fault) {
   Words words(shape.words);
@@ -193,8 +193,8 @@ Answer Board::complete(const std::string& line, const Shape& shape, const Contro
   return {0, bytes};
 }
 
-// What a request brings to its end is told behind the request itself.
-void Board::tell(std::string line) {
+// The ends that a request causes come after the request itself in the trace.
+void Board::report(std::string line) {
   causesEnds_ ? causedLines_.push_back(std::move(line)) : trace_.add(std::move(line));
 }
 

@@ -88,7 +88,7 @@ class Board : public CameraBoard, private Timeline::Source {
                   const std::optional<Fault>& fault);
   Answer start(const std::string& line, const Shape& shape, const ControlRequest& request,
                const std::optional<Fault>& fault);
-  void tell(std::string line);
+  void report(std::string line);
   std::uint32_t run(Request request, Words& words);
   std::uint32_t unlock(const Region& region);
   std::uint32_t check(const Shape& shape, const Words& words) const;

@@ -29,7 +29,7 @@ class Board : public CameraBoard {
   std::uint16_t boardRegister(std::uint16_t address) const;
   void setBoardRegister(std::uint16_t address, std::uint16_t value);
 
-  // The 16-bit words of target 0x80 that stand beside the registers, by sub-address.
+  // The 16-bit words of target 0x80 that are no registers, by sub-address.
   std::uint16_t targetWord(std::uint8_t subAddress) const;
   void setTargetWord(std::uint8_t subAddress, std::uint16_t value);
 

@@ -8,10 +8,10 @@
 #include "pcie/Measurement.h"
 #include "usb/ArrayCapture.h"
 #include "usb/Capture.h"
-#include "usb/CaptureMachinery.h"
 #include "usb/CaptureParameters.h"
-#include "usb/ContinuousCapture.h"
+#include "usb/CaptureSteps.h"
 #include "usb/Measurement.h"
+#include "usb/MultiShotCapture.h"
 #include "usb/Switches.h"
 
 using namespace kvexa;
@@ -70,7 +70,7 @@ KVEXA_EXPORT(int32_t)
 kVexaMultiShotCaptureEx(const BoardHandle* board, uint32_t frameBytes, uint32_t frameCount, void* buffer,
                         uint32_t timeout, void* frameEvent, void* endEvent, int32_t* resultWord) {
   usb::rememberAbortTimeout(timeout);
-  return dispatch(board, usb::startContinuous, pcie::startMultiShot, frameBytes, frameCount, buffer, timeout,
+  return dispatch(board, usb::startMultiShot, pcie::startMultiShot, frameBytes, frameCount, buffer, timeout,
                   frameEvent, endEvent, resultWord);
 }
 

@@ -32,7 +32,7 @@ std::int32_t readCapParam(std::FILE* file, CapParam& param);
 // The same for a file by its name, which is checked first.
 std::int32_t readCapParamFile(const char* path, CapParam* param);
 
-// An unsigned number whose prefix tells its base, as the run-time library's strtoul reads it where a
+// An unsigned number whose prefix gives its base, as the run-time library's strtoul reads it where a
 // long has 32 bits.
 std::uint32_t parseUnsigned(const char* text);
 

@@ -20,7 +20,7 @@ void store(const RegisterSettingLine& line, RegisterTableEntry& entry) {
 }  // namespace
 
 // A carriage return before a line feed belongs to the line's end, and a text ends at its end mark wherever it
-// stands, as the run-time library reads text.
+// is, as the run-time library reads text.
 int RegisterSettingReader::nextByte() {
   if (isEnded_) return EOF;
   const int byte = std::getc(file_);

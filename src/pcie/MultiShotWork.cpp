@@ -76,7 +76,7 @@ std::int32_t MultiShotWork::start(Requests& requests) {
 }
 
 std::int32_t MultiShotWork::awaitEnd(Requests& requests) {
-  // The capture stands first, so that its end counts when several are set. Without a frame event the
+  // The capture is first, so that its end counts when several are set. Without a frame event the
   // interval has no event to wait for, and the abort's takes its place.
   const bool notifies = options_.frameEvent != nullptr;
   const std::array<HANDLE, 3> objects{requests.capture->event(),
@@ -95,8 +95,8 @@ std::int32_t MultiShotWork::awaitEnd(Requests& requests) {
   return KVEXA_ABORTED;
 }
 
-// The stop completes the capture, which then tells its own end. A capture that the driver refused has none,
-// and one whose stop it refused comes to its end when the worker itself stops the board.
+// The stop completes the capture, which then has a status of its own. A capture that the driver refused has
+// none, and one whose stop it refused comes to its end when the worker itself stops the board.
 std::int32_t MultiShotWork::endOfAborted(Requests& requests) const {
   if (!stopped_.load() || !requests.capture->isAccepted()) return KVEXA_ABORTED;
   if (requests.capture->wait(win32::completionLimit)) return requests.outcome();

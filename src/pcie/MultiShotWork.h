@@ -34,7 +34,7 @@ class MultiShotWork : public win32::Work {
   void run() override;
 
   // The abort comes in two parts, around the requests that stop the board: so a capture that the stop
-  // completes can still tell its own end. `stopped` says that the driver took the stop.
+  // completes can still report its own status. `stopped` says that the driver took the stop.
   void markAborted() { aborted_.store(true); }
   bool isAborted() const { return aborted_.load(); }
   void wakeAborted(bool stopped) {

@@ -20,7 +20,7 @@ bool send(HANDLE driver, Request request, Record& record) {
   return sendBytes(driver, request, &record, sizeof record);
 }
 
-// Stop and cancel: the status word alone goes out and comes back.
+// Stop and cancel: the status word alone is sent and returned.
 std::int32_t sendStop(HANDLE driver);
 std::int32_t sendCancelInterval(HANDLE driver);
 

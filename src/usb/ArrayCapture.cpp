@@ -8,7 +8,7 @@
 
 #include "kvexa.h"
 #include "usb/BoardRegisters.h"
-#include "usb/CaptureMachinery.h"
+#include "usb/CaptureSteps.h"
 #include "usb/Commands.h"
 #include "usb/TargetWords.h"
 #include "win32/Lock.h"

@@ -26,7 +26,7 @@ void rememberBoard(HANDLE driver);
 void forgetBoard(HANDLE driver);
 
 // A use of what is kept for a board, or of nothing when its handle is not known. What a use has keeps its
-// place until the use ends, so a board that is opened meanwhile never gets what another one has left behind.
+// place until the use ends, so a board that is opened meanwhile never gets what another one has left there.
 class BoardUse {
  public:
   explicit BoardUse(HANDLE driver);

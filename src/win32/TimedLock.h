@@ -12,7 +12,7 @@ namespace kvexa::win32 {
 
 class TimedLock {
  public:
-  // False when the owner did not unlock within the time. Then nobody else waits for that owner either: a
+  // False when the owner did not unlock within the time. Then no other thread waits for that owner either: a
   // thread that hangs costs the limit once.
   bool tryLock(DWORD milliseconds) {
     const std::lock_guard guard(lock_);

@@ -9,7 +9,7 @@
 namespace kvexa::win32 {
 
 // Protected by a lock of its owner's, which is held around every call. It needs no construction and no
-// destruction, and no kernel object until somebody has to wait.
+// destruction, and no kernel object until a thread has to wait.
 class WaitQueue {
  public:
   // Waits until `what` is woken, with the lock released meanwhile; the caller has it once.
@@ -27,7 +27,7 @@ class WaitQueue {
     return self.isWoken;
   }
 
-  // False when nobody waits.
+  // False when no thread waits.
   bool wakeFirst() {
     if (first_ == nullptr) return false;
     wake(*first_);

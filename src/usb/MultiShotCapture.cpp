@@ -1,4 +1,4 @@
-#include "usb/ContinuousCapture.h"
+#include "usb/MultiShotCapture.h"
 
 #include <algorithm>
 #include <mutex>
@@ -7,7 +7,7 @@
 
 #include "kvexa.h"
 #include "usb/BoardRegisters.h"
-#include "usb/CaptureMachinery.h"
+#include "usb/CaptureSteps.h"
 #include "usb/CommandTurn.h"
 #include "usb/Commands.h"
 #include "usb/Status.h"
@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* captureEventName = "KVEXA_capture";
 
-struct ContinuousOptions {
+struct MultiShotOptions {
   HANDLE driver;
   std::uint32_t frameBytes;
   std::uint32_t frameCount;  // 0: endless
@@ -63,7 +63,7 @@ class RunningWorker {
     return std::move(work_);
   }
 
-  // Called by a worker at its end, so that nothing of it stays behind.
+  // Called by a worker at its end, so that nothing of it is left.
   void forget(const win32::Work* ended) {
     win32::Shared<win32::Work> last;
     const std::lock_guard guard(lock_);
@@ -77,9 +77,9 @@ class RunningWorker {
 
 RunningWorker runningWorker;
 
-class ContinuousWork : public win32::Work {
+class MultiShotWork : public win32::Work {
  public:
-  ContinuousWork(const ContinuousOptions& options, const win32::AbortWatch& abort)
+  MultiShotWork(const MultiShotOptions& options, const win32::AbortWatch& abort)
       : options_(options), abort_(abort) {}
 
   void run() override {
@@ -120,7 +120,7 @@ class ContinuousWork : public win32::Work {
     std::uint8_t* destination = options_.buffer;
     std::uint32_t frames = 0;
     EndingCapture ending(options_.driver);
-    // When the n-th frame has come there is one pass more, into the area behind the n frames. Intended.
+    // When the n-th frame has come there is one pass more, into the area after the n frames. Intended.
     while (!isStopped() || frames == options_.frameCount) {
       read(destination);
       if (!isStopped()) {
@@ -141,7 +141,7 @@ class ContinuousWork : public win32::Work {
     stopOnWorker(options_.driver);
   }
 
-  const ContinuousOptions options_;
+  const MultiShotOptions options_;
   const win32::AbortWatch abort_;
   bool finished_ = false;
 };
@@ -209,14 +209,14 @@ std::int32_t startedOrStopped(HANDLE driver, bool started) {
 
 }  // namespace
 
-std::int32_t startContinuous(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
-                             std::uint32_t timeout, HANDLE frameEvent, HANDLE endEvent,
-                             std::int32_t* resultWord) {
+std::int32_t startMultiShot(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
+                            std::uint32_t timeout, HANDLE frameEvent, HANDLE endEvent,
+                            std::int32_t* resultWord) {
   if (frameBytes == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
-  const ContinuousOptions options{driver,  frameBytes, frameCount, static_cast<std::uint8_t*>(buffer),
-                                  timeout, frameEvent, endEvent,   win32::ResultWord(resultWord)};
+  const MultiShotOptions options{driver,  frameBytes, frameCount, static_cast<std::uint8_t*>(buffer),
+                                 timeout, frameEvent, endEvent,   win32::ResultWord(resultWord)};
   const win32::AbortWatch abort;
-  const auto work = win32::makeShared<ContinuousWork>(options, abort);
+  const auto work = win32::makeShared<MultiShotWork>(options, abort);
   if (!work) return KVEXA_BUSY;
   const std::int32_t setUp =
       setUpSequence(driver, abort, std::uint64_t{frameBytes} * std::max(frameCount, 1U));

@@ -1,4 +1,4 @@
-#include "usb/CaptureMachinery.h"
+#include "usb/CaptureSteps.h"
 
 #include <atomic>
 
@@ -61,7 +61,7 @@ std::uint32_t sequenceBufferSize(std::uint64_t bytes) {
 std::int32_t readFrame(HANDLE driver, std::uint32_t frameBytes, void* buffer, std::uint32_t timeout) {
   std::uint32_t received = 0;
   const std::int32_t result = getData(driver, frameBytes, &received, buffer, timeout);
-  // A refused read comes back at once; callers that try again must not starve the others meanwhile.
+  // A refused read returns at once; callers that try again must leave processor time to other threads.
   if (result != KVEXA_OK) SwitchToThread();
   return result;
 }

@@ -1,4 +1,4 @@
-// The board's capture machinery: the steps that every way of capturing is made of.
+// The steps that every way of capturing is made of.
 #pragma once
 
 #include <windows.h>
