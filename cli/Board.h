@@ -1,4 +1,4 @@
-// An open board that closes itself, and the telling of every step taken on it.
+// An open board that closes itself, and prints every step taken on it.
 #pragma once
 
 #include <kvexa.hpp>

@@ -16,7 +16,7 @@ namespace cli {
 namespace {
 
 std::vector<std::uint8_t> captureFrame(const Board& board, const FrameLayout& frame, std::uint32_t timeout) {
-  // A USB board does not tell when no frame comes: two buffers with different marks do.
+  // A USB board does not report that no frame came: the buffer then still holds its mark.
   constexpr std::uint8_t mark = 0xA5;
   std::vector<std::uint8_t> raw(frame.bytes, mark);
   step("kVexaOneShotCapture", kVexaOneShotCapture(board.handle(), frame.bytes, raw.data(), timeout));

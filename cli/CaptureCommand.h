@@ -1,4 +1,4 @@
-// kvexa capture: one frame from the sensor to a picture on disk, every step told.
+// kvexa capture: one frame from the sensor to a picture on disk; prints every step.
 #pragma once
 
 #include <cstdint>

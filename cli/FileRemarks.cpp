@@ -11,6 +11,7 @@ namespace cli {
 
 namespace {
 
+// The tool holds the whole file in memory. The readers do not, and have no such limit.
 constexpr std::size_t mostBytes = std::size_t{16} << 20;
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace cli {
 struct TextLine {
   unsigned number = 0;    // from 1
   std::string_view text;  // without its line feed
-  bool isEnded = true;    // a line feed stands behind it
+  bool isEnded = true;    // a line feed follows it
 };
 
 // Throws Failure when the file cannot be read, or is larger than any such file.

@@ -12,9 +12,9 @@ namespace cli {
 
 class FrameFiles {
  public:
-  // The last '#' of the file's name stands for the frame's number, with leading zeros; `count` frames come,
-  // or without end when it is 0. Makes the folder when it is not there. Throws Failure when several frames
-  // would go to one file.
+  // The last '#' of the file's name is replaced by the frame's number, with leading zeros; `count` frames
+  // come, or without end when it is 0. Makes the folder when it is not there. Throws Failure when several
+  // frames would go to one file.
   FrameFiles(std::string name, std::uint32_t count);
 
   // Converts a frame of 8-bit Bayer samples and saves it. Throws Failure and leaves no part of a file.

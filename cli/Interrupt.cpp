@@ -22,7 +22,7 @@ BOOL WINAPI onKey(DWORD key) {
 Interrupt::Interrupt() : event_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
   if (event_ == nullptr) throw Failure("no memory for an event");
   pressed = event_;
-  // A program that started this one may have told it to ignore Ctrl-C.
+  // A program that started this one may have made it ignore Ctrl-C.
   SetConsoleCtrlHandler(nullptr, FALSE);
   SetConsoleCtrlHandler(onKey, TRUE);
 }

@@ -1,4 +1,4 @@
-// One line on standard output that tells how things stand: rewritten in place on a terminal, a new line every
+// One line on standard output that shows progress: rewritten in place on a terminal, a new line every
 // second elsewhere.
 #pragma once
 
@@ -28,7 +28,7 @@ class LiveLine {
 
   bool terminal_;
   bool open_ = false;
-  std::size_t shown_ = 0;  // characters of the line that stands
+  std::size_t shown_ = 0;  // characters of the line that is shown
   std::uint64_t last_ = 0;
 };
 

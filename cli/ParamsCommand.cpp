@@ -18,9 +18,10 @@ namespace cli {
 
 namespace {
 
+using kvexa::files::capParamEndKey;
 using kvexa::files::capParamKeys;
+using kvexa::files::capParamLineLimit;
 
-constexpr unsigned lineLimit = 1000;
 constexpr std::uint32_t largestValue = 0xFFFF;
 
 std::string upper(std::string_view text) {
@@ -33,13 +34,13 @@ bool isKey(std::string_view text) {
   return std::ranges::any_of(capParamKeys, [text](const auto& key) { return key.name == text; });
 }
 
-// A line as the library takes it apart: a blank drops what follows up to the next colon, and what stands
-// behind every colon is appended to the value.
+// A line as the library takes it apart: a blank drops what follows up to the next colon, and what follows
+// every colon is appended to the value.
 struct Parts {
   std::string key;
   std::string value;
   bool hasColon = false;
-  bool blankBehindColon = false;
+  bool blankAfterColon = false;
   unsigned values = 0;  // pieces that the value is made of
 };
 
@@ -52,7 +53,7 @@ Parts take(std::string_view line) {
       parts.hasColon = true;
       state = State::value;
     } else if (byte == ' ') {
-      parts.blankBehindColon = parts.blankBehindColon || (before == ':' && parts.value.empty());
+      parts.blankAfterColon = parts.blankAfterColon || (before == ':' && parts.value.empty());
       state = State::dropping;
     } else if (state == State::key) {
       parts.key += byte;
@@ -73,14 +74,16 @@ class Examination {
  public:
   explicit Examination(std::string_view content) {
     for (const TextLine& line : linesOf(content)) {
-      if (line.number > lineLimit || isEnded_) break;
+      if (line.number > capParamLineLimit || isEnded_) break;
       examine(line);
     }
     for (const auto& key : capParamKeys) {
       if (!seen_.contains(key.name)) remarks_.add(0, key.name, "is missing");
     }
     if (!isEnded_)
-      remarks_.add(0, "END", "is missing, so the library reads on to the 1000th line and refuses the file");
+      remarks_.add(0, capParamEndKey,
+                   "is missing, so the library reads on to line " + std::to_string(capParamLineLimit) +
+                       " and refuses the file");
   }
 
   const Remarks& remarks() const { return remarks_; }
@@ -97,7 +100,7 @@ class Examination {
     }
     if (!line.isEnded)
       remarks_.add(line.number, "", "is the last one and has no line feed, so the file is refused");
-    if (parts.key == "END") {
+    if (parts.key == capParamEndKey) {
       isEnded_ = line.isEnded;
       return;
     }
@@ -119,7 +122,7 @@ class Examination {
     if (value.empty()) {
       remarks_.add(
           line, parts.key,
-          parts.blankBehindColon ? "a blank behind the colon leaves the value empty: 0" : "has no value: 0");
+          parts.blankAfterColon ? "a blank after the colon leaves the value empty: 0" : "has no value: 0");
       return;
     }
     if (parts.values > 1)
@@ -146,10 +149,10 @@ class Examination {
   void examineOther(unsigned line, const Parts& parts) {
     const std::string key = withoutReturn(parts.key);
     if (key.empty() && !parts.hasColon) return;  // an empty line
-    if (key == "END") return;                    // told as a carriage return already
+    if (key == capParamEndKey) return;           // reported as a carriage return already
     if (isKey(upper(key))) {
       remarks_.add(line, quoted(key), "is not " + upper(key) + ": keys are in capitals");
-    } else if (upper(key) == "END") {
+    } else if (upper(key) == capParamEndKey) {
       remarks_.add(line, quoted(key), "is not END: it is in capitals");
     } else if (parts.hasColon && !key.starts_with('#') && !key.starts_with('/') && !key.starts_with(';')) {
       remarks_.add(line, quoted(key), "is an unknown key and ignored");
@@ -199,7 +202,7 @@ void explainParameters(const std::string& path) {
     printFrameSize(parameters);
   }
   examination.remarks().print();
-  if (!path.ends_with("dat")) {
+  if (!kvexa::files::isCapParamName(path)) {
     throw Failure(path + ": is refused: the name must end in \"dat\", in lower case");
   }
   if (result != KVEXA_OK) {

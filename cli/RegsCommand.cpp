@@ -12,17 +12,17 @@
 
 #include "Failure.h"
 #include "FileRemarks.h"
+#include "files/RegisterSettingReader.h"
 #include "usb/RegisterSettingPackets.h"
 
 namespace cli {
 
 namespace {
 
+using kvexa::files::largestValueCount;
 using kvexa::usb::TableKind;
 
-constexpr std::size_t largestValueCount = 256;
 constexpr std::size_t shownBytes = 24;
-constexpr char endMark = 0x1A;
 
 constexpr std::array<const char*, 6> addressModes{
     "7-bit slave, 8-bit register",  "7-bit slave, 16-bit register",  "7-bit slave, no register",
@@ -46,7 +46,7 @@ std::vector<std::string_view> fieldsOf(std::string_view line) {
   }
 }
 
-// The hexadecimal digits that a field starts with, and what stands behind them.
+// The hexadecimal digits that a field starts with, and what follows them.
 struct Digits {
   std::string_view digits;
   std::string_view rest;
@@ -86,7 +86,7 @@ void examineField(Remarks& remarks, const TextLine& line, std::string_view field
                 shown + " is cut to its last " + std::to_string(largestDigits) + " digits");
   }
   if (number.isNegative) remarks.add(line.number, subject, shown + " is negative");
-  // A word behind a blank is a comment; another number there is a comma that was forgotten.
+  // A word after a blank is a comment; another number there is a comma that was forgotten.
   const bool isNumber =
       std::ranges::all_of(number.rest, [](unsigned char c) { return std::isxdigit(c) != 0; });
   if (!number.rest.empty() && (!number.isSeparated || isNumber)) {
@@ -105,7 +105,8 @@ void examine(Remarks& remarks, const TextLine& line, TableKind kind) {
     return;
   }
   if (fields.size() - 1 > largestValueCount) {
-    remarks.add(line.number, "", "has more than 256 values, so the file is refused");
+    remarks.add(line.number, "",
+                "has more than " + std::to_string(largestValueCount) + " values, so the file is refused");
     return;
   }
   if (line.number == 1 && fields.size() > 2) {
@@ -163,7 +164,7 @@ void explainRegisters(const std::string& path) {
   const std::int32_t result = kUsbIniFileToBuf(path.c_str(), table.data(), &lines);
   const std::span<const RegisterTableEntry> entries(table.data(), lines);
   Remarks remarks;
-  if (const std::size_t end = content.find(endMark); end != std::string::npos) {
+  if (const std::size_t end = content.find(kvexa::files::textEndMark); end != std::string::npos) {
     const auto line = static_cast<unsigned>(std::count(content.begin(), content.begin() + end, '\n') + 1);
     remarks.add(line, "", "the file ends here, at a byte 1A (Ctrl-Z); what follows is not read");
     content.resize(end);
@@ -174,7 +175,8 @@ void explainRegisters(const std::string& path) {
   for (const TextLine& line : text) examine(remarks, line, kind);
   if (text.empty()) remarks.add(0, "", "is empty: nothing is sent");
   if (text.size() > KVEXA_REGISTER_TABLE_ENTRIES)
-    remarks.add(0, "", "has more than 1024 lines, so it is refused");
+    remarks.add(0, "",
+                "has more than " + std::to_string(KVEXA_REGISTER_TABLE_ENTRIES) + " lines, so it is refused");
   if (!text.empty() && (table[0].values[0] & 0xFFU) >= addressModes.size()) {
     remarks.add(1, "address mode", "is none of 0 to 5, so the first write is refused");
   }

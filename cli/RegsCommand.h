@@ -1,4 +1,4 @@
-// kvexa regs: what a register-setting file sends to the boards, and what looks wrong in it.
+// kvexa regs: what a register-setting file sends to a USB board, and what looks wrong in it.
 #pragma once
 
 #include <string>

@@ -3,34 +3,22 @@
 #include <kvexa.h>
 
 #include "Failure.h"
-#include "sim/sensor/Scene.h"
 
 namespace cli {
 
-Session::Session(const SessionOptions& options) {
+Session::Session(const SessionOptions& options)
+    : bench_(options.simulate ? sim::Bench::Boards::simulated : sim::Bench::Boards::real) {
   if (!options.scene.empty() && !options.simulate) {
     throw Failure("--scene needs --simulate: a real camera looks at what is in front of it");
   }
-  // A picture that is none must be told before a trace file is made.
-  const auto scene = options.scene.empty() ? sim::Scene::chart() : sim::Scene::fromFile(options.scene);
-  sim::Trace& trace = options.simulate ? machine_.trace() : realTrace_;
-  if (!options.trace.empty()) {
-    traceFile_.reset(std::fopen(options.trace.c_str(), "wb"));
-    if (!traceFile_) throw Failure(options.trace + ": cannot be written");
+  // Before the trace file is made: a scene that is no picture leaves no file.
+  if (!options.scene.empty()) bench_.setScene(sim::Scene::fromFile(options.scene));
+  if (!options.trace.empty()) bench_.writeTrace(options.trace);
+  if (options.simulate) {
+    for (std::uint32_t i = 0; i < options.boardCount; ++i) bench_.addBoard(options.boardType);
   }
-  trace.writeTo(traceFile_.get());
-
-  const HMODULE library = GetModuleHandleA("KVEXA_LIB.dll");
-  if (!options.simulate) {
-    if (traceFile_) attachment_ = std::make_unique<sim::Attachment>(library, realTrace_);
-    return;
-  }
-  for (std::uint32_t i = 0; i < options.boardCount; ++i) {
-    sim::Sensor& sensor = options.boardType == KVEXA_BOARD_PCIE ? machine_.addPcieBoard().sensor()
-                                                                : machine_.addUsbBoard().sensor();
-    sensor.setScene(scene);
-  }
-  attachment_ = std::make_unique<sim::Attachment>(library, machine_);
+  // Real boards without a trace need nothing of the bench.
+  if (options.simulate || !options.trace.empty()) bench_.attach(GetModuleHandleA("KVEXA_LIB.dll"));
 }
 
 }  // namespace cli

@@ -2,12 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <string>
 
-#include "sim/attach/Attachment.h"
-#include "sim/machine/Machine.h"
+#include "sim/attach/Bench.h"
 
 namespace cli {
 
@@ -19,20 +16,14 @@ struct SessionOptions {
   std::string trace;             // a file for every driver request; empty for none
 };
 
-// Stands between the library and Windows for as long as it lives.
+// While it lives, the library's calls to Windows go to the simulated boards, or into the trace.
 class Session {
  public:
+  // Throws Failure, or another exception with a sentence for people, when a file does not serve.
   explicit Session(const SessionOptions& options);
 
  private:
-  struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
-  std::unique_ptr<std::FILE, FileCloser> traceFile_;
-  sim::Trace realTrace_;
-  sim::Machine machine_;
-  std::unique_ptr<sim::Attachment> attachment_;
+  sim::Bench bench_;
 };
 
 }  // namespace cli

@@ -78,7 +78,7 @@ class Progress {
     ++timeoutsInARow_;
   }
 
-  // The board keeps telling until a capture starts anew.
+  // The board reports a drop until a capture starts anew.
   void lookForDrops(const Board& board) { dropped_ = kVexaIsDropFrame(board.handle()) != 0 || dropped_; }
 
   std::string text() const {

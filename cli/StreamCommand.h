@@ -1,4 +1,4 @@
-// kvexa stream: frame after frame from a USB board, with a line that tells how it goes.
+// kvexa stream: frame after frame from a USB board, with a line that shows its progress.
 #pragma once
 
 #include <cstdint>

@@ -118,7 +118,7 @@ void addList(CLI::App& app, cli::SessionOptions& session) {
 
 void addVersion(CLI::App& app, cli::SessionOptions& session, std::uint32_t& boardIndex) {
   CLI::App* command =
-      app.add_subcommand("version", "tell the versions of a board, its driver and the library");
+      app.add_subcommand("version", "print the versions of a board, its driver and the library");
   addSessionOptions(*command, session);
   command->add_option("--board", session.boardType, "board type")
       ->transform(oneOf(boardTypes))
@@ -189,7 +189,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::Success& help) {
       return app.exit(help);
     } catch (const CLI::ParseError& error) {
-      std::fprintf(stderr, "kvexa: %s (kvexa --help tells the options)\n", error.what());
+      std::fprintf(stderr, "kvexa: %s (kvexa --help lists the options)\n", error.what());
       return app.got_subcommand("run") ? cli::runFailed : usageError;
     }
     return static_cast<int>(exitCode);

@@ -145,6 +145,30 @@ enum KvexaPixelFormat {
   KVEXA_FORMAT_GREY8 = 13   /* one byte a pixel */
 };
 
+/* Formats of captured data, as CapParam.INPUTFORMAT and kVexaSaveBinFile take them. */
+enum KvexaInputFormat {
+  KVEXA_INPUT_SAMPLES = 0,  /* one sample of 8 to 16 bits; kVexaSaveBinFile refuses it */
+  KVEXA_INPUT_BYTE_1 = 1,   /* one byte a pixel */
+  KVEXA_INPUT_WORD_2 = 2,   /* two bytes a pixel */
+  KVEXA_INPUT_TRIPLE_3 = 3, /* three bytes a pixel */
+  KVEXA_INPUT_PACKED = 4,   /* four bytes; SPACK says how many of the row's samples */
+  KVEXA_INPUT_BGR24 = KVEXA_FORMAT_BGR24,
+  KVEXA_INPUT_RGB565 = KVEXA_FORMAT_RGB565,
+  KVEXA_INPUT_RGB555 = KVEXA_FORMAT_RGB555,
+  KVEXA_INPUT_GREY8 = KVEXA_FORMAT_GREY8,
+  KVEXA_INPUT_WORD_14 = 14,  /* two bytes a pixel; kVexaSaveBinFile only */
+  KVEXA_INPUT_YUV = 20,      /* two bytes a pixel */
+  KVEXA_INPUT_YUV_PAIR = 21, /* four bytes for two pixels; kVexaSaveBinFile refuses it */
+  KVEXA_INPUT_BYTE_40 = 40,  /* one byte a pixel, to 43 */
+  KVEXA_INPUT_BYTE_41 = 41,
+  KVEXA_INPUT_BYTE_42 = 42,
+  KVEXA_INPUT_BYTE_43 = 43,
+  KVEXA_INPUT_WORD_44 = 44, /* two bytes a pixel, to 47 */
+  KVEXA_INPUT_WORD_45 = 45,
+  KVEXA_INPUT_WORD_46 = 46,
+  KVEXA_INPUT_WORD_47 = 47
+};
+
 /* The equations from Y, U, V to colour: BT.601 studio range or full range, in integers or in doubles. */
 enum KvexaYuyvMethod {
   KVEXA_YUYV_INTEGER_STUDIO = 0,
@@ -218,7 +242,7 @@ typedef struct CapParam {
   uint16_t SMIAIN;       /* serial input; also selects the packing factor of the frame size */
   uint16_t SMIACLASS;    /* serial class */
   uint16_t CAMERAFORMAT; /* for the application; not sent to the board */
-  uint16_t INPUTFORMAT;  /* format of the captured data, 0 to 47; sets the bytes a unit */
+  uint16_t INPUTFORMAT;  /* KvexaInputFormat; sets the bytes a unit */
   uint16_t EXCHGFORMAT;  /* for the application; not sent to the board */
 } CapParam;
 
@@ -1173,11 +1197,12 @@ KVEXA_API int32_t KVEXA_CALL kVexaYuyv16ToMtxRgbT2(const uint16_t* source, void*
  *   imageWidth   in: pixels
  *   imageHeight  in: pixels; an image may be shorter in memory, nothing below the rectangle is read
  *   rect         in: the rectangle to save
- *   format       in: the input format of the pixels as in CapParam.INPUTFORMAT; it decides about the bytes a
+ *   format       in: KvexaInputFormat of the pixels; it decides about the bytes a
  *                    pixel: 1, 13, 40-43: 1; 2, 11, 12, 14, 20, 44-47: 2; 3, 10: 3; 4: 4
  * KVEXA_BAD_ARGUMENT     a null pointer, a rectangle that is empty, not inside the image or larger than
- * memory, any other format; no file is made KVEXA_FILE_NOT_OPENED  the file cannot be created, or not written
- * to its end; what was written stays Any thread.
+ *                        memory, any other format; no file is made
+ * KVEXA_FILE_NOT_OPENED  the file cannot be created, or not written to its end; what was written stays
+ * Any thread.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaSaveBinFile(const char* path, const void* image, uint32_t imageWidth,
                                               uint32_t imageHeight, const SaveRect* rect, uint32_t format);

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "cli/run/CommandTail.h"
-#include "sim/bench/Bench.h"
+#include "sim/bench/DescribedBench.h"
 #include "sim/bench/Description.h"
 #include "sim/bench/Files.h"
 #include "sim/program/Injection.h"
@@ -76,7 +76,7 @@ void check(const RunOptions& options, const std::string& text) {
                                        : sim::readDescription(absolute(options.description));
     description.trace.clear();
     description.pace = sim::Pace::simulated;
-    const sim::Bench bench(description);
+    const sim::DescribedBench bench(description);
   } catch (const std::exception& error) {
     throw RunFailure(runFailed, error.what());
   }

@@ -1,5 +1,5 @@
 // Puts a machine of simulated boards under a loaded module, by redirecting the entries of its import
-// table. The module itself is the one that ships; it cannot tell.
+// table. The module itself is the one that ships, unchanged.
 #pragma once
 
 #include <windows.h>

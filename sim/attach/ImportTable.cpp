@@ -52,7 +52,7 @@ std::vector<void**> findImports(HMODULE module, const char* name) {
   if (directory.VirtualAddress == 0) return entries;
   const auto* library = at<IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress);
   for (; library->Name != 0; ++library) {
-    // Without the table of names nothing tells what the addresses stand for.
+    // Without the table of names the addresses cannot be assigned to functions.
     if (library->OriginalFirstThunk == 0) continue;
     const auto* import = at<IMAGE_THUNK_DATA>(module, library->OriginalFirstThunk);
     auto* address = at<void*>(module, library->FirstThunk);

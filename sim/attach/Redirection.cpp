@@ -65,7 +65,7 @@ Result guarded(Result failed, Call call) noexcept {
   }
 }
 
-// Functions with Windows' signatures. The return address would not tell the calling module:
+// Functions with Windows' signatures. The return address would not identify the calling module:
 // compilers turn a call at a function's end into a jump.
 template <std::size_t set>
 struct Replacement {

@@ -122,7 +122,7 @@ struct Redirected {
 };
 
 // A set of replacement functions that ask one platform at a time. There are a few of them, so that modules
-// can be attached to different machines; which set a call comes through says whose call it is.
+// can be attached to different machines; the set through which a call comes identifies the caller.
 class ReplacementSet {
  public:
   static constexpr std::size_t most = 8;

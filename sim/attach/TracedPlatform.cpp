@@ -42,7 +42,7 @@ class TracedPlatform : public Platform {
     if (name.empty()) {
       return originals().deviceIoControl(file, code, in, inLength, out, outLength, returned, overlapped);
     }
-    // The request may overwrite its own record: the status word can stand anywhere.
+    // The request may overwrite its own record: the status word can be anywhere.
     usb::Control::PipeRecord record{};
     const bool isPipe = code == usb::Control::pipeTransfer && in != nullptr && inLength == sizeof record;
     if (isPipe) std::memcpy(&record, in, sizeof record);
@@ -100,7 +100,7 @@ class TracedPlatform : public Platform {
     std::uint32_t bytes;
   };
 
-  // Interfaces are told apart by the word that Windows keeps in their record.
+  // Interfaces are distinguished by the word that Windows keeps in their record.
   void noteListed(const SP_DEVICE_INTERFACE_DATA& data, DWORD index) {
     const BoardClass* boardClass = findBoardClass(&data.InterfaceClassGuid);
     if (boardClass == nullptr) return;

@@ -1,4 +1,4 @@
-// The time in which the simulated boards live. Simulated time passes only when somebody waits: Sleep in the
+// The time of the simulated boards. Simulated time passes only when somebody waits: Sleep in the
 // library, and transfers of frames that are still being exposed. Real time passes by itself.
 #pragma once
 

@@ -1,4 +1,4 @@
-// What stands behind the file handle of a board: the part that the kernel driver plays.
+// What a file handle of a board leads to: the kernel driver.
 #pragma once
 
 #include <windows.h>

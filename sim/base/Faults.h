@@ -53,7 +53,7 @@ class Faults {
   // Requests that the board has seen since it was made.
   unsigned requestCount() const;
 
-  // For the board: counts one request and tells the fault that it meets.
+  // For the board: counts one request. The fault that it meets.
   std::optional<Fault> nextRequest();
 
   // The same for a thread that has the board's lock, which it gives up while its request is held.

@@ -20,7 +20,7 @@ class HeldRequests {
   // Lets those go on that are held now.
   void release();
 
-  // For the board, on the thread of the request: comes back when the request is released.
+  // For the board, on the thread of the request: returns when the request is released.
   void hold();
 
  private:

@@ -12,7 +12,7 @@ namespace {
 
 constexpr Microseconds microsecondsPerMillisecond = 1000;
 
-// A thread that looks again and again for what no call tells, such as an event that another program resets,
+// A thread that looks again and again for what no call shows, such as an event that another program resets,
 // looks again after so much real time. Nothing but its looking depends on it.
 constexpr DWORD lookInterval = 1;
 
@@ -32,7 +32,7 @@ HANDLE duplicateOf(HANDLE handle) {
   return duplicate;
 }
 
-// What a yield leaves behind as "looked at".
+// What a yield records as "looked at".
 const char yielded = 0;
 
 }  // namespace
@@ -161,7 +161,7 @@ void Timeline::forget(const MemberPointer& member) {
   members_.erase(identifier);
 }
 
-// Whoever waits for the thread's end, or for what it left behind, is running before the thread is not.
+// Whoever waits for the thread's end, or for what it has done, is running before the thread is not.
 void Timeline::removeEnded(const MemberPointer& member) {
   wakeThose([](const Sleeper& each) { return !each.objects.empty(); });
   memberRan_ = ++changes_;

@@ -68,7 +68,7 @@ class Timeline {
   void enter();
   void leave();
 
-  // The thread takes part from now until it ends. `host` tells that it runs code whose calls do not go
+  // The thread takes part from now until it ends. `host` says that it runs code whose calls do not go
   // through here.
   void adopt(HANDLE thread, DWORD identifier, bool host);
 

@@ -10,10 +10,10 @@ namespace sim {
 namespace {
 
 // While somebody waits and nothing is due, boards are asked again after so much real time: a program may
-// change one behind the timeline's back. The time does not move by it.
+// change one without a call to the timeline. The time does not move by it.
 constexpr DWORD askAgain = 1;
 
-// So long somebody may be running before it is told that the time stands still.
+// A thread may run so long before a message says that the time does not move.
 constexpr DWORD standstill = 60000;
 
 }  // namespace

@@ -22,7 +22,7 @@ namespace sim {
 //   usb0 close
 //   sleep 10
 // Inbound lines give the bytes moved, then the bytes asked for, then at most 16 of the bytes moved
-// (" .." behind them when there are more); image data (pipe 2) are not shown. Outbound lines show at
+// (" .." after them when there are more); image data (pipe 2) are not shown. Outbound lines show at
 // most 256 bytes. A request that the driver refuses ends with " -> error 31" (the Windows error); one
 // that it accepts without clearing its status word ends with " -> status kept".
 //
@@ -34,9 +34,9 @@ namespace sim {
 //   pcie0 capture complete 00000000
 //   pcie0 writeBlock [00000000 00000001 00000001 00000002 00000000 00000104 00000036 00000000 00000002
 //     00000002 00000080] pending                                                  (in one line)
-// Behind the arrow stands the driver's status word, then what the driver filled in: a register's value
+// After the arrow comes the driver's status word, then what the driver filled in: a register's value
 // always, a measurement's three words and the data of a block only when the status is 0. Of data at most 16
-// words are shown (" .." behind them when there are more); data that go the other way are not part of the
+// words are shown (" .." after them when there are more); data that go the other way are not part of the
 // record. A request that stays pending has a second line, when the driver completes it. The other requests
 // are called lockMemory, unlockMemory, writeSensor, readSensor, autoActual, interval, cancelInterval,
 // readBlock, readLut and writeLut. The restart of PCI functions is described in PciBus.h.

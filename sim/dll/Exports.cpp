@@ -12,7 +12,7 @@
 
 namespace {
 
-using sim::Bench;
+using sim::DescribedBench;
 using sim::Simulation;
 
 struct Failure {
@@ -55,7 +55,7 @@ void require(bool holds, const char* text) {
   if (!holds) fail(KVEXA_SIM_BAD_ARGUMENT, text);
 }
 
-std::shared_ptr<Bench> running() {
+std::shared_ptr<DescribedBench> running() {
   auto bench = Simulation::instance().bench();
   if (!bench) fail(KVEXA_SIM_NOT_RUNNING, "no simulation runs");
   return bench;
@@ -63,7 +63,7 @@ std::shared_ptr<Bench> running() {
 
 // The parts of a board; the bench is kept for as long as they are used.
 struct BoardInUse {
-  std::shared_ptr<Bench> bench;
+  std::shared_ptr<DescribedBench> bench;
   sim::BoardParts parts;
 };
 

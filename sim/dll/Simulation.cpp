@@ -75,7 +75,7 @@ void Simulation::start(const Description& description) {
   const std::lock_guard lock(mutex_);
   if (bench_) throw SimulationRuns("a simulation runs already");
   removeRetired();
-  auto bench = std::make_shared<Bench>(description);
+  auto bench = std::make_shared<DescribedBench>(description);
   watchLoads();
   const std::shared_ptr<Machine> machine(bench, &bench->machine());
   ProgramAttachment::instance().use(makeSimulatedPlatform(machine));
@@ -94,13 +94,13 @@ bool Simulation::stop() {
   return true;
 }
 
-std::shared_ptr<Bench> Simulation::bench() const {
+std::shared_ptr<DescribedBench> Simulation::bench() const {
   const std::lock_guard lock(mutex_);
   return bench_;
 }
 
 void Simulation::removeRetired() {
-  std::erase_if(retired_, [](const std::shared_ptr<Bench>& each) { return each.use_count() == 1; });
+  std::erase_if(retired_, [](const std::shared_ptr<DescribedBench>& each) { return each.use_count() == 1; });
 }
 
 bool Simulation::isDescribed() {

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "sim/bench/Bench.h"
+#include "sim/bench/DescribedBench.h"
 
 namespace sim {
 
@@ -19,7 +19,7 @@ class Simulation {
   // Lives until the process ends.
   static Simulation& instance();
 
-  // Every library of the process finds these boards from now on. Throws what Bench throws, and
+  // Every library of the process finds these boards from now on. Throws what DescribedBench throws, and
   // SimulationRuns.
   void start(const Description& description);
 
@@ -27,7 +27,7 @@ class Simulation {
   bool stop();
 
   // Null when none runs. Whoever holds it keeps it.
-  std::shared_ptr<Bench> bench() const;
+  std::shared_ptr<DescribedBench> bench() const;
 
   // Whether the environment describes a simulation, which then begins when a library first looks for boards.
   static bool isDescribed();
@@ -39,10 +39,10 @@ class Simulation {
   void removeRetired();
 
   mutable std::mutex mutex_;
-  std::shared_ptr<Bench> bench_;
+  std::shared_ptr<DescribedBench> bench_;
   // Stopped ones that calls of other threads may still be in. They are destroyed by a later start or stop: it
   // takes a thread that may wait, and a redirected call can be inside the loader.
-  std::vector<std::shared_ptr<Bench>> retired_;
+  std::vector<std::shared_ptr<DescribedBench>> retired_;
 };
 
 }  // namespace sim

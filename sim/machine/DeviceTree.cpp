@@ -139,7 +139,7 @@ std::uint32_t DeviceTree::enumerate(HDEVINFO set, const GUID* interfaceClass, st
   }
   data->InterfaceClassGuid = listed.boardClass->interfaceClass;
   data->Flags = SPINT_ACTIVE;
-  data->Reserved = index + 1;  // 0 stays for records that nobody filled
+  data->Reserved = index + 1;  // 0 is for records that were not filled
   return 0;
 }
 

@@ -80,7 +80,7 @@ class DeviceTree {
   std::uint32_t openFile(const FileRequest& request, HANDLE& file);
   std::uint32_t closeFile(HANDLE file);
 
-  // The board behind an open file, or null.
+  // The driver of an open file, or null.
   Driver* driver(HANDLE file) const;
 
  private:

@@ -1,4 +1,4 @@
-// Heap blocks that end at a page without access: what is written behind one ends the program at once. They
+// Heap blocks that end at a page without access: what is written past one ends the program at once. They
 // are filled with bytes 0xA5.
 #pragma once
 

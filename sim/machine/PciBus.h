@@ -34,16 +34,17 @@ class PciBus {
   // Returns its number.
   unsigned add(const std::vector<std::string>& identifiers, bool atRescan = false);
 
-  // The same with the list of identifiers as it lies in memory, well formed or not.
+  // The same with the list of identifiers as it is in memory, well formed or not.
   unsigned addRaw(std::string identifiers, bool atRescan = false);
 
-  // The same, and a program that reads the list finds these bytes in its buffer behind what it is told of.
+  // The same, and a program that reads the list finds these bytes in its buffer after the length that is
+  // reported.
   unsigned addRawBefore(std::string identifiers, std::string behind);
 
   // What Windows lists for one board: its bridge and its capture function.
   void addBoard(bool atRescan = false);
 
-  // The k-th use of the step from now on fails, and so do the ones behind it up to `count` of them.
+  // The k-th use of the step from now on fails, and so do those after it, up to `count` of them.
   void fail(Step step, std::uint32_t error, unsigned k = 1, unsigned count = 1);
 
   // Listing the functions succeeds, but leaves this last error. Otherwise it leaves the one of before.
@@ -57,7 +58,7 @@ class PciBus {
 
   // ---- for the redirected calls; a Windows error each, 0 for success ----
   static bool ownsSet(HDEVINFO set);
-  // The last error that is left behind; nothing leaves the one of before.
+  // The last error that is set; nothing keeps the earlier one.
   std::optional<std::uint32_t> makeSet(HDEVINFO& set);
   std::uint32_t destroySet(HDEVINFO set);
   std::uint32_t enumerate(HDEVINFO set, std::uint32_t index, SP_DEVINFO_DATA* data);

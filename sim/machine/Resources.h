@@ -16,7 +16,7 @@ class Resources {
  public:
   enum class Kind { event, globalMemory, thread };
 
-  // The k-th creation from now on fails, and so do the ones behind it up to `count` of them.
+  // The k-th creation from now on fails, and so do those after it, up to `count` of them.
   void fail(Kind kind, unsigned k, unsigned count = 1);
 
   // From now on there are no heap blocks of so many bytes or more; 0 ends that.
@@ -38,7 +38,7 @@ class Resources {
     bytesWritten_ += bytes;
   }
 
-  // Counts one creation and tells whether it may be.
+  // Counts one creation. Whether it may be.
   bool allows(Kind kind);
   bool allowsBlock(std::size_t bytes) const { return failingBlocks_ == 0 || bytes < failingBlocks_; }
   void noteTaken(Kind kind, const void* object);

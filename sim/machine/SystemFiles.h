@@ -1,4 +1,4 @@
-// The files of the simulated machine's Windows, as far as somebody asks for their versions.
+// The files of the simulated machine's Windows, as far as their versions are asked for.
 #pragma once
 
 #include <cstddef>
@@ -27,7 +27,7 @@ class SystemFiles {
   const std::string& windowsDirectory() const { return windowsDirectory_; }
   void setWindowsDirectory(const std::string& path) { windowsDirectory_ = path; }
 
-  // Where the driver file of that name lies.
+  // The path of the driver file of that name.
   std::string driverPath(const std::string& name) const;
 
   // From now on the file is there and has these versions. No versions: it has no version resource. A file
@@ -39,7 +39,7 @@ class SystemFiles {
   // A version block, empty when the file is not there or has none; nothing when it is the real machine's.
   std::optional<std::vector<std::uint8_t>> versionBlock(const std::string& path) const;
 
-  // Whether a block comes from here, and what stands in it under a name. Null when nothing does.
+  // Whether a block comes from here, and what is in it under a name. Null when nothing is.
   static bool isBlock(const void* block);
   static const void* query(const void* block, const std::string& name, std::uint32_t& length);
 

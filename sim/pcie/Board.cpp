@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "sim/pcie/RequestText.h"
@@ -35,16 +36,12 @@ std::optional<std::uint32_t> statusOf(const std::optional<Fault>& fault, std::ui
 }  // namespace
 
 Board::Board(std::string name, const Machinery& machinery)
-    : name_(std::move(name)),
-      timeline_(machinery.timeline),
-      trace_(machinery.trace),
+    : CameraBoard(std::move(name), machinery.timeline, machinery.trace),
       loans_(machinery.loans),
-      sensor_(timeline_.clock()),
-      faults_(timeline_),
       registers_(timeline_.clock(), sensor_, faults_),
       engine_(timeline_.clock(), sensor_, registers_, [this](PendingRequest& request) {
-        tell(name_ + " " + request.shape().name + " complete " +
-             answerText(request.shape(), request.words()));
+        report(name_ + " " + request.shape().name + " complete " +
+               answerText(request.shape(), request.words()));
       }) {
   timeline_.add(*this);
 }
@@ -73,16 +70,6 @@ void Board::unplug() {
   const std::lock_guard lock(mutex_);
   plugged_ = false;
   engine_.endAll(Status::stopped, statusCancelled);
-}
-
-void Board::plug() {
-  const std::lock_guard lock(mutex_);
-  plugged_ = true;
-}
-
-bool Board::isPlugged() const {
-  const std::lock_guard lock(mutex_);
-  return plugged_;
 }
 
 unsigned Board::pending() const {
@@ -125,11 +112,6 @@ std::vector<Board::Region> Board::lockedRegions() const {
 std::uint32_t Board::lutWord(std::size_t index) const {
   const std::lock_guard lock(mutex_);
   return lut_.word(index);
-}
-
-bool Board::open() {
-  const std::lock_guard lock(mutex_);
-  return !std::exchange(open_, true);
 }
 
 // Windows ends the requests of a file that is closed.
@@ -187,7 +169,7 @@ Answer Board::meetRequest(const Shape& shape, const ControlRequest& request,
 }
 
 // A request that is over when DeviceIoControl returns. The file is open for overlapped use, so an overlapped
-// record is told as well when there is one.
+// record is filled as well when there is one.
 Answer Board::complete(const std::string& line, const Shape& shape, const ControlRequest& request,
                        const std::optional<Fault>& fault) {
   Words words(shape.words);
@@ -211,8 +193,8 @@ Answer Board::complete(const std::string& line, const Shape& shape, const Contro
   return {0, bytes};
 }
 
-// What a request brings to its end is told behind the request itself.
-void Board::tell(std::string line) {
+// The ends that a request causes come after the request itself in the trace.
+void Board::report(std::string line) {
   causesEnds_ ? causedLines_.push_back(std::move(line)) : trace_.add(std::move(line));
 }
 

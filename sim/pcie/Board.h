@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,11 +16,11 @@
 #include "sim/pcie/Engine.h"
 #include "sim/pcie/Lut.h"
 #include "sim/pcie/Registers.h"
-#include "sim/sensor/Sensor.h"
+#include "sim/sensor/CameraBoard.h"
 
 namespace sim::pcie {
 
-class Board : private Timeline::Source {
+class Board : public CameraBoard, private Timeline::Source {
  public:
   // What every board of a machine shares. The timeline must not look at the board any more when it is
   // destroyed.
@@ -33,12 +32,6 @@ class Board : private Timeline::Source {
 
   Board(std::string name, const Machinery& machinery);
   ~Board() override = default;
-  Board(const Board&) = delete;
-  Board& operator=(const Board&) = delete;
-
-  const std::string& name() const { return name_; }
-  Sensor& sensor() { return sensor_; }
-  Faults& faults() { return faults_; }
 
   // Board registers, looked at and changed without a request.
   std::uint32_t boardRegister(std::uint32_t address);
@@ -47,11 +40,8 @@ class Board : private Timeline::Source {
   // One frame as the board delivers it, filled up to whole 32-bit words. Empty when the area is empty.
   std::vector<std::uint8_t> frameBytes(std::uint64_t number) const;
 
-  // Pulled out, every request fails with ERROR_DEVICE_NOT_CONNECTED, those that were pending end, and the
-  // board is not enumerated.
-  void unplug();
-  void plug();
-  bool isPlugged() const;
+  // Pending requests end.
+  void unplug() override;
 
   // Requests that the driver has not completed.
   unsigned pending() const;
@@ -82,7 +72,6 @@ class Board : private Timeline::Source {
   std::uint32_t lutWord(std::size_t index) const;
 
   // ---- for the driver ----
-  bool open();  // false when somebody has it open already
   void close();
   Answer control(const Shape& shape, const ControlRequest& request);
 
@@ -99,18 +88,12 @@ class Board : private Timeline::Source {
                   const std::optional<Fault>& fault);
   Answer start(const std::string& line, const Shape& shape, const ControlRequest& request,
                const std::optional<Fault>& fault);
-  void tell(std::string line);
+  void report(std::string line);
   std::uint32_t run(Request request, Words& words);
   std::uint32_t unlock(const Region& region);
   std::uint32_t check(const Shape& shape, const Words& words) const;
 
-  mutable std::recursive_mutex mutex_;
-  std::string name_;
-  Timeline& timeline_;
-  Trace& trace_;
   Loans& loans_;
-  Sensor sensor_;
-  Faults faults_;
   Registers registers_;
   Lut lut_;
   std::vector<Region> regions_;
@@ -118,8 +101,6 @@ class Board : private Timeline::Source {
   bool causesEnds_ = false;
   std::vector<std::string> causedLines_;
   bool blocksAtOnce_ = false;
-  bool open_ = false;
-  bool plugged_ = true;
 };
 
 }  // namespace sim::pcie

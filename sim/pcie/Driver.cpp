@@ -11,7 +11,7 @@ Answer Driver::control(const ControlRequest& request) {
       request.outLength != bytes || (shape->overlapped && request.overlapped == nullptr)) {
     return {ERROR_INVALID_PARAMETER, 0};
   }
-  return board_.control(*shape, request);
+  return board().control(*shape, request);
 }
 
 }  // namespace sim::pcie

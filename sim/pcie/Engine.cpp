@@ -22,11 +22,11 @@ std::uint32_t statusOfStopped(PendingRequest& capture) {
 
 }  // namespace
 
-Engine::Engine(Clock& clock, const Sensor& sensor, Registers& registers, Told told)
+Engine::Engine(Clock& clock, const Sensor& sensor, Registers& registers, Reported reported)
     : clock_(clock),
       sensor_(sensor),
       registers_(registers),
-      told_(std::move(told)),
+      reported_(std::move(reported)),
       transfer_(sensor, registers) {}
 
 void Engine::settle() {
@@ -188,7 +188,7 @@ void Engine::finish(Entry entry, std::uint32_t outcome) {
   waiting_.erase(entry);
   PendingRequest& request = *waiting.request;
   request.words()[Word::status] = *waiting.end;
-  told_(request);
+  reported_(request);
   request.complete(outcome);
 }
 

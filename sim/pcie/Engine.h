@@ -1,4 +1,4 @@
-// What the PCIe board does by itself while time passes: it moves frames, tells of intervals, measures, and
+// What the PCIe board does by itself while time passes: it moves frames, reports intervals, measures, and
 // completes the requests that wait for these.
 #pragma once
 
@@ -25,10 +25,10 @@ class Engine {
  public:
   using RequestPointer = std::unique_ptr<PendingRequest>;
 
-  // `told` hears of every request that was completed later, with its record.
-  using Told = std::function<void(PendingRequest& request)>;
+  // `reported` is called with every request that is completed later.
+  using Reported = std::function<void(PendingRequest& request)>;
 
-  Engine(Clock& clock, const Sensor& sensor, Registers& registers, Told told);
+  Engine(Clock& clock, const Sensor& sensor, Registers& registers, Reported reported);
 
   // Brings everything up to the present, but for what happens at this very moment: that waits for happen().
   // Comes before every change of the board or the sensor.
@@ -95,7 +95,7 @@ class Engine {
   Clock& clock_;
   const Sensor& sensor_;
   Registers& registers_;
-  Told told_;
+  Reported reported_;
   Transfer transfer_;
   std::list<Waiting> waiting_;
   std::set<Wait> held_;

@@ -9,7 +9,7 @@
 
 namespace sim::pcie {
 
-// Blocks carry no address: each goes on behind the one before. A block of less than the most words, or one in
+// Blocks carry no address: each continues the one before. A block of less than the most words, or one in
 // the other direction, ends the transfer; the next one begins at the table's start. Behind the table's end it
 // goes on at its start.
 class Lut {

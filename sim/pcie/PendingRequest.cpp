@@ -7,7 +7,7 @@ namespace sim::pcie {
 
 namespace {
 
-// The lowest bit of the event's handle says that no completion port is to be told.
+// The lowest bit of the event's handle says that no completion port gets a packet.
 HANDLE eventOf(const OVERLAPPED& overlapped) {
   return reinterpret_cast<HANDLE>(reinterpret_cast<std::uintptr_t>(overlapped.hEvent) & ~std::uintptr_t{1});
 }

@@ -20,7 +20,7 @@ class PendingRequest {
   // keeps it.
   PendingRequest(const Shape& shape, const ControlRequest& request, Loans& loans, Timeline& timeline);
 
-  // A request that nobody completed leaves the program's memory alone.
+  // A request that was not completed leaves the program's memory alone.
   ~PendingRequest();
   PendingRequest(const PendingRequest&) = delete;
   PendingRequest& operator=(const PendingRequest&) = delete;

@@ -27,7 +27,7 @@ enum class Request : std::uint32_t {
 // A record is a row of 32-bit words, the first of which is the driver's status word. Input and output are
 // the same buffer.
 struct Shape {
-  // Words that stand for themselves, then one block of data whose length another word tells.
+  // Single words, then one block of data whose length another word gives.
   struct Data {
     std::size_t countAt = 0;  // 0: the record has no data
     bool goesIn = false;
@@ -49,7 +49,7 @@ constexpr std::uint32_t blockWords = 4096;
 // Null for a code that the driver does not know.
 const Shape* findShape(std::uint32_t code);
 
-// Where the words of the records stand.
+// Where the words of the records are.
 namespace Word {
 constexpr std::size_t status = 0;
 // Register requests.

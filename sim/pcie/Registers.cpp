@@ -1,6 +1,6 @@
 #include "sim/pcie/Registers.h"
 
-#include <algorithm>
+#include "sim/sensor/FramePeriod.h"
 
 namespace sim::pcie {
 
@@ -9,9 +9,7 @@ namespace {
 constexpr std::uint32_t packingBit = 1U << 8;
 constexpr std::uint32_t yuvToRgbBit = 1U << 3;
 constexpr std::uint32_t areaMask = 0x1FFF;
-constexpr std::uint32_t frameToggle = 0x8000;
 constexpr int shiftAsIs = 8;
-constexpr Microseconds periodUnit = 100;
 
 std::uint32_t wordAddress(std::uint32_t address) { return address & ~3U; }
 
@@ -47,12 +45,7 @@ void Registers::write(std::uint32_t address, std::uint32_t value) {
 bool Registers::framesArrive() const { return sensor_.isStreaming() && !faults_.framesAreHeld(); }
 
 std::uint32_t Registers::framePeriod() {
-  if (!framesArrive()) return framePeriod_;
-  const Microseconds period = sensor_.framePeriod();
-  const Microseconds elapsed = clock_.now() - std::min(clock_.now(), sensor_.streamStart());
-  const bool odd = (elapsed / period & 1) != 0;
-  framePeriod_ =
-      static_cast<std::uint32_t>(period / periodUnit & (frameToggle - 1)) | (odd ? frameToggle : 0);
+  if (framesArrive()) framePeriod_ = framePeriodWord(clock_, sensor_);
   return framePeriod_;
 }
 

@@ -40,7 +40,7 @@ class Registers {
  public:
   Registers(const Clock& clock, Sensor& sensor, const Faults& faults);
 
-  // For the test, behind the driver's back.
+  // For the test, without the driver.
   std::uint32_t value(std::uint32_t address);
   void setValue(std::uint32_t address, std::uint32_t value);
 

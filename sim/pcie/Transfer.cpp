@@ -68,7 +68,7 @@ std::optional<Microseconds> Transfer::completion() const {
   return arrival(limit());
 }
 
-// While frames come in time there is nothing to be told.
+// While frames come in time there is nothing to be reported.
 std::optional<Microseconds> Transfer::timeout() const {
   if (!active_ || order_.timeout == 0) return std::nullopt;
   const Microseconds last = order_.singleFrame ? patience_ : lastFrameEnd();

@@ -35,7 +35,7 @@ class Transfer {
 
   std::uint64_t position() const { return position_; }
 
-  // When the stream has come to a position behind the present one; nothing when it will not.
+  // When the stream has come to a position after the present one; nothing when it will not.
   std::optional<Microseconds> arrival(std::uint64_t position) const;
 
   // When the transfer is complete, and when it times out.

@@ -18,7 +18,7 @@ unsigned samplesPerColumn(const Delivery& delivery, bool yuv) {
 
 constexpr Yuv black;
 
-// The captured area over the sensor's samples; what lies outside the sensor is black.
+// The captured area over the sensor's samples; what is outside the sensor is black.
 class Area {
  public:
   Area(const Delivery& delivery, const SensorPicture& picture, const std::vector<std::uint16_t>& samples)

@@ -1,4 +1,4 @@
-// Reads the picture files that can stand before the simulated camera.
+// Reads the picture files that can be the scene of the simulated camera.
 #include <algorithm>
 #include <cstdio>
 #include <memory>

@@ -1,4 +1,4 @@
-// What stands in front of the simulated camera.
+// What is in front of the simulated camera.
 #pragma once
 
 #include <cstdint>

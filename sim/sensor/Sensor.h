@@ -21,7 +21,7 @@ struct SensorAddress {
   unsigned registerBits = 16;  // 0 (a write or read starts at register 0), 8 or 16
 };
 
-// The sensor's registers, 8 bits each; two-byte values stand high byte first.
+// The sensor's registers, 8 bits each; two-byte values have their high byte first.
 namespace SensorRegister {
 constexpr std::uint16_t modelHigh = 0x0000;     // reads 0x4B
 constexpr std::uint16_t modelLow = 0x0001;      // reads 0x56
@@ -97,13 +97,13 @@ class Sensor {
 
   // Bus transfers. False or nothing when the sensor does not acknowledge: it is not at that address, or
   // not supplied, clocked and out of reset, or not on the bus. Consecutive bytes go to and come from
-  // consecutive registers; a transfer in parts tells how many bytes came before.
+  // consecutive registers; a transfer in parts says how many bytes came before.
   bool write(std::uint16_t slave, std::uint16_t registerAddress, std::span<const std::uint8_t> data,
              std::size_t before = 0);
   std::optional<std::vector<std::uint8_t>> read(std::uint16_t slave, std::uint16_t registerAddress,
                                                 std::size_t count, std::size_t before = 0);
 
-  // Looks at or changes a register behind the bus' back.
+  // Looks at or changes a register without the bus.
   std::uint8_t peek(std::uint16_t registerAddress) const;
   void poke(std::uint16_t registerAddress, std::uint8_t value);
 

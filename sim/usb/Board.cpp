@@ -1,6 +1,7 @@
 #include "sim/usb/Board.h"
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 #include "sim/usb/Firmware.h"
@@ -19,11 +20,7 @@ void turnBits(std::span<std::uint8_t> bytes, std::uint8_t turned) {
 }  // namespace
 
 Board::Board(std::string name, Timeline& timeline, Trace& trace)
-    : name_(std::move(name)),
-      timeline_(timeline),
-      trace_(trace),
-      sensor_(timeline.clock()),
-      faults_(timeline),
+    : CameraBoard(std::move(name), timeline, trace),
       firmware_(std::make_unique<Firmware>(
           timeline.clock(), sensor_, faults_, commands_,
           [this](std::optional<Microseconds> moment) { return waitUntil(moment); })) {}
@@ -68,24 +65,9 @@ void Board::unplug() {
   timeline_.noteChange(this);
 }
 
-void Board::plug() {
-  const std::lock_guard lock(mutex_);
-  plugged_ = true;
-}
-
-bool Board::isPlugged() const {
-  const std::lock_guard lock(mutex_);
-  return plugged_;
-}
-
 std::vector<std::uint8_t> Board::frameBytes(std::uint64_t number) const {
   const std::lock_guard lock(mutex_);
   return firmware_->registers().capture().frameBytes(number);
-}
-
-bool Board::open() {
-  const std::lock_guard lock(mutex_);
-  return !std::exchange(open_, true);
 }
 
 void Board::close() {

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,29 +13,23 @@
 #include "sim/base/Faults.h"
 #include "sim/base/Timeline.h"
 #include "sim/base/Trace.h"
-#include "sim/sensor/Sensor.h"
+#include "sim/sensor/CameraBoard.h"
 #include "sim/usb/Capture.h"
 
 namespace sim::usb {
 
 class Firmware;
 
-class Board {
+class Board : public CameraBoard {
  public:
   Board(std::string name, Timeline& timeline, Trace& trace);
-  ~Board();
-  Board(const Board&) = delete;
-  Board& operator=(const Board&) = delete;
-
-  const std::string& name() const { return name_; }
-  Sensor& sensor() { return sensor_; }
-  Faults& faults() { return faults_; }
+  ~Board() override;
 
   // Board registers, looked at and changed without a request.
   std::uint16_t boardRegister(std::uint16_t address) const;
   void setBoardRegister(std::uint16_t address, std::uint16_t value);
 
-  // The 16-bit words of target 0x80 that stand beside the registers, by sub-address.
+  // The 16-bit words of target 0x80 that are no registers, by sub-address.
   std::uint16_t targetWord(std::uint8_t subAddress) const;
   void setTargetWord(std::uint8_t subAddress, std::uint16_t value);
 
@@ -50,17 +43,13 @@ class Board {
   // What the board answers to the recovery request on pipe 1; 0 unless it is set.
   void setRecoveryAnswer(std::uint8_t answer);
 
-  // Pulled out, every request fails with ERROR_DEVICE_NOT_CONNECTED and the board is not enumerated.
-  void unplug();
-  void plug();
-  bool isPlugged() const;
+  void unplug() override;
 
   // One frame as the board delivers it, whatever the host asks for: the captured area, reduced, in the
   // board's bit width. Empty when the area is empty or the frame exceeds the board's memory.
   std::vector<std::uint8_t> frameBytes(std::uint64_t number) const;
 
   // ---- for the driver ----
-  bool open();  // false when somebody has it open already
   void close();
   Answer transfer(std::uint32_t pipe, std::uint32_t timeout, std::uint8_t* data, std::uint32_t length);
   Answer descriptor(std::uint8_t* data, std::uint32_t length);
@@ -74,16 +63,8 @@ class Board {
   template <class Request>
   Answer meetFaults(const std::optional<Fault>& fault, std::uint32_t length, Request request);
 
-  mutable std::recursive_mutex mutex_;
-  std::string name_;
-  Timeline& timeline_;
-  Trace& trace_;
-  Sensor sensor_;
-  Faults faults_;
   std::vector<std::uint8_t> commands_;
   std::unique_ptr<Firmware> firmware_;
-  bool open_ = false;
-  bool plugged_ = true;
 };
 
 }  // namespace sim::usb

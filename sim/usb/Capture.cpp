@@ -89,7 +89,7 @@ std::vector<std::uint8_t> Capture::frameBytes(std::uint64_t number) const {
 
 bool Capture::takesFrames() const { return running_ && !ended_; }
 
-// The room that a frame takes in the buffer; 0 when the board delivers no such frame.
+// The space that a frame takes in the buffer; 0 when the board delivers no such frame.
 std::uint64_t Capture::frameRoom() const {
   const std::uint64_t bytes = settings_.delivery.frameBytes(sensor_.picture().yuv);
   return bytes > memoryBytes ? 0 : roundUp(bytes, unitBytes);
@@ -112,7 +112,7 @@ void Capture::take(std::uint64_t first, std::uint64_t end) {
     const bool stored = store(number++);
     skipLeft_ = settings_.frameSkip;
     if (stored) continue;
-    // No room comes up while nobody reads: the rest is dropped as well.
+    // No space is freed while nobody reads: the rest is dropped as well.
     passOver(end - number);
     return;
   }

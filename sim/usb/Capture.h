@@ -48,7 +48,7 @@ class Capture {
   void arm();
   bool droppedFrames() const { return dropped_; }
 
-  // The host was told that the stored frames are ready: what is in the buffer now leaves it as one
+  // The host has read that the stored frames are ready: what is in the buffer now leaves it as one
   // block without frame boundaries, each frame filled up to whole units. Only before the first read of
   // a capture.
   void offerBlock();

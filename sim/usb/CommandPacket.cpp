@@ -13,7 +13,7 @@ constexpr std::uint8_t commandOpcode = 0x01;
 constexpr std::uint8_t commandTarget = 0x81;
 constexpr std::size_t commandLength = 3;
 
-// By address mode: where the sub-address stands and how many bytes it has.
+// By address mode: where the sub-address is and how many bytes it has.
 struct Layout {
   std::uint8_t readOpcode;
   std::uint8_t slaveBytes;
@@ -31,7 +31,7 @@ constexpr std::array<Layout, 6> layouts = {{
     {12, 2, 0},
 }};
 
-// The layout that mode 3 has beside its own: one slave byte, and a zero byte behind everything.
+// The layout that mode 3 has as well: one slave byte, and a zero byte at the end.
 constexpr Layout shortSlave{8, 1, 1};
 constexpr std::uint8_t shortSlaveOpcode = 8;
 
@@ -52,7 +52,7 @@ std::uint16_t lowFirst(Bytes bytes) {
 bool hasPrefix(std::uint8_t byte) { return (byte & 0xFC) == 0x78; }
 
 // Two slave bytes come low byte first with the prefix in the second, or high byte first. A low byte of
-// 0x78 to 0x7B in the latter cannot be told from the prefix.
+// 0x78 to 0x7B in the latter cannot be distinguished from the prefix.
 std::uint16_t wideSlave(Bytes bytes) {
   const std::uint8_t low = hasPrefix(bytes[1]) ? bytes[0] : bytes[1];
   const std::uint8_t high = hasPrefix(bytes[1]) ? bytes[1] : bytes[0];
@@ -72,8 +72,8 @@ std::optional<PacketItem> parseHeader(Bytes rest, const Layout& layout) {
   return item;
 }
 
-// Mode 3 exists in two layouts. A write's length tells them apart; a read is the long one when the
-// byte behind the slave's low byte carries the 10-bit prefix and the count would not be 0.
+// Mode 3 exists in two layouts. They differ in the length of a write; a read is the long one when the
+// byte after the slave's low byte carries the 10-bit prefix and the count would not be 0.
 bool isShortSlave(Bytes rest, const Layout& layout) {
   if ((rest[0] & ~1) != shortSlaveOpcode || rest.size() < layout.headerLength()) return false;
   if (!hasPrefix(rest[2])) return true;

@@ -35,8 +35,8 @@ Answer Driver::pipeTransfer(const ControlRequest& request) {
   std::memcpy(&record, request.in, sizeof record);
   if (record.statusAddress == 0) return {ERROR_INVALID_PARAMETER, 0};
   if (request.out == nullptr && request.outLength != 0) return {ERROR_INVALID_USER_BUFFER, 0};
-  const Answer answer = board_.transfer(record.pipe, record.timeout, static_cast<std::uint8_t*>(request.out),
-                                        request.outLength);
+  const Answer answer = board().transfer(record.pipe, record.timeout, static_cast<std::uint8_t*>(request.out),
+                                         request.outLength);
   if (answer.error == 0 && answer.statusReported) {
     // The driver reaches into the caller's memory, as the request's record asks.
     constexpr std::uint32_t success = 0;
@@ -54,7 +54,7 @@ Answer Driver::descriptor(const ControlRequest& request) {
                      record.type == deviceType && record.language == 0;
   if (!known) return {ERROR_INVALID_PARAMETER, 0};
   if (request.out == nullptr) return {ERROR_INVALID_USER_BUFFER, 0};
-  const Answer answer = board_.descriptor(static_cast<std::uint8_t*>(request.out), request.outLength);
+  const Answer answer = board().descriptor(static_cast<std::uint8_t*>(request.out), request.outLength);
   return {answer.error, answer.bytes};
 }
 

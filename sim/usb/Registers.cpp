@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "sim/sensor/FramePeriod.h"
+
 namespace sim::usb {
 
 namespace {
@@ -11,13 +13,11 @@ enum CaptureMode : std::uint16_t { stopped = 0, singleShot = 1, continuous = 2, 
 constexpr std::uint16_t holdBit = 1U << 1;
 constexpr std::uint16_t yuvToRgbBit = 1U << 3;
 constexpr std::uint16_t packingBit = 1U << 8;
-constexpr std::uint16_t frameToggle = 0x8000;
 constexpr std::uint16_t statusBit = 1;
 constexpr std::uint16_t frameDropOn = 2;
 constexpr std::uint32_t bufferUnits = 65536;
 constexpr int shiftAsIs = 8;
 constexpr unsigned measuredFrames = 2;
-constexpr Microseconds periodUnit = 100;
 
 // After power-up the board captures 640x480 samples of 8 bits; what is not here is 0.
 const std::map<std::uint16_t, std::uint16_t> powerUp = {
@@ -189,11 +189,7 @@ void Registers::configureCapture() {
 // The period of the frames that come in; it stays when they stop.
 void Registers::settlePeriod() {
   if (!capture_.framesArrive()) return;
-  const Microseconds period = sensor_.framePeriod();
-  const Microseconds elapsed = clock_.now() - std::min(clock_.now(), sensor_.streamStart());
-  const auto units = static_cast<std::uint16_t>(period / periodUnit & ~std::uint64_t{frameToggle});
-  const bool odd = (elapsed / period & 1) != 0;
-  registers_[Register::framePeriod] = static_cast<std::uint16_t>(units | (odd ? frameToggle : 0));
+  registers_[Register::framePeriod] = framePeriodWord(clock_, sensor_);
 }
 
 void Registers::settleMeasurement() {

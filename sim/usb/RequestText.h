@@ -7,7 +7,7 @@
 
 namespace sim::usb {
 
-// One pipe request, as the trace tells it.
+// One pipe request, as the trace shows it.
 struct PipeRequest {
   std::uint32_t pipe = 0;
   std::uint32_t timeout = 0;

@@ -9,6 +9,7 @@
 #include "pcie/Version.h"
 #include "usb/Boards.h"
 #include "usb/Version.h"
+#include "win32/FileVersion.h"
 
 namespace kvexa::api {
 
@@ -30,7 +31,7 @@ std::int32_t open(std::uint32_t boardType, std::uint32_t boardIndex, BoardHandle
   if (opened.result != KVEXA_OK) return opened.result;
   *board = {opened.file.release(), boardType, boardIndex};
   if (boardType == KVEXA_BOARD_PCIE) {
-    pcie::pcieBoardSlotSet(boardIndex, board->driverHandle);
+    pcie::rememberBoard(boardIndex, board->driverHandle);
   } else {
     usb::rememberBoard(board->driverHandle);
   }
@@ -41,12 +42,23 @@ std::int32_t close(BoardHandle* board) {
   if (board == nullptr) return KVEXA_BAD_ARGUMENT;
   const bool isBoard = board->boardType <= KVEXA_BOARD_PCIE;
   // Before it is closed: the next handle that is opened may be of the same number.
-  if (board->boardType == KVEXA_BOARD_PCIE) pcie::pcieBoardSlotClear(board->boardIndex);
+  if (board->boardType == KVEXA_BOARD_PCIE) pcie::forgetBoard(board->boardIndex);
   if (board->boardType == KVEXA_BOARD_USB) usb::forgetBoard(board->driverHandle);
   const bool failed = isBoard && CloseHandle(board->driverHandle) == FALSE;
   board->driverHandle = nullptr;
   board->boardIndex = 0;
   return failed ? KVEXA_FAILED : KVEXA_OK;
+}
+
+std::int32_t readVersions(const BoardHandle* board, std::uint32_t* fpga, std::uint32_t* firmware,
+                          std::uint32_t* driverFile, std::uint32_t* library) {
+  if (fpga == nullptr || firmware == nullptr || driverFile == nullptr || library == nullptr) {
+    return KVEXA_BAD_ARGUMENT;
+  }
+  const std::int32_t read =
+      dispatch(board, usb::readVersions, pcie::readVersions, fpga, firmware, driverFile);
+  if (read != KVEXA_OK) return read;
+  return win32::readLibraryVersion(*library) ? KVEXA_OK : KVEXA_FAILED;
 }
 
 }  // namespace
@@ -68,6 +80,5 @@ KVEXA_EXPORT(int32_t) kVexaDevClose(BoardHandle* board) { return api::close(boar
 KVEXA_EXPORT(int32_t)
 kVexaGetVersion(const BoardHandle* board, uint32_t* fpgaVersion, uint32_t* firmwareVersion,
                 uint32_t* driverVersion, uint32_t* libraryVersion) {
-  return api::dispatch(board, usb::readVersions, pcie::readVersions, fpgaVersion, firmwareVersion,
-                       driverVersion, libraryVersion);
+  return api::readVersions(board, fpgaVersion, firmwareVersion, driverVersion, libraryVersion);
 }

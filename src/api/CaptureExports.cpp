@@ -2,15 +2,16 @@
 #include <windows.h>
 
 #include "api/Dispatch.h"
+#include "board/SwitchFields.h"
 #include "pcie/Capture.h"
 #include "pcie/CaptureParameters.h"
 #include "pcie/Measurement.h"
 #include "usb/ArrayCapture.h"
 #include "usb/Capture.h"
-#include "usb/CaptureMachinery.h"
 #include "usb/CaptureParameters.h"
-#include "usb/ContinuousCapture.h"
+#include "usb/CaptureSteps.h"
 #include "usb/Measurement.h"
+#include "usb/MultiShotCapture.h"
 #include "usb/Switches.h"
 
 using namespace kvexa;
@@ -31,11 +32,11 @@ kVexaSetHV(const BoardHandle* board, uint32_t horizontalStart, uint32_t horizont
 }
 
 KVEXA_EXPORT(int32_t) kVexaBayerToRgbEnable(const BoardHandle* board) {
-  return dispatch(board, usb::turnOn<usb::bayerToRgb>, ignored);
+  return dispatch(board, turnOn<usb::bayerToRgb>, ignored);
 }
 
 KVEXA_EXPORT(int32_t) kVexaBayerToRgbDisable(const BoardHandle* board) {
-  return dispatch(board, usb::turnOff<usb::bayerToRgb>, ignored);
+  return dispatch(board, turnOff<usb::bayerToRgb>, ignored);
 }
 
 KVEXA_EXPORT(int32_t) kVexaBayerToRgbPatternSelect(const BoardHandle* board, const uint32_t* pattern) {
@@ -69,7 +70,7 @@ KVEXA_EXPORT(int32_t)
 kVexaMultiShotCaptureEx(const BoardHandle* board, uint32_t frameBytes, uint32_t frameCount, void* buffer,
                         uint32_t timeout, void* frameEvent, void* endEvent, int32_t* resultWord) {
   usb::rememberAbortTimeout(timeout);
-  return dispatch(board, usb::startContinuous, pcie::startMultiShot, frameBytes, frameCount, buffer, timeout,
+  return dispatch(board, usb::startMultiShot, pcie::startMultiShot, frameBytes, frameCount, buffer, timeout,
                   frameEvent, endEvent, resultWord);
 }
 

@@ -2,6 +2,7 @@
 #include <windows.h>
 
 #include "api/Dispatch.h"
+#include "board/SwitchFields.h"
 #include "pcie/Switches.h"
 #include "usb/Switches.h"
 
@@ -9,53 +10,51 @@ using namespace kvexa;
 using api::dispatch;
 
 KVEXA_EXPORT(int32_t) kVexaPowerV1Off(const BoardHandle* board) {
-  return dispatch(board, usb::turnOff<usb::supplyV1>, pcie::turnOffV1);
+  return dispatch(board, turnOff<usb::supplyV1>, pcie::turnOffV1);
 }
 
 KVEXA_EXPORT(int32_t) kVexaPowerV1On(const BoardHandle* board) {
-  return dispatch(board, usb::turnOn<usb::supplyV1>, pcie::turnOn<pcie::Switch::supplyV1>);
+  return dispatch(board, turnOn<usb::supplyV1>, turnOn<pcie::Switch::supplyV1>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaPowerV2Off(const BoardHandle* board) {
-  return dispatch(board, usb::turnOff<usb::supplyV2>, pcie::turnOff<pcie::Switch::supplyV2>);
+  return dispatch(board, turnOff<usb::supplyV2>, turnOff<pcie::Switch::supplyV2>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaPowerV2On(const BoardHandle* board) {
-  return dispatch(board, usb::turnOn<usb::supplyV2>, pcie::turnOn<pcie::Switch::supplyV2>);
+  return dispatch(board, turnOn<usb::supplyV2>, turnOn<pcie::Switch::supplyV2>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaClockOff(const BoardHandle* board) {
-  return dispatch(board, usb::turnOff<usb::sensorClock>, pcie::turnOff<pcie::Switch::sensorClock>);
+  return dispatch(board, turnOff<usb::sensorClock>, turnOff<pcie::Switch::sensorClock>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaClockOn(const BoardHandle* board) {
-  return dispatch(board, usb::turnOn<usb::sensorClock>, pcie::turnOn<pcie::Switch::sensorClock>);
+  return dispatch(board, turnOn<usb::sensorClock>, turnOn<pcie::Switch::sensorClock>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaResetOff(const BoardHandle* board) {
-  return dispatch(board, usb::turnOff<usb::sensorReset>, pcie::turnOff<pcie::Switch::sensorReset>);
+  return dispatch(board, turnOff<usb::sensorReset>, turnOff<pcie::Switch::sensorReset>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaResetOn(const BoardHandle* board) {
-  return dispatch(board, usb::turnOn<usb::sensorReset>, pcie::turnOn<pcie::Switch::sensorReset>);
+  return dispatch(board, turnOn<usb::sensorReset>, turnOn<pcie::Switch::sensorReset>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaI2cOff(const BoardHandle* board) {
-  return dispatch(board, usb::turnOff<usb::i2cLines>, pcie::turnOff<pcie::Switch::i2cLines>);
+  return dispatch(board, turnOff<usb::i2cLines>, turnOff<pcie::Switch::i2cLines>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaI2cOn(const BoardHandle* board) {
-  return dispatch(board, usb::turnOn<usb::i2cLines>, pcie::turnOn<pcie::Switch::i2cLines>);
+  return dispatch(board, turnOn<usb::i2cLines>, turnOn<pcie::Switch::i2cLines>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaPowerSwControlOff(const BoardHandle* board) {
-  return dispatch(board, usb::turnOff<usb::powerSwitchControl>,
-                  pcie::turnOff<pcie::Switch::powerSwitchControl>);
+  return dispatch(board, turnOff<usb::powerSwitchControl>, turnOff<pcie::Switch::powerSwitchControl>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaPowerSwControlOn(const BoardHandle* board) {
-  return dispatch(board, usb::turnOn<usb::powerSwitchControl>,
-                  pcie::turnOn<pcie::Switch::powerSwitchControl>);
+  return dispatch(board, turnOn<usb::powerSwitchControl>, turnOn<pcie::Switch::powerSwitchControl>);
 }
 
 KVEXA_EXPORT(int32_t) kVexaGetV1Status(const BoardHandle* board, SwitchStatus* status) {

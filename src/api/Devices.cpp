@@ -18,8 +18,8 @@ constexpr std::array<GUID, 2> interfaceClasses{{
 
 const GUID& classOf(BoardType type) { return interfaceClasses[type]; }
 
-win32::OwnedDeviceSet presentBoards(BoardType type) {
-  return win32::OwnedDeviceSet(
+win32::UniqueDeviceSet presentBoards(BoardType type) {
+  return win32::UniqueDeviceSet(
       SetupDiGetClassDevsA(&classOf(type), nullptr, nullptr, DIGCF_PRESENT | DIGCF_DEVICEINTERFACE));
 }
 
@@ -51,7 +51,7 @@ ByteBuffer interfaceDetail(HDEVINFO boards, SP_DEVICE_INTERFACE_DATA& board) {
 }  // namespace
 
 std::int32_t countBoards(BoardType type) {
-  win32::OwnedDeviceSet boards = presentBoards(type);
+  win32::UniqueDeviceSet boards = presentBoards(type);
   if (!boards) return -1;
   SP_DEVICE_INTERFACE_DATA found;
   for (std::int32_t count = 0; count < countLimit; ++count) {
@@ -62,14 +62,14 @@ std::int32_t countBoards(BoardType type) {
 }
 
 OpenedBoard openBoard(BoardType type, std::uint32_t index) {
-  const win32::OwnedDeviceSet boards = presentBoards(type);
+  const win32::UniqueDeviceSet boards = presentBoards(type);
   SP_DEVICE_INTERFACE_DATA found;
   if (!boards || !findInterface(boards.get(), type, index, found)) return {};
   ByteBuffer detail = interfaceDetail(boards.get(), found);
   if (!detail) return {};
   const auto* record = reinterpret_cast<const SP_DEVICE_INTERFACE_DETAIL_DATA_A*>(detail.all().data());
-  win32::OwnedFile file(CreateFileA(record->DevicePath, GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                    OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+  win32::UniqueFile file(CreateFileA(record->DevicePath, GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                     OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
   if (file) return {KVEXA_OK, std::move(file)};
   return {GetLastError() == ERROR_FILE_NOT_FOUND ? KVEXA_NO_DEVICE_PATH : KVEXA_OPEN_FAILED, {}};
 }

@@ -15,7 +15,7 @@ std::int32_t countBoards(BoardType type);
 
 struct OpenedBoard {
   std::int32_t result = KVEXA_OPEN_FAILED;
-  win32::OwnedFile file;
+  win32::UniqueFile file;
 };
 
 OpenedBoard openBoard(BoardType type, std::uint32_t index);

@@ -10,8 +10,8 @@
 
 namespace kvexa::api {
 
-// Stands where a back end's operation would: the board does not have the function, and this is what
-// it answers.
+// Takes the place of a back end's operation: the board does not have the function, and this is its
+// result.
 struct Fixed {
   std::int32_t result;
 

@@ -6,8 +6,8 @@
 #include "pcie/BoardRegisters.h"
 #include "pcie/Reload.h"
 #include "pcie/SensorRegisters.h"
+#include "usb/BoardRegisters.h"
 #include "usb/Commands.h"
-#include "usb/PolledRegisters.h"
 #include "usb/RegisterSettingPlayer.h"
 #include "usb/SensorRegisters.h"
 #include "usb/Status.h"
@@ -58,12 +58,12 @@ KVEXA_EXPORT(int32_t) kVexaManyRegWrite(const BoardHandle* board, RegisterBatch*
 
 KVEXA_EXPORT(int32_t)
 kVexaFpgaRead(const BoardHandle* board, uint32_t address, uint32_t count, uint32_t* words) {
-  return dispatch(board, usb::fpgaRead, pcie::pcieFpgaRead, address, count, words);
+  return dispatch(board, usb::fpgaRead, pcie::fpgaRead, address, count, words);
 }
 
 KVEXA_EXPORT(int32_t)
 kVexaFpgaWrite(const BoardHandle* board, uint32_t address, uint32_t count, const uint32_t* words) {
-  return dispatch(board, usb::fpgaWrite, pcie::pcieFpgaWrite, address, count, words);
+  return dispatch(board, usb::fpgaWrite, pcie::fpgaWrite, address, count, words);
 }
 
 KVEXA_EXPORT(int32_t) kVexaSetI2cFile(const char* path, const BoardHandle* board) {

@@ -10,12 +10,19 @@ namespace kvexa::files {
 namespace {
 
 // Bytes a pixel of the input formats; 0 where there is no such format.
-constexpr std::array<std::uint8_t, 48> pixelBytes = [] {
-  std::array<std::uint8_t, 48> bytes{};
-  for (const int format : {1, 13, 40, 41, 42, 43}) bytes[format] = 1;
-  for (const int format : {2, 11, 12, 14, 20, 44, 45, 46, 47}) bytes[format] = 2;
-  for (const int format : {3, 10}) bytes[format] = 3;
-  bytes[4] = 4;
+constexpr auto pixelBytes = [] {
+  std::array<std::uint8_t, KVEXA_INPUT_WORD_47 + 1> bytes{};
+  for (const auto format : {KVEXA_INPUT_BYTE_1, KVEXA_INPUT_GREY8, KVEXA_INPUT_BYTE_40, KVEXA_INPUT_BYTE_41,
+                            KVEXA_INPUT_BYTE_42, KVEXA_INPUT_BYTE_43}) {
+    bytes[format] = 1;
+  }
+  for (const auto format :
+       {KVEXA_INPUT_WORD_2, KVEXA_INPUT_RGB565, KVEXA_INPUT_RGB555, KVEXA_INPUT_WORD_14, KVEXA_INPUT_YUV,
+        KVEXA_INPUT_WORD_44, KVEXA_INPUT_WORD_45, KVEXA_INPUT_WORD_46, KVEXA_INPUT_WORD_47}) {
+    bytes[format] = 2;
+  }
+  for (const auto format : {KVEXA_INPUT_TRIPLE_3, KVEXA_INPUT_BGR24}) bytes[format] = 3;
+  bytes[KVEXA_INPUT_PACKED] = 4;
   return bytes;
 }();
 

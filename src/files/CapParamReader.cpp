@@ -40,10 +40,7 @@ const std::array<CapParamKey, 26> capParamKeys{{
 
 namespace {
 
-constexpr int lineLimit = 1000;
 constexpr std::size_t valueLimit = 255;
-constexpr std::string_view endKey = "END";
-constexpr std::string_view nameEnding = "dat";  // in lower case only; that is intended
 
 // One line as it is collected. A key has no limit, but what is longer than any key matches none.
 class Line {
@@ -98,7 +95,7 @@ class Collector {
 
 enum class LineEnd { lineFeed, refused };
 
-// Reads up to the next line feed. Behind the end of the file there are only empty lines.
+// Reads up to the next line feed. After the end of the file there are only empty lines.
 LineEnd readLine(std::FILE* file, Line& line) {
   line.clear();
   for (int byte = std::getc(file); byte != EOF && byte != '\n'; byte = std::getc(file)) {
@@ -125,10 +122,10 @@ std::int32_t readCapParam(std::FILE* file, CapParam& param) {
   Collector collector(param);
   std::int32_t result = KVEXA_BAD_ARGUMENT;  // no "END" within the line limit
   Line line;
-  for (int i = 0; i < lineLimit; ++i) {
+  for (unsigned i = 0; i < capParamLineLimit; ++i) {
     if (readLine(file, line) == LineEnd::refused) return KVEXA_BAD_FILE;
     collector.take(line);
-    if (line.key() == endKey) {
+    if (line.key() == capParamEndKey) {
       result = KVEXA_OK;
       break;
     }
@@ -138,7 +135,7 @@ std::int32_t readCapParam(std::FILE* file, CapParam& param) {
 
 std::int32_t readCapParamFile(const char* path, CapParam* param) {
   if (path == nullptr || param == nullptr) return KVEXA_BAD_ARGUMENT;
-  if (!std::string_view(path).ends_with(nameEnding)) return KVEXA_BAD_FILE;
+  if (!isCapParamName(path)) return KVEXA_BAD_FILE;
   const File file = openForReading(path);
   return file ? readCapParam(file.get(), *param) : KVEXA_FILE_NOT_OPENED;
 }

@@ -28,33 +28,35 @@ constexpr std::uint64_t formats(Formats... codes) {
   return ((std::uint64_t{1} << codes) | ...);
 }
 
-constexpr std::uint64_t grey = formats(0);
-constexpr std::uint64_t bayer = formats(1, 13, 40, 41, 42, 43);
-constexpr std::uint64_t word = formats(2, 11, 12, 44, 45, 46, 47);
-constexpr std::uint64_t yuv = formats(20);
-constexpr std::uint64_t yuvPair = formats(21);
-constexpr std::uint64_t triple = formats(3, 10);
+constexpr std::uint64_t samples = formats(KVEXA_INPUT_SAMPLES);
+constexpr std::uint64_t bytes = formats(KVEXA_INPUT_BYTE_1, KVEXA_INPUT_GREY8, KVEXA_INPUT_BYTE_40,
+                                        KVEXA_INPUT_BYTE_41, KVEXA_INPUT_BYTE_42, KVEXA_INPUT_BYTE_43);
+constexpr std::uint64_t words =
+    formats(KVEXA_INPUT_WORD_2, KVEXA_INPUT_RGB565, KVEXA_INPUT_RGB555, KVEXA_INPUT_WORD_44,
+            KVEXA_INPUT_WORD_45, KVEXA_INPUT_WORD_46, KVEXA_INPUT_WORD_47);
+constexpr std::uint64_t yuv = formats(KVEXA_INPUT_YUV);
+constexpr std::uint64_t yuvPair = formats(KVEXA_INPUT_YUV_PAIR);
+constexpr std::uint64_t triples = formats(KVEXA_INPUT_TRIPLE_3, KVEXA_INPUT_BGR24);
 
 constexpr std::array<UnitRow, 11> unitRows{{
-    {grey, 0, 8, anyPacking, {1, 1}},
-    {grey, 9, 16, 0, {2, 1}},
-    {bayer, 0, 8, anyPacking, {1, 1}},
-    {bayer, 16, 16, 0, {1, 2}},
-    {word, 0, 8, 1, {2, 1}},
-    {word, 9, 16, 0, {2, 1}},
+    {samples, 0, 8, anyPacking, {1, 1}},
+    {samples, 9, 16, 0, {2, 1}},
+    {bytes, 0, 8, anyPacking, {1, 1}},
+    {bytes, 16, 16, 0, {1, 2}},
+    {words, 0, 8, 1, {2, 1}},
+    {words, 9, 16, 0, {2, 1}},
     {yuv, 0, 8, 1, {2, 1}},
     {yuv, 16, 16, 0, {2, 1}},
     {yuvPair, 0, 8, 1, {4, 2}},
     {yuvPair, 9, 16, 0, {4, 2}},
-    {triple, 0, 8, anyPacking, {3, 3}},
+    {triples, 0, 8, anyPacking, {3, 3}},
 }};
 
-constexpr std::uint32_t formatCount = 48;
-constexpr std::uint32_t packedFormat = 4;
+constexpr std::uint32_t largestFormat = KVEXA_INPUT_WORD_47;
 
 std::optional<Unit> unitOf(const CapParam& p) {
-  if (p.INPUTFORMAT >= formatCount) return std::nullopt;
-  if (p.INPUTFORMAT == packedFormat) {
+  if (p.INPUTFORMAT > largestFormat) return std::nullopt;
+  if (p.INPUTFORMAT == KVEXA_INPUT_PACKED) {
     // The packing mode itself divides the width, untested but for zero. That is intended.
     if (p.SPACK == 0) return std::nullopt;
     return Unit{4, p.SPACK};

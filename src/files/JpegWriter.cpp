@@ -57,7 +57,7 @@ struct Errors {
   std::longjmp(reinterpret_cast<Errors*>(encoder->err)->caller, 1);
 }
 
-// An application's standard error is no place for a library's messages.
+// A library does not write to an application's standard error.
 void keepSilent(j_common_ptr /*encoder*/) {}
 
 struct Job {
@@ -95,7 +95,7 @@ void encode(jpeg_compress_struct& encoder, const Job& job) {
   jpeg_finish_compress(&encoder);
 }
 
-// False when the encoder met an error. It comes back here past every frame that it has called, so none of
+// False when the encoder met an error. It returns here past every function that it has called, so none of
 // them, and not this one, may own anything.
 bool compress(const Job& job) {
   Errors errors{};

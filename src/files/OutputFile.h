@@ -23,8 +23,8 @@ class OutputFile {
   // Creates the file, or empties the one that is there.
   bool create(const char* path);
 
-  // Room for that many bytes, at most largestPut, which the caller fills. What cannot be written is told by
-  // finish.
+  // Room for that many bytes, at most largestPut, which the caller fills. finish reports what cannot
+  // be written.
   std::span<std::uint8_t> put(std::size_t bytes);
 
   // Bytes that lie together already go out from where they are.
@@ -39,7 +39,7 @@ class OutputFile {
 
   ByteBuffer collected_;
   std::size_t used_ = 0;
-  win32::OwnedFile file_;
+  win32::UniqueFile file_;
   bool failed_ = false;
 };
 

@@ -10,8 +10,6 @@ namespace kvexa::files {
 
 namespace {
 
-constexpr int endMark = 0x1A;
-
 void store(const RegisterSettingLine& line, RegisterTableEntry& entry) {
   entry.number = line.number;
   entry.valueCount = line.valueCount;
@@ -22,11 +20,11 @@ void store(const RegisterSettingLine& line, RegisterTableEntry& entry) {
 }  // namespace
 
 // A carriage return before a line feed belongs to the line's end, and a text ends at its end mark wherever it
-// stands, as the run-time library reads text.
+// is, as the run-time library reads text.
 int RegisterSettingReader::nextByte() {
   if (isEnded_) return EOF;
   const int byte = std::getc(file_);
-  if (byte == endMark) {
+  if (byte == textEndMark) {
     isEnded_ = true;
     return EOF;
   }
@@ -66,17 +64,11 @@ RegisterSettingReader::Outcome RegisterSettingReader::next(RegisterSettingLine& 
 }
 
 std::int32_t readRegisterTable(std::FILE* file, RegisterTableEntry* table, std::uint32_t& lineCount) {
-  RegisterSettingReader reader(file);
-  RegisterSettingLine line;
-  for (std::uint32_t lines = 0;; ++lines) {
-    switch (reader.next(line)) {
-      case RegisterSettingReader::Outcome::endOfFile: lineCount = lines; return KVEXA_OK;
-      case RegisterSettingReader::Outcome::tooManyValues: return KVEXA_BAD_ARGUMENT;
-      case RegisterSettingReader::Outcome::line: break;
-    }
-    if (lines == KVEXA_REGISTER_TABLE_ENTRIES) return KVEXA_BAD_ARGUMENT;
-    store(line, table[lines]);
-  }
+  const std::int32_t read = readRegisterSettings(
+      file, [table](const RegisterSettingLine& line, std::uint32_t index) { store(line, table[index]); });
+  if (read < 0) return read;
+  lineCount = static_cast<std::uint32_t>(read);
+  return KVEXA_OK;
 }
 
 std::int32_t readRegisterTableFile(const char* path, RegisterTableEntry* table, std::uint32_t* lineCount) {

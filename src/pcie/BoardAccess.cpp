@@ -28,22 +28,22 @@ void closeBoardAccess() {
   boardAccess = nullptr;
 }
 
-std::int32_t pcieLockTake() { return resultOf(WaitForSingleObject(boardAccess, INFINITE)); }
+std::int32_t lockBoardAccess() { return resultOf(WaitForSingleObject(boardAccess, INFINITE)); }
 
-std::int32_t pcieLockGive() { return ReleaseMutex(boardAccess) != FALSE ? KVEXA_OK : KVEXA_FAILED; }
+std::int32_t unlockBoardAccess() { return ReleaseMutex(boardAccess) != FALSE ? KVEXA_OK : KVEXA_FAILED; }
 
-bool pcieLockTakeUnless(HANDLE event) {
+bool lockBoardAccessUnless(HANDLE event) {
   const std::array<HANDLE, 2> objects{boardAccess, event};
   return WaitForMultipleObjects(2, objects.data(), FALSE, INFINITE) != WAIT_OBJECT_0 + 1;
 }
 
-void pcieBoardSlotSet(std::uint32_t index, HANDLE driver) {
+void rememberBoard(std::uint32_t index, HANDLE driver) {
   if (index < boardSlots) openBoards[index].store(driver);
 }
 
-void pcieBoardSlotClear(std::uint32_t index) { pcieBoardSlotSet(index, nullptr); }
+void forgetBoard(std::uint32_t index) { rememberBoard(index, nullptr); }
 
-std::int32_t pcieBoardSlotFind(HANDLE driver) {
+std::int32_t findBoard(HANDLE driver) {
   for (std::uint32_t i = 0; i < boardSlots; ++i) {
     if (openBoards[i].load() == driver) return static_cast<std::int32_t>(i);
   }

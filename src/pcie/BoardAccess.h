@@ -13,17 +13,17 @@ void closeBoardAccess();
 
 // The board-access mutex is held while a capture starts, by one board of the process at a time. A thread
 // that ends while it holds it leaves it abandoned; then -1 is returned, and the taker owns it all the same.
-std::int32_t pcieLockTake();
-std::int32_t pcieLockGive();
+std::int32_t lockBoardAccess();
+std::int32_t unlockBoardAccess();
 
 // The same, but gives up when the event is set first. False when it gave up.
-bool pcieLockTakeUnless(HANDLE event);
+bool lockBoardAccessUnless(HANDLE event);
 
 // Boards of an index above the table are not remembered.
-void pcieBoardSlotSet(std::uint32_t index, HANDLE driver);
-void pcieBoardSlotClear(std::uint32_t index);
+void rememberBoard(std::uint32_t index, HANDLE driver);
+void forgetBoard(std::uint32_t index);
 
 // The index of an open board, or -1.
-std::int32_t pcieBoardSlotFind(HANDLE driver);
+std::int32_t findBoard(HANDLE driver);
 
 }  // namespace kvexa::pcie

@@ -4,8 +4,7 @@
 
 namespace kvexa::pcie {
 
-std::int32_t pcieFpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t /*count*/,
-                          std::uint32_t* value) {
+std::int32_t fpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t /*count*/, std::uint32_t* value) {
   if (value == nullptr) return KVEXA_BAD_ARGUMENT;
   RegisterRecord record{0, address, 0};
   if (!send(driver, Request::readRegister, record)) return KVEXA_REQUEST_FAILED;
@@ -13,8 +12,8 @@ std::int32_t pcieFpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t /*
   return plainStatus.resultOf(record.status);
 }
 
-std::int32_t pcieFpgaWrite(HANDLE driver, std::uint32_t address, std::uint32_t /*count*/,
-                           const std::uint32_t* value) {
+std::int32_t fpgaWrite(HANDLE driver, std::uint32_t address, std::uint32_t /*count*/,
+                       const std::uint32_t* value) {
   if (value == nullptr) return KVEXA_BAD_ARGUMENT;
   RegisterRecord record{0, address, *value};
   if (!send(driver, Request::writeRegister, record)) return KVEXA_REQUEST_FAILED;
@@ -22,11 +21,11 @@ std::int32_t pcieFpgaWrite(HANDLE driver, std::uint32_t address, std::uint32_t /
 }
 
 std::int32_t readRegister(HANDLE driver, Register address, std::uint32_t& value) {
-  return pcieFpgaRead(driver, static_cast<std::uint32_t>(address), 1, &value);
+  return fpgaRead(driver, static_cast<std::uint32_t>(address), 1, &value);
 }
 
 std::int32_t writeRegister(HANDLE driver, Register address, std::uint32_t value) {
-  return pcieFpgaWrite(driver, static_cast<std::uint32_t>(address), 1, &value);
+  return fpgaWrite(driver, static_cast<std::uint32_t>(address), 1, &value);
 }
 
 std::int32_t lockMemory(HANDLE driver, std::uint32_t start, std::uint32_t length) {

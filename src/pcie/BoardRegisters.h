@@ -11,9 +11,8 @@ namespace kvexa::pcie {
 
 // One register of 32 bits; count is not looked at. A read stores the value whenever the driver accepted
 // the request, also when its status is an error.
-std::int32_t pcieFpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t count, std::uint32_t* value);
-std::int32_t pcieFpgaWrite(HANDLE driver, std::uint32_t address, std::uint32_t count,
-                           const std::uint32_t* value);
+std::int32_t fpgaRead(HANDLE driver, std::uint32_t address, std::uint32_t count, std::uint32_t* value);
+std::int32_t fpgaWrite(HANDLE driver, std::uint32_t address, std::uint32_t count, const std::uint32_t* value);
 
 std::int32_t readRegister(HANDLE driver, Register address, std::uint32_t& value);
 std::int32_t writeRegister(HANDLE driver, Register address, std::uint32_t value);

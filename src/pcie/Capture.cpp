@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <mutex>
 #include <utility>
 
 #include "pcie/BoardAccess.h"
 #include "pcie/MultiShotWork.h"
 #include "pcie/Requests.h"
 #include "win32/AbortSignal.h"
+#include "win32/Events.h"
 #include "win32/Lock.h"
 
 namespace kvexa::pcie {
@@ -20,7 +22,7 @@ class Slot {
  public:
   // Under the lock, so that an abort finds the worker either not at all or running.
   bool start(const win32::Shared<MultiShotWork>& work) {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     dropEnded();
     if (!win32::startWorker(work)) return false;
     work->earlier = std::move(newest_);
@@ -29,13 +31,13 @@ class Slot {
   }
 
   void markAborted() {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     for (auto* work = newest_.get(); work != nullptr; work = work->earlier.get()) work->markAborted();
   }
 
   // A worker that was aborted and has not ended yet, or null. Lets go of all that have ended.
   win32::Shared<MultiShotWork> nextAborted() {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     dropEnded();
     win32::Shared<MultiShotWork> work = newest_;
     while (work && !work->isAborted()) work = work->earlier;
@@ -61,10 +63,8 @@ class Slot {
 std::array<Slot, boardSlots> slots;
 
 std::int32_t startWork(std::uint32_t slot, const MultiShotOptions& options) {
-  for (const HANDLE event : {options.frameEvent, options.endEvent}) {
-    if (event != nullptr) ResetEvent(event);
-  }
-  win32::OwnedObject abortEvent(CreateEventA(nullptr, TRUE, FALSE, nullptr));
+  for (const HANDLE event : {options.frameEvent, options.endEvent}) win32::clear(event);
+  win32::UniqueObject abortEvent(CreateEventA(nullptr, TRUE, FALSE, nullptr));
   if (!abortEvent) return KVEXA_BUSY;
   const auto work = win32::makeShared<MultiShotWork>(options, std::move(abortEvent));
   return work && slots[slot].start(work) ? KVEXA_OK : KVEXA_BUSY;
@@ -76,7 +76,7 @@ std::int32_t oneShotCapture(HANDLE driver, std::uint32_t frameBytes, void* buffe
   if (frameBytes == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
   const auto request = makePending<CaptureRecord>();
   if (!request) return KVEXA_REQUEST_FAILED;
-  pcieLockTake();
+  lockBoardAccess();
   const auto address = static_cast<Word>(reinterpret_cast<std::uintptr_t>(buffer));
   request->record = {0, address, frameBytes, 1, 0, timeout, oneShotMode};
   std::int32_t result = KVEXA_REQUEST_FAILED;
@@ -84,7 +84,7 @@ std::int32_t oneShotCapture(HANDLE driver, std::uint32_t frameBytes, void* buffe
     request->wait(INFINITE);
     result = captureStartStatus.resultOf(request->record.status);
   }
-  pcieLockGive();
+  unlockBoardAccess();
   return result;
 }
 
@@ -111,7 +111,7 @@ std::int32_t startMultiShot2(const BoardHandle& board, std::uint32_t frameBytes,
 
 std::int32_t abortCapture(HANDLE driver) {
   win32::AbortWatch::raise();
-  const std::int32_t slot = pcieBoardSlotFind(driver);
+  const std::int32_t slot = findBoard(driver);
   if (slot < 0) return KVEXA_FAILED;
   Slot& board = slots[static_cast<std::size_t>(slot)];
   board.markAborted();

@@ -3,8 +3,8 @@
 #include <array>
 #include <optional>
 
+#include "board/ColourMatrix.h"
 #include "pcie/BoardRegisters.h"
-#include "win32/Truncate.h"
 
 namespace kvexa::pcie {
 
@@ -68,7 +68,7 @@ constexpr std::array<Step, 15> steps{{
     {Register::reduction,
      [](const CapParam& p) { return Value((p.VREDUCT & 15U) << 4 | (p.HREDUCT & 15U)); }},
     {Register::frameSkip, [](const CapParam& p) { return Value(p.FRMSKP & 15U); }},
-    {Register::captureFlags, captureFlags},
+    {Register::captureControl, captureFlags},
     {Register::lineCodes, [](const CapParam& p) { return codePair(p.SOLCODE, p.EOLCODE); }},
     {Register::frameCodes, [](const CapParam& p) { return codePair(p.SOFCODE, p.EOFCODE); }},
     {Register::portShift, portShift},
@@ -80,17 +80,13 @@ constexpr std::array<Step, 15> steps{{
      [](const CapParam& p) { return Value(flagIf(p.HWEXCHG == 0 && p.BITWIDTH <= 8 && p.SPACK == 0, 1)); }},
 }};
 
-constexpr std::size_t matrixValues = 13;
-constexpr double coefficientScale = 32.0;  // 5 fraction bits
-constexpr double offsetScale = 4.0;        // 2 fraction bits
-
 Register matrixRegister(std::size_t index) {
   return static_cast<Register>(static_cast<std::size_t>(Register::colourMatrix) + 4 * index);
 }
 
 // The low 16 bits count, and the register takes them sign-extended.
-std::uint32_t fixedPoint(double value) {
-  const auto low = static_cast<std::int16_t>(truncateToInteger(value));
+std::uint32_t signExtended(std::int32_t word) {
+  const auto low = static_cast<std::int16_t>(word);
   return static_cast<std::uint32_t>(std::int32_t{low});
 }
 
@@ -109,9 +105,8 @@ std::int32_t setCapParam(HANDLE driver, const CapParam* param) {
 
 std::int32_t setColourMatrix(HANDLE driver, const double* values) {
   if (values == nullptr) return KVEXA_BAD_ARGUMENT;
-  for (std::size_t i = 0; i < matrixValues; ++i) {
-    const double scale = i + 1 < matrixValues ? coefficientScale : offsetScale;
-    writeRegister(driver, matrixRegister(i), fixedPoint(values[i] * scale));
+  for (std::size_t i = 0; i < colourMatrixValues; ++i) {
+    writeRegister(driver, matrixRegister(i), signExtended(colourMatrixWord(i, values[i])));
   }
   return KVEXA_OK;  // whatever the writes did; that is intended
 }

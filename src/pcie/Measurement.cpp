@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "board/FramePeriod.h"
 #include "pcie/BoardAccess.h"
 #include "pcie/BoardRegisters.h"
 #include "pcie/Requests.h"
@@ -14,8 +15,6 @@ namespace {
 
 constexpr int frameRateReadings = 101;
 constexpr DWORD frameRateInterval = 10;  // milliseconds
-
-double rateOf(std::uint32_t period) { return framePeriodsPerSecond / (period & framePeriodMask); }
 
 std::int32_t measure(HANDLE driver, AutoActual* actual, DWORD timeout, const StatusTable& statusTable) {
   if (actual == nullptr) return KVEXA_BAD_ARGUMENT;
@@ -29,7 +28,8 @@ std::int32_t measure(HANDLE driver, AutoActual* actual, DWORD timeout, const Sta
   const std::int32_t result = statusTable.resultOf(record.status);
   if (result != KVEXA_OK) return result;
   // A period whose low bits are 0 gives infinity. That is intended.
-  *actual = {record.firstDimension, record.secondDimension, record.period != 0 ? rateOf(record.period) : 0.0};
+  *actual = {record.firstDimension, record.secondDimension,
+             record.period != 0 ? framesPerSecond(record.period) : 0.0};
   return KVEXA_OK;
 }
 
@@ -43,7 +43,7 @@ IntervalRecord* intervalRecord(HANDLE driver) {
     IntervalRecord* none = nullptr;
     if (records.compare_exchange_strong(none, made.get())) static_cast<void>(made.release());
   }
-  const std::int32_t slot = pcieBoardSlotFind(driver);
+  const std::int32_t slot = findBoard(driver);
   IntervalRecord* const first = records.load();
   return first == nullptr || slot < 0 ? first : first + 1 + slot;
 }
@@ -60,7 +60,7 @@ double getFrameRate(HANDLE driver) {
   }
   const bool changed = (period & frameToggle) != first;
   readRegister(driver, Register::framePeriod, period);
-  return changed && (period & framePeriodMask) != 0 ? rateOf(period) : 0.0;
+  return changed && (period & framePeriodMask) != 0 ? framesPerSecond(period) : 0.0;
 }
 
 std::int32_t autoActual(HANDLE driver, AutoActual* actual) {

@@ -5,6 +5,8 @@
 
 #include "pcie/BoardAccess.h"
 #include "pcie/BoardRegisters.h"
+#include "win32/Events.h"
+#include "win32/WaitLimits.h"
 
 namespace kvexa::pcie {
 
@@ -12,13 +14,6 @@ namespace {
 
 // A result beside the driver's own: the capture request is under way.
 constexpr std::int32_t underWay = 1;
-
-// So long a worker that was aborted waits for the driver to be done with the caller's buffer.
-constexpr DWORD completionLimit = 1000;  // milliseconds
-
-void signal(HANDLE event) {
-  if (event != nullptr) SetEvent(event);
-}
 
 }  // namespace
 
@@ -49,12 +44,12 @@ std::int32_t MultiShotWork::capture() {
   sendStop(options_.driver);
   // While the request is pending the driver may write into the buffer, which is the caller's again when this
   // thread has ended.
-  if (requests.mayWrite()) requests.capture->wait(completionLimit);
+  if (requests.mayWrite()) requests.capture->wait(win32::completionLimit);
   return outcome;
 }
 
 std::int32_t MultiShotWork::start(Requests& requests) {
-  if (!pcieLockTakeUnless(abortEvent_.get())) return KVEXA_ABORTED;
+  if (!lockBoardAccessUnless(abortEvent_.get())) return KVEXA_ABORTED;
   writeRegister(options_.driver, Register::framePeriod, options_.frameCount);
   if (options_.frameEvent != nullptr) {
     sendCancelInterval(options_.driver);
@@ -76,12 +71,12 @@ std::int32_t MultiShotWork::start(Requests& requests) {
   // A start that failed leaves with the mutex held: it is abandoned when this thread ends, and the next
   // taker owns it. That is intended.
   if (status != KVEXA_OK) return status;
-  pcieLockGive();
+  unlockBoardAccess();
   return underWay;
 }
 
 std::int32_t MultiShotWork::awaitEnd(Requests& requests) {
-  // The capture stands first, so that its end counts when several are set. Without a frame event the
+  // The capture is first, so that its end counts when several are set. Without a frame event the
   // interval has no event to wait for, and the abort's takes its place.
   const bool notifies = options_.frameEvent != nullptr;
   const std::array<HANDLE, 3> objects{requests.capture->event(),
@@ -93,18 +88,18 @@ std::int32_t MultiShotWork::awaitEnd(Requests& requests) {
     const DWORD object = WaitForMultipleObjects(notifies ? 3 : 2, objects.data(), FALSE, INFINITE);
     if (object == captureEnded) return requests.outcome();
     if (!notifies || object != intervalPassed) return endOfAborted(requests);
-    signal(options_.frameEvent);
+    win32::signal(options_.frameEvent);
     requests.interval->resetEvent();
     armInterval(requests);
   }
   return KVEXA_ABORTED;
 }
 
-// The stop completes the capture, which then tells its own end. A capture that the driver refused has none,
-// and one whose stop it refused comes to its end when the worker itself stops the board.
+// The stop completes the capture, which then has a status of its own. A capture that the driver refused has
+// none, and one whose stop it refused comes to its end when the worker itself stops the board.
 std::int32_t MultiShotWork::endOfAborted(Requests& requests) const {
   if (!stopped_.load() || !requests.capture->isAccepted()) return KVEXA_ABORTED;
-  if (requests.capture->wait(completionLimit)) return requests.outcome();
+  if (requests.capture->wait(win32::completionLimit)) return requests.outcome();
   requests.isGivenUp = true;
   return KVEXA_ABORTED;
 }
@@ -117,8 +112,8 @@ void MultiShotWork::armInterval(Requests& requests) const {
 
 void MultiShotWork::finish(std::int32_t outcome) const {
   options_.result.set(outcome);
-  signal(options_.endEvent);
-  signal(options_.frameEvent);
+  win32::signal(options_.endEvent);
+  win32::signal(options_.frameEvent);
 }
 
 }  // namespace kvexa::pcie

@@ -28,13 +28,13 @@ struct MultiShotOptions {
 class MultiShotWork : public win32::Work {
  public:
   // abortEvent is the work's own; it wakes the worker out of every wait.
-  MultiShotWork(const MultiShotOptions& options, win32::OwnedObject abortEvent)
+  MultiShotWork(const MultiShotOptions& options, win32::UniqueObject abortEvent)
       : options_(options), abortEvent_(std::move(abortEvent)) {}
 
   void run() override;
 
   // The abort comes in two parts, around the requests that stop the board: so a capture that the stop
-  // completes can still tell its own end. `stopped` says that the driver took the stop.
+  // completes can still report its own status. `stopped` says that the driver took the stop.
   void markAborted() { aborted_.store(true); }
   bool isAborted() const { return aborted_.load(); }
   void wakeAborted(bool stopped) {
@@ -56,7 +56,7 @@ class MultiShotWork : public win32::Work {
   void finish(std::int32_t outcome) const;
 
   const MultiShotOptions options_;
-  const win32::OwnedObject abortEvent_;
+  const win32::UniqueObject abortEvent_;
   std::atomic<bool> aborted_{false};
   std::atomic<bool> stopped_{false};
 };

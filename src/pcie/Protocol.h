@@ -186,9 +186,9 @@ enum class Register : std::uint32_t {
   smiaInput = 0x208,
   dipSwitches = 0x210,
   switches = 0x214,
-  captureFlags = 0x308,
+  captureControl = 0x308,
   frameSkip = 0x30C,
-  framePeriod = 0x310,  // written with the frame count when a capture starts
+  framePeriod = 0x310,  // see board/FramePeriod.h; written with the frame count when a capture starts
   lineCodes = 0x314,
   frameCodes = 0x318,
   colourMatrix = 0x404,  // 12 coefficients and the offset, 4 apart
@@ -205,11 +205,6 @@ enum class Register : std::uint32_t {
   inputLines = 0xA04,
   outputLines = 0xA08
 };
-
-// Register framePeriod.
-constexpr Word frameToggle = 0x8000;
-constexpr Word framePeriodMask = 0x7FFF;  // units of 100 microseconds
-constexpr double framePeriodsPerSecond = 10000.0;
 
 // Per-board state exists for the boards of these indices.
 constexpr std::uint32_t boardSlots = 5;

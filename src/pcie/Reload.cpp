@@ -73,7 +73,7 @@ void restart(HDEVINFO devices, SP_DEVINFO_DATA& device, Outcome& outcome) {
   }
 }
 
-Outcome pcieRestartDevices(std::string_view identifier) {
+Outcome restartDevices(std::string_view identifier) {
   // Two bytes more than are read.
   ByteBuffer identifiers(identifierBytes + listEndBytes);
   if (!identifiers) return Outcome::noMemory;
@@ -93,7 +93,7 @@ Outcome pcieRestartDevices(std::string_view identifier) {
       outcome = Outcome::noIdentifiers;
       break;
     }
-    // Zeros end a list that lacks its own end. What else lies behind the list may be anything: of the
+    // Zeros end a list that lacks its own end. What else follows the list may be anything: of the
     // function before, or of Windows.
     const auto list = identifiers.all().first(std::min(bytes, identifierBytes) + listEndBytes);
     std::ranges::fill(list.last(listEndBytes), std::uint8_t{0});
@@ -108,13 +108,13 @@ std::int32_t resultOf(Outcome outcome) {
   return outcome == Outcome::restarted ? KVEXA_OK : KVEXA_RELOAD_FAILED - static_cast<std::int32_t>(outcome);
 }
 
-// The bridge first; the capture function only behind a bridge that restarted.
+// The bridge first; the capture function only after a bridge that restarted.
 Outcome restartBoth() {
-  const Outcome bridge = pcieRestartDevices(bridgeIdentifier);
-  return bridge == Outcome::restarted ? pcieRestartDevices(captureIdentifier) : bridge;
+  const Outcome bridge = restartDevices(bridgeIdentifier);
+  return bridge == Outcome::restarted ? restartDevices(captureIdentifier) : bridge;
 }
 
-// Failures are ignored: the attempt that follows tells.
+// Failures are ignored: the attempt that follows has a result of its own.
 void rescan() {
   HMACHINE machine = nullptr;
   if (CM_Connect_MachineA(nullptr, &machine) != CR_SUCCESS) return;

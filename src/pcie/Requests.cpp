@@ -1,5 +1,6 @@
 #include "pcie/Requests.h"
 
+#include <mutex>
 #include <utility>
 
 #include "win32/Lock.h"
@@ -8,11 +9,11 @@ namespace kvexa::pcie {
 
 namespace {
 
-win32::Lock parkingLock;
+win32::Lock orphansLock;
 
-// The first of the requests that their owners have left. A plain pointer: at unload the driver may still
+// The first of the orphaned requests. A plain pointer: at unload the driver may still
 // hold some, so nothing may destroy them.
-PendingBase* parked = nullptr;
+PendingBase* firstOrphan = nullptr;
 
 }  // namespace
 
@@ -69,21 +70,21 @@ bool PendingBase::mayComplete() const {
   return accepted_ && status == STATUS_PENDING;
 }
 
-void Parking::leave(std::unique_ptr<PendingBase> request) {
+void OrphanedRequests::adopt(std::unique_ptr<PendingBase> request) {
   if (!*request || !request->mayComplete()) return;
-  const win32::LockGuard guard(parkingLock);
-  request->next_.reset(parked);
-  parked = request.release();
+  const std::lock_guard guard(orphansLock);
+  request->next_.reset(firstOrphan);
+  firstOrphan = request.release();
 }
 
-void Parking::clear() {
-  const win32::LockGuard guard(parkingLock);
-  std::unique_ptr<PendingBase> all(std::exchange(parked, nullptr));
+void OrphanedRequests::freeCompleted() {
+  const std::lock_guard guard(orphansLock);
+  std::unique_ptr<PendingBase> all(std::exchange(firstOrphan, nullptr));
   while (all) {
     std::unique_ptr<PendingBase> rest = std::move(all->next_);
     if (all->mayComplete()) {
-      all->next_.reset(parked);
-      parked = all.release();
+      all->next_.reset(firstOrphan);
+      firstOrphan = all.release();
     }
     all = std::move(rest);
   }

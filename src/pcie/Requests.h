@@ -20,7 +20,7 @@ bool send(HANDLE driver, Request request, Record& record) {
   return sendBytes(driver, request, &record, sizeof record);
 }
 
-// Stop and cancel: the status word alone goes out and comes back.
+// Stop and cancel: the status word alone is sent and returned.
 std::int32_t sendStop(HANDLE driver);
 std::int32_t sendCancelInterval(HANDLE driver);
 
@@ -42,7 +42,7 @@ class Completion {
 
  private:
   bool needsEvent_;
-  win32::OwnedObject event_;
+  win32::UniqueObject event_;
   HGLOBAL memory_;
   OVERLAPPED* overlapped_;
 };
@@ -74,11 +74,11 @@ class PendingBase {
   bool startBytes(HANDLE driver, Request request, void* record, DWORD bytes);
 
  private:
-  friend class Parking;
+  friend class OrphanedRequests;
 
   Completion completion_;
   bool accepted_ = false;
-  std::unique_ptr<PendingBase> next_;  // in the parking
+  std::unique_ptr<PendingBase> next_;  // among the orphaned requests
 };
 
 template <class Record>
@@ -92,27 +92,30 @@ class Pending : public PendingBase {
   Record record{};
 };
 
-// Where a request goes that may outlast its owner: one that the driver is not done with is kept until it is.
-// What is kept when the library is unloaded is kept for good.
-class Parking {
+// Requests that have outlasted their owners: each is kept until the driver is done with it. What is left when
+// the library is unloaded is never freed.
+class OrphanedRequests {
  public:
-  static void leave(std::unique_ptr<PendingBase> request);
+  // Frees the request, or keeps it while the driver may still write to it.
+  static void adopt(std::unique_ptr<PendingBase> request);
 
   // Frees what the driver is done with.
-  static void clear();
+  static void freeCompleted();
 };
 
-struct ParkWhenPending {
-  void operator()(PendingBase* request) const { Parking::leave(std::unique_ptr<PendingBase>(request)); }
+struct OrphanWhenPending {
+  void operator()(PendingBase* request) const {
+    OrphanedRequests::adopt(std::unique_ptr<PendingBase>(request));
+  }
 };
 
 template <class Record>
-using PendingPointer = std::unique_ptr<Pending<Record>, ParkWhenPending>;
+using PendingPointer = std::unique_ptr<Pending<Record>, OrphanWhenPending>;
 
 // Null when there is no memory or no event for it.
 template <class Record>
 PendingPointer<Record> makePending(Completion::Event event = Completion::Event::own) {
-  Parking::clear();
+  OrphanedRequests::freeCompleted();
   PendingPointer<Record> request(new (std::nothrow) Pending<Record>(event));
   if (request && !*request) request.reset();
   return request;

@@ -78,22 +78,6 @@ std::int32_t transferWords(HANDLE driver, Request request, SensorWordRecord reco
 
 bool isRefused(std::uint32_t count, const void* words) { return count != 0 && words == nullptr; }
 
-using Lines = std::span<files::RegisterSettingLine>;
-
-// The number of lines, or a negative result.
-std::int32_t readLines(std::FILE* file, Lines lines) {
-  files::RegisterSettingReader reader(file);
-  files::RegisterSettingLine extra;
-  for (std::size_t count = 0;; ++count) {
-    switch (reader.next(count < lines.size() ? lines[count] : extra)) {
-      case files::RegisterSettingReader::Outcome::endOfFile: return static_cast<std::int32_t>(count);
-      case files::RegisterSettingReader::Outcome::tooManyValues: return KVEXA_BAD_ARGUMENT;
-      case files::RegisterSettingReader::Outcome::line: break;
-    }
-    if (count == lines.size()) return KVEXA_BAD_ARGUMENT;
-  }
-}
-
 std::int32_t playLines(HANDLE driver, std::span<const files::RegisterSettingLine> lines) {
   if (lines.size() < 2) return KVEXA_OK;
   const files::RegisterSettingLine& header = lines.front();
@@ -156,7 +140,9 @@ std::int32_t playRegisterFile(HANDLE driver, const char* path) {
   if (!table) return KVEXA_FAILED;
   const files::File file = files::openForReading(path);
   if (!file) return KVEXA_FILE_NOT_OPENED;
-  const std::int32_t count = readLines(file.get(), {table.get(), KVEXA_REGISTER_TABLE_ENTRIES});
+  const std::int32_t count = files::readRegisterSettings(
+      file.get(),
+      [&table](const files::RegisterSettingLine& line, std::uint32_t index) { table[index] = line; });
   if (count < 0) return count;
   return playLines(driver, {table.get(), static_cast<std::size_t>(count)});
 }

@@ -1,4 +1,4 @@
-// Registers of the sensor behind the PCIe board, the I2C bus' settings, and the debug look-up table.
+// Registers of the sensor on the PCIe board, the I2C bus' settings, and the debug look-up table.
 #pragma once
 
 #include <windows.h>

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "board/SwitchFields.h"
 #include "pcie/BoardRegisters.h"
 
 namespace kvexa::pcie {
@@ -12,21 +13,11 @@ namespace {
 constexpr std::uint32_t allSwitches = 0x3F;
 constexpr std::uint32_t largestSoftwareDip = 0xFF;
 
-// Where a supply's or the clock's state stands in the two switch registers.
-struct SwitchFields {
-  Switch on;
-  unsigned hardwareShift;
-  unsigned softwareShift;
-};
-
-constexpr SwitchFields v1Fields{Switch::supplyV1, 8, 0};
-constexpr SwitchFields v2Fields{Switch::supplyV2, 11, 3};
-constexpr SwitchFields clockFields{Switch::sensorClock, 14, 6};
-constexpr std::uint32_t settingMask = 3;
-
 constexpr std::uint32_t maskOf(Switch which) { return static_cast<std::uint32_t>(which); }
 
-std::uint32_t isOn(std::uint32_t switches, Switch which) { return (switches & maskOf(which)) != 0 ? 1 : 0; }
+constexpr SwitchFields v1Fields{maskOf(Switch::supplyV1), 8, 0, 3};
+constexpr SwitchFields v2Fields{maskOf(Switch::supplyV2), 11, 3, 3};
+constexpr SwitchFields clockFields{maskOf(Switch::sensorClock), 14, 6, 3};
 
 // The result is that of the DIP register's reading; what could not be read counts as 0.
 std::int32_t getStatus(HANDLE driver, const SwitchFields& fields, SwitchStatus* status) {
@@ -35,8 +26,7 @@ std::int32_t getStatus(HANDLE driver, const SwitchFields& fields, SwitchStatus* 
   std::uint32_t dip = 0;
   readRegister(driver, Register::switches, switches);
   const std::int32_t result = readRegister(driver, Register::dipSwitches, dip);
-  *status = {isOn(switches, fields.on), (dip >> fields.hardwareShift) & settingMask,
-             (dip >> fields.softwareShift) & settingMask};
+  *status = switchStatus(switches, dip, fields);
   return result;
 }
 
@@ -44,7 +34,7 @@ std::int32_t getSwitch(HANDLE driver, Switch which, std::uint32_t* on) {
   if (on == nullptr) return KVEXA_BAD_ARGUMENT;
   std::uint32_t switches = 0;
   const std::int32_t result = readRegister(driver, Register::switches, switches);
-  *on = isOn(switches, which);
+  *on = isOn(switches, maskOf(which));
   return result;
 }
 

@@ -20,16 +20,6 @@ enum class Switch : std::uint32_t {
 
 std::int32_t setSwitch(HANDLE driver, Switch which, bool on);
 
-template <Switch which>
-std::int32_t turnOn(HANDLE driver) {
-  return setSwitch(driver, which, true);
-}
-
-template <Switch which>
-std::int32_t turnOff(HANDLE driver) {
-  return setSwitch(driver, which, false);
-}
-
 // Always KVEXA_OK.
 std::int32_t turnOffV1(HANDLE driver);
 

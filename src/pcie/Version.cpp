@@ -13,10 +13,7 @@ constexpr const char* driverFileName = "KVEXAPCIE.sys";
 }  // namespace
 
 std::int32_t readVersions(HANDLE driver, std::uint32_t* fpga, std::uint32_t* firmware,
-                          std::uint32_t* driverFile, std::uint32_t* library) {
-  if (fpga == nullptr || firmware == nullptr || driverFile == nullptr || library == nullptr) {
-    return KVEXA_BAD_ARGUMENT;
-  }
+                          std::uint32_t* driverFile) {
   std::uint32_t design = 0;
   const std::int32_t read = readRegister(driver, Register::fpgaVersion, design);
   if (read != KVEXA_OK) return read;
@@ -24,7 +21,7 @@ std::int32_t readVersions(HANDLE driver, std::uint32_t* fpga, std::uint32_t* fir
   *firmware = 0;  // this board has none
   // Stations with several driver packages may lack this file; that is no failure here, and intended.
   win32::readDriverVersion(driverFileName, *driverFile);
-  return win32::readLibraryVersion(*library) ? KVEXA_OK : KVEXA_FAILED;
+  return KVEXA_OK;
 }
 
 }  // namespace kvexa::pcie

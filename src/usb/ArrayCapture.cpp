@@ -2,23 +2,24 @@
 
 #include <algorithm>
 #include <atomic>
+#include <mutex>
 #include <span>
 #include <utility>
 
 #include "kvexa.h"
-#include "usb/CaptureMachinery.h"
+#include "usb/BoardRegisters.h"
+#include "usb/CaptureSteps.h"
 #include "usb/Commands.h"
-#include "usb/PolledRegisters.h"
 #include "usb/TargetWords.h"
 #include "win32/Lock.h"
 #include "win32/ResultWord.h"
+#include "win32/WaitLimits.h"
 #include "win32/WorkerThread.h"
 
 namespace kvexa::usb {
 
 namespace {
 
-constexpr std::uint32_t stopGrace = 2000;    // milliseconds beyond the capture's own time-out
 constexpr std::uint32_t drainInterval = 10;  // milliseconds
 
 struct ArrayOptions {
@@ -75,20 +76,20 @@ class RunningArray {
  public:
   // False when a capture runs, or another start is setting one up.
   bool reserve() {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     if (isReserved_) return false;
     return isReserved_ = true;
   }
 
   // The start that has reserved did not come to its end.
   void release() {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     isReserved_ = false;
   }
 
   // Under the lock, so that a stop finds the worker either not at all or running.
   bool start(win32::Shared<ArrayWork> work) {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     if (!win32::startWorker(work)) return false;
     work_ = std::move(work);
     return true;
@@ -96,7 +97,7 @@ class RunningArray {
 
   // The capture that runs, which from then on does not; null when there is none yet.
   win32::Shared<ArrayWork> take() {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     if (work_) isReserved_ = false;
     return std::move(work_);
   }
@@ -174,9 +175,7 @@ std::int32_t stopArray(HANDLE driver) {
   const win32::Shared<ArrayWork> work = runningArray.take();
   if (!work) return KVEXA_OK;
   work->stop();
-  const std::uint64_t patience = std::uint64_t{work->timeout()} + stopGrace;
-  if (!work->waitForEnd(static_cast<DWORD>(std::min<std::uint64_t>(patience, INFINITE - 1))))
-    return KVEXA_BUSY;
+  if (!work->waitForEnd(win32::withGrace(work->timeout(), win32::stopGrace))) return KVEXA_BUSY;
   return inTurn([&] { return writeRegister(driver, Register::captureMode, captureStopped); },
                 [&] { return awaitDrain(driver, work->timeout()); },
                 [&] { return writeTarget(driver, Target::status, 0); }, [&] { return pulseHold(driver); });

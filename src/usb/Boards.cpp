@@ -1,6 +1,7 @@
 #include "usb/Boards.h"
 
 #include <array>
+#include <mutex>
 
 namespace kvexa::usb {
 
@@ -25,7 +26,7 @@ std::size_t placeOf(HANDLE driver) {
 }  // namespace
 
 void rememberBoard(HANDLE driver) {
-  const win32::LockGuard guard(tableLock);
+  const std::lock_guard guard(tableLock);
   for (Place& place : places) {
     if (place.driver != nullptr || place.uses != 0) continue;
     place.driver = driver;
@@ -34,20 +35,20 @@ void rememberBoard(HANDLE driver) {
 }
 
 void forgetBoard(HANDLE driver) {
-  const win32::LockGuard guard(tableLock);
+  const std::lock_guard guard(tableLock);
   const std::size_t place = placeOf(driver);
   if (place < mostBoards) places[place].driver = nullptr;
 }
 
 BoardUse::BoardUse(HANDLE driver) {
-  const win32::LockGuard guard(tableLock);
+  const std::lock_guard guard(tableLock);
   place_ = driver != nullptr ? placeOf(driver) : mostBoards;
   if (place_ < mostBoards) ++places[place_].uses;
 }
 
 BoardUse::~BoardUse() {
   if (place_ == mostBoards) return;
-  const win32::LockGuard guard(tableLock);
+  const std::lock_guard guard(tableLock);
   --places[place_].uses;
 }
 

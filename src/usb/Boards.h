@@ -6,14 +6,14 @@
 #include <cstddef>
 
 #include "win32/AbortSignal.h"
-#include "win32/HandOver.h"
 #include "win32/Lock.h"
+#include "win32/TimedLock.h"
 
 namespace kvexa::usb {
 
 struct Board {
-  win32::Lock turn;          // see CommandTurn
-  win32::HandOver handOver;  // between an abort and the captures that it ends
+  win32::Lock turn;           // see CommandTurn
+  win32::TimedLock handOver;  // between an abort and the captures that it ends
   win32::Endings endings;
 };
 
@@ -26,7 +26,7 @@ void rememberBoard(HANDLE driver);
 void forgetBoard(HANDLE driver);
 
 // A use of what is kept for a board, or of nothing when its handle is not known. What a use has keeps its
-// place until the use ends, so a board that is opened meanwhile never gets what another one has left behind.
+// place until the use ends, so a board that is opened meanwhile never gets what another one has left there.
 class BoardUse {
  public:
   explicit BoardUse(HANDLE driver);

@@ -1,9 +1,9 @@
 #include "usb/Capture.h"
 
 #include "kvexa.h"
-#include "usb/CaptureMachinery.h"
+#include "usb/BoardRegisters.h"
+#include "usb/CaptureSteps.h"
 #include "usb/Commands.h"
-#include "usb/PolledRegisters.h"
 #include "usb/TargetWords.h"
 #include "win32/AbortSignal.h"
 
@@ -72,7 +72,7 @@ std::int32_t setBufferSize(HANDLE driver, double mebibytes) {
 }
 
 std::int32_t setFrameDrop(HANDLE driver, std::uint32_t mode) {
-  if (mode > 1) return KVEXA_OK;  // refused in silence; that is intended
+  if (mode > 1) return KVEXA_OK;  // ignored without an error; that is intended
   writeTarget(driver, Target::status, 0);
   writeTarget(driver, Target::frameDrop, mode == 1 ? frameDropOn : frameDropOff);
   return extendedCommand(driver, mode == 1 ? ExtendedCommand::frameDropOn : ExtendedCommand::frameDropOff);

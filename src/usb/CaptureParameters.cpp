@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "usb/PolledRegisters.h"
-#include "win32/Truncate.h"
+#include "board/ColourMatrix.h"
+#include "usb/BoardRegisters.h"
 
 namespace kvexa::usb {
 
@@ -62,10 +62,6 @@ std::array<RegisterValue, 15> registersFor(const CapParam& p) {
            {Register::narrowData, isNarrow(p) ? 1U : 0U}}};
 }
 
-constexpr std::size_t matrixValues = 13;
-constexpr double coefficientScale = 32.0;  // 5 fraction bits
-constexpr double offsetScale = 4.0;        // 2 fraction bits
-
 Register matrixRegister(std::size_t index) {
   return static_cast<Register>(static_cast<std::size_t>(Register::colourMatrix) + 2 * index);
 }
@@ -81,10 +77,8 @@ std::int32_t setCapParam(HANDLE driver, const CapParam* param) {
 
 std::int32_t setColourMatrix(HANDLE driver, const double* values) {
   if (values == nullptr) return KVEXA_BAD_ARGUMENT;
-  for (std::size_t i = 0; i < matrixValues; ++i) {
-    const double scale = i + 1 < matrixValues ? coefficientScale : offsetScale;
-    writeRegister(driver, matrixRegister(i),
-                  static_cast<std::uint32_t>(truncateToInteger(values[i] * scale)));
+  for (std::size_t i = 0; i < colourMatrixValues; ++i) {
+    writeRegister(driver, matrixRegister(i), static_cast<std::uint32_t>(colourMatrixWord(i, values[i])));
   }
   return KVEXA_OK;
 }

@@ -14,14 +14,14 @@ HANDLE boardFor(const Link& link) {
 // have to wait for.
 CommandTurn::CommandTurn(const Link& link) : driver_(link.driver()), board_(boardFor(link)) {
   if (!board_) return;
-  board_->turn.take();
-  isHandedOver_ = link.manner() == Link::Manner::handsOver && board_->handOver.take(handOverLimit);
+  board_->turn.lock();
+  isHandedOver_ = link.manner() == Link::Manner::handsOver && board_->handOver.tryLock(win32::handOverLimit);
 }
 
 CommandTurn::~CommandTurn() {
   if (!board_) return;
-  if (isHandedOver_) board_->handOver.give();
-  board_->turn.give();
+  if (isHandedOver_) board_->handOver.unlock();
+  board_->turn.unlock();
 }
 
 }  // namespace kvexa::usb

@@ -5,14 +5,12 @@
 
 #include "usb/Boards.h"
 #include "usb/Link.h"
+#include "win32/WaitLimits.h"
 
 namespace kvexa::usb {
 
-// So long an abort and a capture that it ends wait for each other's requests.
-constexpr DWORD handOverLimit = 500;  // milliseconds
-
 // A register transfer is several requests that belong together, and a worker that stops the board must
-// not cut into a caller's transfer: whoever holds a turn has the board's command pipes for himself. Image
+// not cut into a caller's transfer: the holder of a turn has the board's command pipes alone. Image
 // data have a pipe of their own and need none.
 class CommandTurn {
  public:
@@ -36,10 +34,10 @@ class CommandTurn {
 class AbortTurn {
  public:
   explicit AbortTurn(HANDLE driver) : driver_(driver), board_(driver) {
-    isHandedOver_ = board_ && board_->handOver.take(handOverLimit);
+    isHandedOver_ = board_ && board_->handOver.tryLock(win32::handOverLimit);
   }
   ~AbortTurn() {
-    if (isHandedOver_) board_->handOver.give();
+    if (isHandedOver_) board_->handOver.unlock();
   }
   AbortTurn(const AbortTurn&) = delete;
   AbortTurn& operator=(const AbortTurn&) = delete;

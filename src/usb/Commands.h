@@ -1,4 +1,4 @@
-// Extended commands. They report nothing: whoever needs a result reads the status afterwards.
+// Extended commands. They report nothing: a caller that needs a result reads the status afterwards.
 #pragma once
 
 #include <windows.h>

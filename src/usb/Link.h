@@ -1,4 +1,4 @@
-// How a thread reaches a board's command pipes.
+// How a transfer takes its turn at a board's command pipes.
 #pragma once
 
 #include <windows.h>
@@ -12,7 +12,7 @@ class Link {
   enum class Manner : std::uint8_t {
     inTurn,     // the transfer waits until no other one is under way on the board
     handsOver,  // and, up to a limit, until no abort is: for captures that an abort ends while they transfer
-    withoutTurns,  // at once: for whoever has the turn already, and for what must not wait for anybody
+    withoutTurns,  // at once: for a thread that has the turn already, and for what must not wait
   };
 
   // Operations are called with the driver handle of a record, and take turns.

@@ -1,6 +1,7 @@
 #include "usb/Measurement.h"
 
-#include "usb/PolledRegisters.h"
+#include "board/FramePeriod.h"
+#include "usb/BoardRegisters.h"
 
 namespace kvexa::usb {
 
@@ -13,8 +14,6 @@ constexpr int togglesWanted = 2;
 constexpr std::uint32_t defaultPolls = 300;
 constexpr DWORD pollInterval = 10;  // milliseconds
 constexpr DWORD pollSettling = 1;   // milliseconds
-
-double rateOf(std::uint32_t period) { return framePeriodsPerSecond / (period & framePeriodMask); }
 
 void startMeasurement(HANDLE driver) {
   for (const Target target : {Target::status, Target::measureFirst, Target::measureSecond}) {
@@ -49,7 +48,7 @@ std::int32_t measure(HANDLE driver, AutoActual* actual, std::uint32_t pollLimit)
   readRegister(driver, Register::firstDimension, measured.firstDimension);
   readRegister(driver, Register::secondDimension, measured.secondDimension);
   readRegister(driver, Register::framePeriod, period);
-  measured.frameRate = period != 0 ? rateOf(period) : 0.0;
+  measured.frameRate = period != 0 ? framesPerSecond(period) : 0.0;
   *actual = measured;
   return KVEXA_OK;  // also when the polls ran out; that is intended
 }
@@ -68,7 +67,7 @@ double getFrameRate(HANDLE driver) {
     seen = period & frameToggle;
     ++toggles;
   }
-  return toggles < togglesWanted ? 0.0 : rateOf(period);
+  return toggles < togglesWanted ? 0.0 : framesPerSecond(period);
 }
 
 std::int32_t autoActual(HANDLE driver, AutoActual* actual) { return measure(driver, actual, defaultPolls); }

@@ -75,7 +75,7 @@ enum class Register : std::uint16_t {
   captureMode = 0x0102,
   captureControl = 0x0104,
   frameSkip = 0x0106,
-  framePeriod = 0x0108,
+  framePeriod = 0x0108,  // see board/FramePeriod.h
   lineCodes = 0x010A,
   frameCodes = 0x010C,
   firstDimension = 0x010E,
@@ -109,10 +109,5 @@ constexpr std::uint32_t captureMeasures = 3;
 // Register bufferSize counts units of this many bytes down from the top of the board's memory.
 constexpr std::uint32_t bufferUnitBytes = 512;
 constexpr std::uint32_t bufferTop = 65536;
-
-// Register framePeriod.
-constexpr std::uint32_t frameToggle = 0x8000;
-constexpr std::uint32_t framePeriodMask = 0x7FFF;  // units of 100 microseconds
-constexpr double framePeriodsPerSecond = 10000.0;
 
 }  // namespace kvexa::usb

@@ -33,7 +33,7 @@ std::optional<SettingPacket> buildSettingPacket(const RegisterTableEntry& header
 
 constexpr std::size_t commandBytes = 3;
 
-// The commands of the entries behind the header, commandBytes each, into `bytes`.
+// The commands of the entries after the header, commandBytes each, into `bytes`.
 void packCommands(std::span<const RegisterTableEntry> entries, std::span<std::uint8_t> bytes);
 
 }  // namespace kvexa::usb

@@ -4,19 +4,12 @@
 #include <bit>
 #include <iterator>
 
-#include "usb/PolledRegisters.h"
+#include "board/SwitchFields.h"
+#include "usb/BoardRegisters.h"
 
 namespace kvexa::usb {
 
 namespace {
-
-// Where a supply's or the clock's state stands in the two switch registers.
-struct SwitchFields {
-  std::uint32_t onMask;
-  unsigned hardwareShift;
-  unsigned softwareShift;
-  std::uint32_t settingMask;
-};
 
 constexpr SwitchFields v1Fields{supplyV1.mask, 8, 0, 7};
 constexpr SwitchFields v2Fields{supplyV2.mask, 11, 3, 7};
@@ -27,12 +20,8 @@ struct SwitchRegisters {
   std::uint32_t dip = 0;
 };
 
-std::uint32_t isOn(std::uint32_t switches, std::uint32_t mask) { return (switches & mask) != 0 ? 1 : 0; }
-
 SwitchStatus decode(const SwitchRegisters& registers, const SwitchFields& fields) {
-  return {isOn(registers.switches, fields.onMask),
-          (registers.dip >> fields.hardwareShift) & fields.settingMask,
-          (registers.dip >> fields.softwareShift) & fields.settingMask};
+  return switchStatus(registers.switches, registers.dip, fields);
 }
 
 // Reads both switch registers and hands them to `fill`. Only the first read's failure keeps `fill` from
@@ -58,7 +47,7 @@ std::int32_t getWord(HANDLE driver, Register address, std::uint32_t* value) {
 }
 
 std::uint32_t switchesAfter(const PowerStep& step, std::uint32_t before) {
-  // The words are used as they stand: a word other than 0 or 1 reaches its neighbours' bits. Intended.
+  // The words are used as they are: a word other than 0 or 1 reaches its neighbours' bits. Intended.
   return (before & powerSwitchControl.mask) | step.v1 << std::countr_zero(supplyV1.mask) |
          step.v2 << std::countr_zero(supplyV2.mask) | step.clock << std::countr_zero(sensorClock.mask) |
          step.reset << std::countr_zero(sensorReset.mask) | step.i2c << std::countr_zero(i2cLines.mask);
@@ -93,7 +82,7 @@ std::int32_t getI2cStatus(HANDLE driver, std::uint32_t* on) {
   if (on == nullptr) return KVEXA_BAD_ARGUMENT;
   std::uint32_t switches = 0;
   const std::int32_t result = readRegister(driver, Register::switches, switches);
-  *on = 0;  // whatever the register holds; that is intended, the supply status tells the lines' state
+  *on = 0;  // whatever the register holds; that is intended, the supply status has the lines' state
   return result;
 }
 

@@ -26,16 +26,6 @@ constexpr Switch bayerToRgb{Register::bayerStage, 0x01};
 
 std::int32_t setSwitch(HANDLE driver, Switch which, bool on);
 
-template <Switch which>
-std::int32_t turnOn(HANDLE driver) {
-  return setSwitch(driver, which, true);
-}
-
-template <Switch which>
-std::int32_t turnOff(HANDLE driver) {
-  return setSwitch(driver, which, false);
-}
-
 std::int32_t getV1Status(HANDLE driver, SwitchStatus* status);
 std::int32_t getV2Status(HANDLE driver, SwitchStatus* status);
 std::int32_t getClockStatus(HANDLE driver, SwitchStatus* status);

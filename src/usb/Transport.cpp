@@ -31,7 +31,7 @@ static_assert(sizeof(DescriptorRequest) == 10);
 }  // namespace
 
 Moved transfer(HANDLE driver, Pipe pipe, std::uint32_t timeout, std::span<std::uint8_t> data) {
-  // The status word begins as the pipe number, and the driver sets it to 0 on success. So it tells
+  // The status word begins as the pipe number, and the driver sets it to 0 on success. So it says
   // nothing about pipe 0: there the request's own success decides.
   auto status = static_cast<std::uint32_t>(pipe);
   PipeTransferRecord record{status, timeout, &status};

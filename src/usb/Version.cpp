@@ -3,7 +3,7 @@
 #include <array>
 
 #include "kvexa.h"
-#include "usb/PolledRegisters.h"
+#include "usb/BoardRegisters.h"
 #include "usb/Transport.h"
 #include "win32/FileVersion.h"
 
@@ -17,10 +17,7 @@ constexpr std::size_t deviceReleaseAt = 12;  // bcdDevice of a USB device descri
 }  // namespace
 
 std::int32_t readVersions(HANDLE driver, std::uint32_t* fpga, std::uint32_t* firmware,
-                          std::uint32_t* driverFile, std::uint32_t* library) {
-  if (fpga == nullptr || firmware == nullptr || driverFile == nullptr || library == nullptr) {
-    return KVEXA_BAD_ARGUMENT;
-  }
+                          std::uint32_t* driverFile) {
   std::uint32_t design = 0;
   const std::int32_t read = readRegister(driver, Register::fpgaVersion, design);
   if (read != KVEXA_OK) return read;
@@ -29,8 +26,7 @@ std::int32_t readVersions(HANDLE driver, std::uint32_t* fpga, std::uint32_t* fir
   const std::int32_t described = readDeviceDescriptor(driver, descriptor);
   if (described != KVEXA_OK) return described;
   *firmware = descriptor[deviceReleaseAt] | static_cast<std::uint32_t>(descriptor[deviceReleaseAt + 1]) << 8;
-  if (!win32::readDriverVersion(driverFileName, *driverFile)) return KVEXA_FAILED;
-  return win32::readLibraryVersion(*library) ? KVEXA_OK : KVEXA_FAILED;
+  return win32::readDriverVersion(driverFileName, *driverFile) ? KVEXA_OK : KVEXA_FAILED;
 }
 
 }  // namespace kvexa::usb

@@ -1,4 +1,4 @@
-// The versions of a USB board's parts and of the software for it.
+// The versions of a USB board's parts and of its driver.
 #pragma once
 
 #include <windows.h>
@@ -8,6 +8,6 @@
 namespace kvexa::usb {
 
 std::int32_t readVersions(HANDLE driver, std::uint32_t* fpga, std::uint32_t* firmware,
-                          std::uint32_t* driverFile, std::uint32_t* library);
+                          std::uint32_t* driverFile);
 
 }  // namespace kvexa::usb

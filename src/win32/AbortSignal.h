@@ -7,19 +7,19 @@
 #include <cstdint>
 
 #include "win32/Lock.h"
-#include "win32/WaitingLine.h"
+#include "win32/WaitQueue.h"
 
 namespace kvexa::win32 {
 
-// A capture takes a watch when it starts; from the next abort on, the watch tells it to stop. A capture
-// that starts later does not revive an earlier one that has not seen its abort yet.
+// A capture takes a watch when it starts; from the next abort on, the watch is raised and the capture stops.
+// A capture that starts later does not revive an earlier one that has not seen its abort yet.
 class AbortWatch {
  public:
   AbortWatch() : seen_(count_.load()) {}
 
   bool isRaised() const { return count_.load() != seen_; }
 
-  // Stops every capture that runs, and sends on every start that waits for one to end.
+  // Stops every capture that runs, and wakes every start that waits for one to end.
   static void raise();
 
  private:
@@ -43,7 +43,7 @@ class Endings {
 
   // Of all objects of the process, so that an abort finds those who wait. Held for moments only.
   inline static Lock lock_;
-  inline static WaitingLine line_;
+  inline static WaitQueue queue_;
 
   unsigned count_ = 0;
 };

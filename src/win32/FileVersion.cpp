@@ -37,7 +37,7 @@ class VersionResource {
     return {static_cast<const Translation*>(found), bytes / sizeof(Translation)};
   }
 
-  // With the length that the resource tells; empty when there is none.
+  // With the length that the resource gives; empty when there is none.
   std::string_view productVersion(const Translation& translation) {
     std::array<char, 64> name{};
     std::snprintf(name.data(), name.size(), "\\StringFileInfo\\%04x%04x\\ProductVersion",

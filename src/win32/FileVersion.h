@@ -1,4 +1,4 @@
-// The version that a file tells of itself.
+// The version in the resources of a file.
 #pragma once
 
 #include <cstdint>

@@ -22,20 +22,20 @@ class LastErrorKeeper {
 };
 
 template <class Kind>
-class Owned {
+class UniqueHandle {
  public:
   using Value = decltype(Kind::none());
 
-  Owned() = default;
-  explicit Owned(Value value) : value_(value) {}
-  Owned(const Owned&) = delete;
-  Owned& operator=(const Owned&) = delete;
-  Owned(Owned&& other) noexcept : value_(other.release()) {}
-  Owned& operator=(Owned&& other) noexcept {
+  UniqueHandle() = default;
+  explicit UniqueHandle(Value value) : value_(value) {}
+  UniqueHandle(const UniqueHandle&) = delete;
+  UniqueHandle& operator=(const UniqueHandle&) = delete;
+  UniqueHandle(UniqueHandle&& other) noexcept : value_(other.release()) {}
+  UniqueHandle& operator=(UniqueHandle&& other) noexcept {
     reset(other.release());
     return *this;
   }
-  ~Owned() { reset(); }
+  ~UniqueHandle() { reset(); }
 
   explicit operator bool() const { return value_ != Kind::none(); }
   Value get() const { return value_; }
@@ -69,8 +69,8 @@ struct DeviceSetKind {
   static void close(HDEVINFO set) { SetupDiDestroyDeviceInfoList(set); }
 };
 
-using OwnedFile = Owned<FileKind>;
-using OwnedObject = Owned<ObjectKind>;
-using OwnedDeviceSet = Owned<DeviceSetKind>;
+using UniqueFile = UniqueHandle<FileKind>;
+using UniqueObject = UniqueHandle<ObjectKind>;
+using UniqueDeviceSet = UniqueHandle<DeviceSetKind>;
 
 }  // namespace kvexa::win32

@@ -5,12 +5,14 @@
 #include <windows.h>
 
 #include <atomic>
+#include <mutex>
 
 namespace kvexa::win32 {
 
+// For std::lock_guard.
 class Lock {
  public:
-  void take() {
+  void lock() {
     const DWORD self = GetCurrentThreadId();
     if (owner_.load(std::memory_order_relaxed) != self) {
       AcquireSRWLockExclusive(&lock_);
@@ -19,7 +21,7 @@ class Lock {
     ++depth_;
   }
 
-  void give() {
+  void unlock() {
     if (--depth_ > 0) return;
     owner_.store(0, std::memory_order_relaxed);
     ReleaseSRWLockExclusive(&lock_);
@@ -29,17 +31,6 @@ class Lock {
   SRWLOCK lock_ = SRWLOCK_INIT;
   std::atomic<DWORD> owner_{0};
   unsigned depth_ = 0;
-};
-
-class LockGuard {
- public:
-  explicit LockGuard(Lock& lock) : lock_(lock) { lock_.take(); }
-  ~LockGuard() { lock_.give(); }
-  LockGuard(const LockGuard&) = delete;
-  LockGuard& operator=(const LockGuard&) = delete;
-
- private:
-  Lock& lock_;
 };
 
 }  // namespace kvexa::win32

@@ -1,4 +1,4 @@
-// The word in which a capture tells its caller how it stands.
+// The word in which a capture reports its state to its caller.
 #pragma once
 
 #include <atomic>

@@ -36,7 +36,7 @@ unsigned __stdcall runWorker(void* argument) {
 bool startWorker(const Shared<Work>& work) {
   std::unique_ptr<Start> start(new (std::nothrow) Start{work, keepLibraryLoaded()});
   if (!start) return false;
-  OwnedObject thread(reinterpret_cast<HANDLE>(
+  UniqueObject thread(reinterpret_cast<HANDLE>(
       _beginthreadex(nullptr, 0, runWorker, start.get(), CREATE_SUSPENDED, nullptr)));
   if (!thread) {
     FreeLibrary(start->library);

@@ -21,7 +21,7 @@ class Work : public Counted {
  private:
   friend bool startWorker(const Shared<Work>& work);
 
-  OwnedObject thread_;
+  UniqueObject thread_;
 };
 
 // Runs the work on a thread of its own, which keeps the library loaded until it ends. False when the

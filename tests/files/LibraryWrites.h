@@ -1,4 +1,4 @@
-// Looks over the library's shoulder while it writes files: a test sees every write before it is done, and
+// Observes the library while it writes files: a test sees every write before it is done, and
 // lets all of it, a part or nothing go to the file.
 #pragma once
 

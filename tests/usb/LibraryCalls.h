@@ -1,4 +1,4 @@
-// Looks over the library's shoulder: a test sees, holds up or fails what the library asks of Windows while
+// Observes the library: a test sees, holds up or fails what the library asks of Windows while
 // it captures. Stands before the simulated boards, so a thread that is held up here holds nothing of theirs.
 #pragma once
 

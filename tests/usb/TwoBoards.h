@@ -1,4 +1,4 @@
-// Two USB boards that stream, and a look over the library's shoulder.
+// Two USB boards that stream, and an observer of the library's calls.
 #pragma once
 
 #include "tests/support/BoardFixture.h"

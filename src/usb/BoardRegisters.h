@@ -24,7 +24,7 @@ std::int32_t fpgaWrite(Link link, std::uint32_t address, std::uint32_t count, co
 std::int32_t readRegister(Link link, Register address, std::uint32_t& value);
 std::int32_t writeRegister(Link link, Register address, std::uint32_t value);
 
-// Words of target 0x80 that stand beside the registers.
+// Words of target 0x80 that are no registers.
 std::int32_t readTargetPolled(Link link, Target target, std::uint32_t& value);
 std::int32_t writeTargetPolled(Link link, Target target, std::uint32_t value);
 

@@ -7,9 +7,9 @@
 
 namespace kvexa::usb {
 
-std::int32_t startContinuous(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
-                             std::uint32_t timeout, HANDLE frameEvent, HANDLE endEvent,
-                             std::int32_t* resultWord);
+std::int32_t startMultiShot(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
+                            std::uint32_t timeout, HANDLE frameEvent, HANDLE endEvent,
+                            std::int32_t* resultWord);
 
 // Frames go round through ringSize buffers; events holds one event more, the end event.
 std::int32_t startRing(HANDLE driver, std::uint32_t frameBytes, std::uint32_t ringSize, void* const* buffers,

@@ -1,4 +1,4 @@
-#include "sim/bench/Bench.h"
+#include "sim/bench/DescribedBench.h"
 
 #include <charconv>
 
@@ -37,7 +37,7 @@ std::shared_ptr<const Scene> sceneNamed(const std::string& name) {
   return Scene::fromBytes(name, {content->begin(), content->end()});
 }
 
-Bench::Bench(const Description& description) : machine_(description.pace) {
+DescribedBench::DescribedBench(const Description& description) : machine_(description.pace) {
   if (!description.trace.empty()) traceTo(description.trace);
   setDriver("KVEXAu.sys", description.usbDriver);
   setDriver("KVEXAPCIE.sys", description.pcieDriver);
@@ -47,9 +47,9 @@ Bench::Bench(const Description& description) : machine_(description.pace) {
   machine_.timeline().serve();
 }
 
-Bench::~Bench() { machine_.trace().sendTo({}); }
+DescribedBench::~DescribedBench() { machine_.trace().sendTo({}); }
 
-void Bench::setDriver(const char* file, const std::optional<std::string>& version) {
+void DescribedBench::setDriver(const char* file, const std::optional<std::string>& version) {
   if (!version) return;
   constexpr std::uint16_t english = 0x0409;
   constexpr std::uint16_t unicode = 0x04B0;
@@ -58,7 +58,7 @@ void Bench::setDriver(const char* file, const std::optional<std::string>& versio
   files.set(files.driverPath(file), {{english, unicode, text}});
 }
 
-void Bench::add(const BoardDescription& description) {
+void DescribedBench::add(const BoardDescription& description) {
   const std::uint32_t type = description.type;
   const bool isUsb = type == KVEXA_BOARD_USB;
   isUsb ? void(machine_.addUsbBoard()) : void(machine_.addPcieBoard());
@@ -82,12 +82,12 @@ void Bench::add(const BoardDescription& description) {
   }
 }
 
-bool Bench::has(std::uint32_t type, unsigned index) const {
+bool DescribedBench::has(std::uint32_t type, unsigned index) const {
   if (type == KVEXA_BOARD_USB) return index < usbBoards_;
   return type == KVEXA_BOARD_PCIE && index < pcieBoards_;
 }
 
-std::optional<BoardParts> Bench::board(std::uint32_t type, unsigned index) {
+std::optional<BoardParts> DescribedBench::board(std::uint32_t type, unsigned index) {
   if (!has(type, index)) return std::nullopt;
   if (type == KVEXA_BOARD_USB) {
     usb::Board& board = machine_.usbBoard(index);
@@ -97,14 +97,15 @@ std::optional<BoardParts> Bench::board(std::uint32_t type, unsigned index) {
   return BoardParts{board.sensor(), board.faults()};
 }
 
-bool Bench::plug(std::uint32_t type, unsigned index, bool plugged) {
+bool DescribedBench::plug(std::uint32_t type, unsigned index, bool plugged) {
   if (!has(type, index)) return false;
   const auto change = [plugged](auto& board) { plugged ? board.plug() : board.unplug(); };
   type == KVEXA_BOARD_USB ? change(machine_.usbBoard(index)) : change(machine_.pcieBoard(index));
   return true;
 }
 
-bool Bench::writeRegister(std::uint32_t type, unsigned index, std::uint32_t address, std::uint32_t value) {
+bool DescribedBench::writeRegister(std::uint32_t type, unsigned index, std::uint32_t address,
+                                   std::uint32_t value) {
   if (!has(type, index)) return false;
   if (type == KVEXA_BOARD_USB) {
     machine_.usbBoard(index).setBoardRegister(static_cast<std::uint16_t>(address),
@@ -115,14 +116,15 @@ bool Bench::writeRegister(std::uint32_t type, unsigned index, std::uint32_t addr
   return true;
 }
 
-std::optional<std::uint32_t> Bench::readRegister(std::uint32_t type, unsigned index, std::uint32_t address) {
+std::optional<std::uint32_t> DescribedBench::readRegister(std::uint32_t type, unsigned index,
+                                                          std::uint32_t address) {
   if (!has(type, index)) return std::nullopt;
   if (type == KVEXA_BOARD_USB)
     return machine_.usbBoard(index).boardRegister(static_cast<std::uint16_t>(address));
   return machine_.pcieBoard(index).boardRegister(address);
 }
 
-void Bench::traceTo(const std::string& path) {
+void DescribedBench::traceTo(const std::string& path) {
   auto file = path.empty() ? nullptr : std::make_unique<TraceFile>(path);
   TraceFile* const target = file.get();
   machine_.trace().sendTo(target == nullptr ? Trace::Sink{} : Trace::Sink{[target](const std::string& line) {

@@ -1,20 +1,22 @@
-#include "usb/ContinuousCapture.h"
+#include "usb/MultiShotCapture.h"
 
 #include <algorithm>
-#include <limits>
+#include <mutex>
 #include <span>
 #include <utility>
 
 #include "kvexa.h"
-#include "usb/CaptureMachinery.h"
+#include "usb/BoardRegisters.h"
+#include "usb/CaptureSteps.h"
 #include "usb/CommandTurn.h"
 #include "usb/Commands.h"
-#include "usb/PolledRegisters.h"
 #include "usb/Status.h"
 #include "usb/TargetWords.h"
 #include "win32/AbortSignal.h"
+#include "win32/Events.h"
 #include "win32/Lock.h"
 #include "win32/ResultWord.h"
+#include "win32/WaitLimits.h"
 #include "win32/WorkerThread.h"
 
 namespace kvexa::usb {
@@ -22,9 +24,8 @@ namespace kvexa::usb {
 namespace {
 
 constexpr const char* captureEventName = "KVEXA_capture";
-constexpr std::uint32_t abortGrace = 500;  // milliseconds beyond the capture's own time-out
 
-struct ContinuousOptions {
+struct MultiShotOptions {
   HANDLE driver;
   std::uint32_t frameBytes;
   std::uint32_t frameCount;  // 0: endless
@@ -34,10 +35,6 @@ struct ContinuousOptions {
   HANDLE endEvent;    // may be null
   win32::ResultWord result;
 };
-
-void signal(HANDLE event) {
-  if (event != nullptr) SetEvent(event);
-}
 
 void stopAfterSequence(Link link) {
   writeRegister(link, Register::captureMode, captureSingle);
@@ -52,7 +49,7 @@ class RunningWorker {
  public:
   // Under the lock, so that an abort finds the worker either not at all or running.
   bool start(win32::Shared<win32::Work> work) {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     if (!win32::startWorker(work)) return false;
     work_ = std::move(work);
     return true;
@@ -61,15 +58,15 @@ class RunningWorker {
   // Stops the captures, forgets the worker and returns it; null when there is none. The worker is taken
   // before it can see the abort: a caller who has waited for it may rely on its thread having ended.
   win32::Shared<win32::Work> abort() {
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     win32::AbortWatch::raise();
     return std::move(work_);
   }
 
-  // Called by a worker at its end, so that nothing of it stays behind.
+  // Called by a worker at its end, so that nothing of it is left.
   void forget(const win32::Work* ended) {
     win32::Shared<win32::Work> last;
-    const win32::LockGuard guard(lock_);
+    const std::lock_guard guard(lock_);
     if (work_.get() == ended) last = std::move(work_);
   }
 
@@ -80,9 +77,9 @@ class RunningWorker {
 
 RunningWorker runningWorker;
 
-class ContinuousWork : public win32::Work {
+class MultiShotWork : public win32::Work {
  public:
-  ContinuousWork(const ContinuousOptions& options, const win32::AbortWatch& abort)
+  MultiShotWork(const MultiShotOptions& options, const win32::AbortWatch& abort)
       : options_(options), abort_(abort) {}
 
   void run() override {
@@ -105,17 +102,17 @@ class ContinuousWork : public win32::Work {
   }
 
   void captureEndlessly() const {
-    const win32::OwnedObject watched(OpenEventA(EVENT_ALL_ACCESS, TRUE, captureEventName));
+    const win32::UniqueObject watched(OpenEventA(EVENT_ALL_ACCESS, TRUE, captureEventName));
     while (!isStopped()) {
       read(options_.buffer);
       if (options_.frameEvent == nullptr) continue;
       if (isStopped()) break;
       options_.result.set(KVEXA_OK);
-      signal(options_.frameEvent);
+      win32::signal(options_.frameEvent);
     }
     if (options_.endEvent == nullptr) return;
     options_.result.set(KVEXA_ABORTED);
-    signal(options_.endEvent);
+    win32::signal(options_.endEvent);
   }
 
   void captureCounted() {
@@ -123,11 +120,11 @@ class ContinuousWork : public win32::Work {
     std::uint8_t* destination = options_.buffer;
     std::uint32_t frames = 0;
     EndingCapture ending(options_.driver);
-    // When the n-th frame has come there is one pass more, into the area behind the n frames. Intended.
+    // When the n-th frame has come there is one pass more, into the area after the n frames. Intended.
     while (!isStopped() || frames == options_.frameCount) {
       read(destination);
       if (!isStopped()) {
-        signal(options_.frameEvent);
+        win32::signal(options_.frameEvent);
         options_.result.set(KVEXA_OK);
       }
       destination += stride;
@@ -135,16 +132,16 @@ class ContinuousWork : public win32::Work {
       finished_ = true;
       ending.begin();
       options_.result.set(KVEXA_OK);
-      signal(options_.endEvent);
+      win32::signal(options_.endEvent);
     }
     // The end event comes a second time after a run that was complete. That is intended.
     ending.begin();
     options_.result.set(KVEXA_BUSY);
-    signal(options_.endEvent);
+    win32::signal(options_.endEvent);
     stopOnWorker(options_.driver);
   }
 
-  const ContinuousOptions options_;
+  const MultiShotOptions options_;
   const win32::AbortWatch abort_;
   bool finished_ = false;
 };
@@ -212,21 +209,19 @@ std::int32_t startedOrStopped(HANDLE driver, bool started) {
 
 }  // namespace
 
-std::int32_t startContinuous(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
-                             std::uint32_t timeout, HANDLE frameEvent, HANDLE endEvent,
-                             std::int32_t* resultWord) {
+std::int32_t startMultiShot(HANDLE driver, std::uint32_t frameBytes, std::uint32_t frameCount, void* buffer,
+                            std::uint32_t timeout, HANDLE frameEvent, HANDLE endEvent,
+                            std::int32_t* resultWord) {
   if (frameBytes == 0 || buffer == nullptr) return KVEXA_BAD_ARGUMENT;
-  const ContinuousOptions options{driver,  frameBytes, frameCount, static_cast<std::uint8_t*>(buffer),
-                                  timeout, frameEvent, endEvent,   win32::ResultWord(resultWord)};
+  const MultiShotOptions options{driver,  frameBytes, frameCount, static_cast<std::uint8_t*>(buffer),
+                                 timeout, frameEvent, endEvent,   win32::ResultWord(resultWord)};
   const win32::AbortWatch abort;
-  const auto work = win32::makeShared<ContinuousWork>(options, abort);
+  const auto work = win32::makeShared<MultiShotWork>(options, abort);
   if (!work) return KVEXA_BUSY;
   const std::int32_t setUp =
       setUpSequence(driver, abort, std::uint64_t{frameBytes} * std::max(frameCount, 1U));
   if (setUp != KVEXA_OK) return setUp;
-  for (const HANDLE event : {frameEvent, endEvent}) {
-    if (event != nullptr) ResetEvent(event);
-  }
+  for (const HANDLE event : {frameEvent, endEvent}) win32::clear(event);
   return startedOrStopped(driver, runningWorker.start(work));
 }
 
@@ -245,8 +240,7 @@ std::int32_t startRing(HANDLE driver, std::uint32_t frameBytes, std::uint32_t ri
 
 std::int32_t abortCapture(HANDLE driver) {
   if (const auto worker = runningWorker.abort()) {
-    const std::uint64_t patience = std::uint64_t{abortTimeout()} + abortGrace;
-    worker->waitForEnd(static_cast<DWORD>(std::min<std::uint64_t>(patience, INFINITE - 1)));
+    worker->waitForEnd(win32::withGrace(abortTimeout(), win32::abortGrace));
   }
   const AbortTurn turn(driver);
   const std::int32_t stopped = writeRegister(turn.link(), Register::captureMode, captureStopped);

@@ -1,4 +1,4 @@
-// Threads that wait for something of another thread's, each up to a limit.
+// Threads that wait for another thread, each up to a limit; the first that came is woken first.
 #pragma once
 
 #include <windows.h>
@@ -8,11 +8,11 @@
 
 namespace kvexa::win32 {
 
-// Lives under a lock of its owner's, which is taken around every call. It needs no construction and no
-// destruction, and no kernel object until somebody has to wait.
-class WaitingLine {
+// Protected by a lock of its owner's, which is held around every call. It needs no construction and no
+// destruction, and no kernel object until a thread has to wait.
+class WaitQueue {
  public:
-  // Waits for something that `what` stands for, with the lock given up meanwhile; the caller has it once.
+  // Waits until `what` is woken, with the lock released meanwhile; the caller has it once.
   // True when woken, false when the time has passed or there is no event to wait with.
   bool wait(Lock& lock, const void* what, DWORD milliseconds) {
     Waiter self(what);
@@ -20,14 +20,14 @@ class WaitingLine {
     Waiter** last = &first_;
     while (*last != nullptr) last = &(*last)->next;
     *last = &self;
-    lock.give();
+    lock.unlock();
     WaitForSingleObject(self.event.get(), milliseconds);
-    lock.take();
-    if (!self.isWoken) take(self);
+    lock.lock();
+    if (!self.isWoken) remove(self);
     return self.isWoken;
   }
 
-  // False when nobody waits.
+  // False when no thread waits.
   bool wakeFirst() {
     if (first_ == nullptr) return false;
     wake(*first_);
@@ -53,20 +53,20 @@ class WaitingLine {
         : what(awaited), event(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {}
 
     const void* what;
-    OwnedObject event;
+    UniqueObject event;
     Waiter* next = nullptr;
     bool isWoken = false;
   };
 
-  void take(const Waiter& waiter) {
+  void remove(const Waiter& waiter) {
     Waiter** link = &first_;
     while (*link != &waiter) link = &(*link)->next;
     *link = waiter.next;
   }
 
-  // The waiter is gone as soon as the lock is given up.
+  // The waiter is gone as soon as the lock is released.
   void wake(Waiter& waiter) {
-    take(waiter);
+    remove(waiter);
     waiter.isWoken = true;
     SetEvent(waiter.event.get());
   }

@@ -21,14 +21,14 @@ struct BoardParts {
   Faults& faults;
 };
 
-class Bench {
+class DescribedBench {
  public:
   // Throws DescriptionError for a scene that cannot be seen, TraceError for a trace that cannot be
   // written.
-  explicit Bench(const Description& description);
-  ~Bench();
-  Bench(const Bench&) = delete;
-  Bench& operator=(const Bench&) = delete;
+  explicit DescribedBench(const Description& description);
+  ~DescribedBench();
+  DescribedBench(const DescribedBench&) = delete;
+  DescribedBench& operator=(const DescribedBench&) = delete;
 
   Machine& machine() { return machine_; }
 

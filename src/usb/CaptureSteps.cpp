@@ -1,12 +1,13 @@
-#include "usb/CaptureMachinery.h"
+#include "usb/CaptureSteps.h"
 
 #include <atomic>
 
 #include "kvexa.h"
+#include "usb/BoardRegisters.h"
 #include "usb/Commands.h"
-#include "usb/PolledRegisters.h"
 #include "usb/TargetWords.h"
 #include "usb/Transport.h"
+#include "win32/WaitLimits.h"
 
 namespace kvexa::usb {
 
@@ -60,7 +61,7 @@ std::uint32_t sequenceBufferSize(std::uint64_t bytes) {
 std::int32_t readFrame(HANDLE driver, std::uint32_t frameBytes, void* buffer, std::uint32_t timeout) {
   std::uint32_t received = 0;
   const std::int32_t result = getData(driver, frameBytes, &received, buffer, timeout);
-  // A refused read comes back at once; callers that try again must not starve the others meanwhile.
+  // A refused read returns at once; callers that try again must leave processor time to other threads.
   if (result != KVEXA_OK) SwitchToThread();
   return result;
 }
@@ -76,7 +77,7 @@ void EndingCapture::begin() {
 
 void awaitEndingCapture(HANDLE driver, const win32::AbortWatch& abort) {
   const BoardUse board(driver);
-  if (board) board->endings.await(abort, endingCaptureLimit);
+  if (board) board->endings.await(abort, win32::endingCaptureLimit);
 }
 
 void rememberAbortTimeout(std::uint32_t timeout) { rememberedTimeout.store(timeout); }

@@ -1,4 +1,4 @@
-// The board's capture machinery: the steps that every way of capturing is made of.
+// The steps that every way of capturing is made of.
 #pragma once
 
 #include <windows.h>
@@ -32,8 +32,8 @@ std::uint32_t sequenceBufferSize(std::uint64_t bytes);
 // A frame of image data into the caller's buffer.
 std::int32_t readFrame(HANDLE driver, std::uint32_t frameBytes, void* buffer, std::uint32_t timeout);
 
-// A worker tells its end before it stops the board. A capture that starts on that event must not be hit by
-// the stop, so each begins by waiting for the one that is ending on its board.
+// A worker sets its end event before it stops the board. The stop must not end a capture that starts on that
+// event, so each start begins by waiting for the capture that is ending on its board.
 class EndingCapture {
  public:
   explicit EndingCapture(HANDLE driver) : board_(driver) {}
@@ -49,8 +49,8 @@ class EndingCapture {
   bool hasBegun_ = false;
 };
 
-// An abort since the watch was taken sends the start on, and so does this time.
-constexpr DWORD endingCaptureLimit = 5000;  // milliseconds
+// Waits for the capture that is ending on the board, up to a limit. An abort since the watch was taken ends
+// the waiting too.
 void awaitEndingCapture(HANDLE driver, const win32::AbortWatch& abort);
 
 // The time that an abort waits for a worker: the time-out of the last one-shot or continuous capture.

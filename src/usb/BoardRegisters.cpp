@@ -1,4 +1,4 @@
-#include "usb/PolledRegisters.h"
+#include "usb/BoardRegisters.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr int pollLimit = 1000;
 
-// Status codes after which the answer to a read stands ready.
+// Status codes after which the answer to a read is ready.
 constexpr std::array<std::int32_t, 6> readReadyCodes{statusIdle, 0x23, 0x24, 0x43, 0x44, 0x45};
 
 // After a write the board may report a bus error first and success later: only success ends the polling.
