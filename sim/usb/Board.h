@@ -24,6 +24,8 @@ class Board : public CameraBoard {
  public:
   Board(std::string name, Timeline& timeline, Trace& trace);
   ~Board() override;
+  Board(const Board&) = delete;
+  Board& operator=(const Board&) = delete;
 
   // Board registers, looked at and changed without a request.
   std::uint16_t boardRegister(std::uint16_t address) const;
