@@ -13,4 +13,9 @@ inline std::int32_t truncateToInteger(double value) {
                                                : std::numeric_limits<std::int32_t>::min();
 }
 
+// The same as a word: what no 32-bit integer can hold becomes 0x80000000.
+inline std::uint32_t truncateToWord(double value) {
+  return static_cast<std::uint32_t>(truncateToInteger(value));
+}
+
 }  // namespace kvexa

@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstring>
 
+#include "base/Truncation.h"
 #include "convert/base/FloatingPoint.h"
 #include "convert/base/FrameLimits.h"
-#include "convert/base/Truncation.h"
 #include "convert/bayer/BayerPixel.h"
 #include "convert/filter/VectorisedFilter.h"
 

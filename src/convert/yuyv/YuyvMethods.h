@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "convert/base/Truncation.h"
+#include "base/Truncation.h"
 #include "convert/vector/YuyvParameters.h"
 
 namespace kvexa::convert {
