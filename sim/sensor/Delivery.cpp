@@ -1,6 +1,7 @@
 #include "sim/sensor/Delivery.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "sim/sensor/Mosaic.h"
 
@@ -45,6 +46,14 @@ class Area {
     return static_cast<std::uint8_t>(half(column, line, which) >> (picture_.bits - 8));
   }
 
+  // The neighbouring samples of a line from a place on; null when some of them are outside the sensor.
+  const std::uint16_t* row(std::uint64_t first, std::size_t count, unsigned line) const {
+    const std::uint64_t y = std::uint64_t{delivery_.top} + line;
+    const std::size_t rowLength = picture_.samplesPerRow();
+    if (first + count > rowLength || y >= picture_.height) return nullptr;
+    return samples_.data() + static_cast<std::size_t>(y * rowLength + first);
+  }
+
   unsigned columns() const { return delivery_.right - delivery_.left; }
   unsigned lines() const { return delivery_.bottom - delivery_.top; }
 
@@ -76,6 +85,12 @@ class Writer {
     word(static_cast<unsigned>(colour.red >> 3 << 11 | colour.green >> 2 << 5 | colour.blue >> 3));
   }
 
+  // So many bytes, which the caller fills.
+  std::uint8_t* room(std::size_t bytes) {
+    out_.resize(out_.size() + bytes);
+    return out_.data() + out_.size() - bytes;
+  }
+
   std::vector<std::uint8_t> take() { return std::move(out_); }
 
  private:
@@ -85,6 +100,23 @@ class Writer {
 unsigned shifted(std::uint16_t sample, int shift) {
   if (shift >= 16 || shift <= -16) return 0;
   return shift >= 0 ? static_cast<unsigned>(sample) << shift : static_cast<unsigned>(sample) >> -shift;
+}
+
+// The same for a row of samples.
+void putBytes(const std::uint16_t* samples, std::size_t count, int shift, std::uint8_t* out) {
+  if (shift >= 0) {
+    for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<std::uint8_t>(samples[i] << shift);
+  } else {
+    for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<std::uint8_t>(samples[i] >> -shift);
+  }
+}
+
+void putWords(const std::uint16_t* samples, std::size_t count, int shift, std::uint8_t* out) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const int value = shift >= 0 ? samples[i] << shift : samples[i] >> -shift;
+    const auto word = static_cast<std::uint16_t>(value);  // the low byte first, as in this computer's memory
+    std::memcpy(out + 2 * i, &word, sizeof word);
+  }
 }
 
 // The other one of a pair of neighbours; at the far rim the one before, whose colour is the same.
@@ -135,7 +167,19 @@ std::vector<std::uint8_t> Delivery::bytes(const SensorPicture& picture,
   const auto put = [&](std::uint16_t sample) {
     bytesOnly ? writer.byte(shifted(sample, shift)) : writer.word(shifted(sample, shift));
   };
+  // Most captures take whole rows as they are.
+  const bool wholeRows =
+      columnStep == 1 && !bayerToRgb && !yuvToRgb && shift > -16 && shift < 16 && left < right;
+  const std::size_t perColumn = samplesPerColumn(*this, picture.yuv);
+  const std::size_t rowSamples = wholeRows ? perColumn * (right - left) : 0;
   for (unsigned y = 0; top + y < bottom; y += lineStep) {
+    const std::uint16_t* const row =
+        wholeRows ? area.row(std::uint64_t{left} * perColumn, rowSamples, y) : nullptr;
+    if (row != nullptr) {
+      bytesOnly ? putBytes(row, rowSamples, shift, writer.room(rowSamples))
+                : putWords(row, rowSamples, shift, writer.room(2 * rowSamples));
+      continue;
+    }
     for (unsigned x = 0; left + x < right; x += columnStep) {
       if (bayerToRgb) {
         writer.rgb565(demosaic(area, bayerPattern, x, y));
