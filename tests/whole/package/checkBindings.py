@@ -26,7 +26,7 @@ def argumentBytes(function):
     return sum(8 if kind is ctypes.c_double else 4 for kind in function.arguments)
 
 
-expect("symbols of kvexa.py", exported, {function.symbol for function in kvexa.FUNCTIONS.values()})
+expect("symbols of the Python package", exported, {function.symbol for function in kvexa.FUNCTIONS.values()})
 for name, function in kvexa.FUNCTIONS.items():
     decorated = name if function.convention == "cdecl" else f"_{name}@{argumentBytes(function)}"
     expect(f"symbol of {name}", decorated, function.symbol)
