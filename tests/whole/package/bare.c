@@ -1,6 +1,6 @@
 /* A program for Microsoft's linker and C interface, without any run-time library: entry point and
  * everything else are its own. */
-#include "tests/whole/package/checks.h"
+#include "checks.h"
 
 __declspec(dllimport) void __stdcall ExitProcess(unsigned code);
 

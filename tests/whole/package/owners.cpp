@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <kvexa.hpp>
 
-#include "tests/whole/package/checks.h"
+#include "checks.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 /* A C program. */
-#include "tests/whole/package/checks.h"
+#include "checks.h"
 
 #include <stdio.h>
 
