@@ -13,8 +13,9 @@ RESERVED = {"params", "ref", "out", "event", "object", "string", "in"}
 
 HEAD = '''// KVEXA_LIB.dll for C# programs. Generated from kvexa.h {version}; do not edit.
 //
-// Build the program for x86: the library is a 32-bit DLL. Addresses that a capture uses after the call
-// returned (buffers, arrays of events, the result word) are IntPtr: take them from Marshal.AllocHGlobal or from
+// Build the program for x86: the library is a 32-bit DLL. KvexaBoards.cs, which belongs to it, has classes for
+// boards, captures and frames. Addresses that a capture uses after the call returned (buffers, arrays of events,
+// the result word) are IntPtr here: those who call Native themselves take them from Marshal.AllocHGlobal or from
 // a pinned GCHandle, so that they do not move.
 using System;
 using System.Runtime.InteropServices;
@@ -24,15 +25,29 @@ namespace Kvexa
 '''
 
 ERROR = '''
-    /// <summary>A negative result of the library.</summary>
+    /// <summary>A negative result of the library: what was called, the code, what it means and what to do.</summary>
     public class KvexaException : Exception
     {
+        public readonly string Call;
         public readonly int Result;
 
-        public KvexaException(string call, int result) : base(call + " returned " + Results.Describe(result))
+        public KvexaException(string call, int result) : this(call, result, null)
         {
+        }
+
+        /// <summary>The subject is the file that it is about.</summary>
+        public KvexaException(string call, int result, string subject)
+            : base((subject == null ? "" : subject + ": ") + call + " returned " + Results.Describe(result))
+        {
+            Call = call;
             Result = result;
         }
+
+        /// <summary>The code's name, or null for a number that is no code.</summary>
+        public string Name { get { return Results.Name(Result); } }
+
+        /// <summary>What to do about it, or null for a number that is no code.</summary>
+        public string Advice { get { return Results.Advice(Result); } }
     }
 
     /// <summary>Result codes in words.</summary>
@@ -135,9 +150,12 @@ def writeFunctions(functions, records):
     for function in functions:
         arguments = ", ".join(parameter(argument, names) for argument in function.arguments)
         convention = "Cdecl" if function.convention == "CDECL" else "StdCall"
+        # A letter that the ANSI code page lacks is an exception: a similar one would name another file.
+        named = any(argument.type == "const char*" for argument in function.arguments)
+        strict = ", BestFitMapping = false, ThrowOnUnmappableChar = true" if named else ""
         text += "\n" + summary(function.text, "        ")
         text += (f'        [DllImport(Library, EntryPoint = "{function.decorated}", ExactSpelling = true, '
-                 f"CallingConvention = CallingConvention.{convention})]\n"
+                 f"CallingConvention = CallingConvention.{convention}{strict})]\n"
                  f"        public static extern {SCALARS[function.result]} {function.name}({arguments});\n")
     return text + "    }\n"
 

@@ -98,7 +98,7 @@ def header(text):
 
 
 def ownersHeader(text):
-    text = text.replace("// kvexa.hpp - ", "// \\file kvexa.hpp\n// ", 1)
+    text = re.sub(r"^// (\w+\.hpp) - ", r"// \\file \1\n// ", text)
     text = re.sub(r"^(\s*)//   (.*)$", r"\1//     \2", text, flags=re.M)
     text = re.sub(r"^// ---- .*$", "", text, flags=re.M)
     text = re.sub(r"(\S.*?[,;]) +// (.*)$", r"\1  ///< \2", text, flags=re.M)

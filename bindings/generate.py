@@ -10,7 +10,7 @@ import lists
 import python
 from interface import Interface
 
-OUTPUTS = {"kvexa.py": python.write, "Kvexa.cs": csharp.write, "functions.md": lists.writeFunctions,
+OUTPUTS = {"kvexa/_native.py": python.write, "Kvexa.cs": csharp.write, "functions.md": lists.writeFunctions,
            "results.md": lists.writeResults}
 
 
@@ -19,6 +19,7 @@ def main():
     folder = Path(sys.argv[3])
     folder.mkdir(parents=True, exist_ok=True)
     for name, write in OUTPUTS.items():
+        (folder / name).parent.mkdir(parents=True, exist_ok=True)
         (folder / name).write_text(write(interface), newline="\n")
 
 

@@ -1,4 +1,4 @@
-"""Writes kvexa.py, the library for 32-bit Python on Windows."""
+"""Writes _native.py, the generated part of the Python package."""
 import textwrap
 
 SCALARS = {"int32_t": "c_int32", "uint32_t": "c_uint32", "uint16_t": "c_uint16", "uint8_t": "c_uint8",
@@ -6,66 +6,12 @@ SCALARS = {"int32_t": "c_int32", "uint32_t": "c_uint32", "uint16_t": "c_uint16",
 SPECIAL = {"const char*": "c_char_p", "void*": "c_void_p", "const void*": "c_void_p",
            "void* const*": "POINTER(c_void_p)"}
 
-HEAD = '''"""KVEXA_LIB.dll for 32-bit Python on Windows. Generated from kvexa.h {version}; do not edit.
-
-    import kvexa
-    library = kvexa.load()                       # or kvexa.load(r"C:\\\\tools\\\\KVEXA_LIB.dll")
-    board = kvexa.BoardHandle()
-    kvexa.require("kVexaDevOpen", library.kVexaDevOpen(kvexa.KVEXA_BOARD_USB, 0, board))
-
-Functions take numbers, bytes for file names, records of this module, and ctypes arrays; records and arrays
-are passed as they are, numbers that a function fills as ctypes.byref(c_uint32()). Their texts are those of
-kvexa.h: print(kvexa.FUNCTIONS["kVexaDevOpen"].text).
-"""
-import ctypes
+HEAD = '''"""Constants, records, functions and result codes of KVEXA_LIB.dll. Generated from kvexa.h {version}; do not edit."""
 from collections import namedtuple
 from ctypes import POINTER, Structure, c_char_p, c_double, c_int32, c_uint8, c_uint16, c_uint32, c_void_p
 
 __version__ = "{version}"
 
-'''
-
-TAIL = '''
-
-class KvexaError(Exception):
-    """A negative result: what was called, the code, and what it means."""
-
-    def __init__(self, call, result):
-        super().__init__(call + " returned " + describe(result))
-        self.call = call
-        self.result = result
-
-
-def describe(result):
-    """"-57 (the device on the sensor bus did not acknowledge; ...)"."""
-    found = RESULTS.get(result)
-    return str(result) if found is None else "%d (%s)" % (result, found.text)
-
-
-def require(call, result):
-    """Raises KvexaError for a negative result, and gives any other one back."""
-    if result < 0:
-        raise KvexaError(call, result)
-    return result
-
-
-class Library:
-    """The loaded DLL, with one attribute for each of its functions."""
-
-    def __init__(self, path):
-        if ctypes.sizeof(c_void_p) != 4:
-            raise OSError("KVEXA_LIB.dll is a 32-bit library: use a 32-bit Python")
-        stdcall, cdecl = ctypes.WinDLL(path), ctypes.CDLL(path)
-        for name, function in FUNCTIONS.items():
-            bound = (cdecl if function.convention == "cdecl" else stdcall)[function.symbol]
-            bound.restype = function.result
-            bound.argtypes = function.arguments
-            setattr(self, name, bound)
-
-
-def load(path="KVEXA_LIB.dll"):
-    """Loads the DLL and binds every function; raises OSError when it is not there."""
-    return Library(path)
 '''
 
 
@@ -133,4 +79,4 @@ def writeResults(results):
 def write(interface):
     return (HEAD.format(version=interface.version) + writeConstants(interface.enums).lstrip("\n") +
             writeRecords(interface.records) + writeFunctions(interface.functions, interface.records) +
-            writeResults(interface.results) + TAIL)
+            writeResults(interface.results))

@@ -12,7 +12,7 @@ endif()
 
 # The generator stops when the header and the export table differ.
 set(bindingsFolder ${CMAKE_BINARY_DIR}/bindings)
-set(bindings ${bindingsFolder}/kvexa.py ${bindingsFolder}/Kvexa.cs)
+set(bindings ${bindingsFolder}/kvexa/_native.py ${bindingsFolder}/Kvexa.cs)
 file(GLOB generatorSources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bindings/*.py)
 set(interface ${CMAKE_SOURCE_DIR}/include/kvexa.h ${CMAKE_SOURCE_DIR}/include/kvexa_results.inc
               ${CMAKE_SOURCE_DIR}/src/api/exports.inc)
@@ -23,12 +23,28 @@ add_custom_command(
   DEPENDS ${generatorSources} ${interface}
   COMMENT "Generating the bindings from the header"
   VERBATIM)
+
+# What is written by hand stands beside what is generated.
+file(GLOB writtenBindings CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR}/bindings
+     ${CMAKE_SOURCE_DIR}/bindings/kvexa/*.py ${CMAKE_SOURCE_DIR}/bindings/*.cs)
+foreach(file IN LISTS writtenBindings)
+  add_custom_command(
+    OUTPUT ${bindingsFolder}/${file}
+    COMMAND ${CMAKE_COMMAND} -E copy ${CMAKE_SOURCE_DIR}/bindings/${file} ${bindingsFolder}/${file}
+    DEPENDS ${CMAKE_SOURCE_DIR}/bindings/${file} ${bindingsFolder}/kvexa/_native.py
+    VERBATIM)
+  list(APPEND bindings ${bindingsFolder}/${file})
+endforeach()
 add_custom_target(kvexa_bindings ALL DEPENDS ${bindings})
 
 configure_file(${CMAKE_SOURCE_DIR}/cmake/kvexaConfigVersion.cmake.in kvexaConfigVersion.cmake @ONLY)
 configure_file(${CMAKE_SOURCE_DIR}/cmake/kvexa.pc.in kvexa.pc @ONLY)
 
-install(FILES ${bindings} DESTINATION bindings)
+foreach(file IN LISTS bindings)
+  file(RELATIVE_PATH place ${bindingsFolder} ${file})
+  get_filename_component(place bindings/${place} DIRECTORY)
+  install(FILES ${file} DESTINATION ${place})
+endforeach()
 install(FILES ${CMAKE_SOURCE_DIR}/cmake/kvexaConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/kvexaConfigVersion.cmake
         DESTINATION lib/cmake/kvexa)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvexa.pc DESTINATION lib/pkgconfig)

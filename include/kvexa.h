@@ -560,15 +560,10 @@ KVEXA_API int32_t KVEXA_CALL kVexaI2cRecovery(const BoardHandle* board);
  *   block  out: KVEXA_STATUS_BLOCK_BYTES bytes; untouched when it could not be read. What the board's answer
  *          lacks behind the status is 0
  * Returns the status, byte 4 of the block, 0 to 255 (0 idle, 0x60 error on the sensor bus), or
-<<<<<<< HEAD
- * KVEXA_BAD_ARGUMENT when block is null. Waits for no turn: it reaches the driver while another thread's
- * transfer on the board hangs there. Boards: USB; PCIe: KVEXA_OK, block untouched. Any thread; see "Threads"
- * above for a board on which a transfer is under way.
-=======
  * KVEXA_BAD_ARGUMENT when block is null. An answer that ends before its status was not read:
- * KVEXA_REQUEST_FAILED. Boards: USB; PCIe: KVEXA_OK, block untouched. One thread a
- * board.
->>>>>>> files
+ * KVEXA_REQUEST_FAILED. Waits for no turn: it reaches the driver while another thread's transfer on the
+ * board hangs there. Boards: USB; PCIe: KVEXA_OK, block untouched. Any thread; see "Threads" above for a
+ * board on which a transfer is under way.
  */
 KVEXA_API int32_t KVEXA_CALL kVexaGetUsbStatus(const BoardHandle* board, uint8_t* block);
 

@@ -1,9 +1,12 @@
-// kvexa.hpp - KVEXA_LIB.dll for C++17 programs: owners for boards, captures and images over the functions of
-// kvexa.h, and result codes in words. Nothing here is compiled into the library; every function of kvexa.h
-// can be used beside it.
+// kvexa.hpp - KVEXA_LIB.dll for C++17 programs: owners for boards, captures, frames and images over the
+// functions of kvexa.h, and result codes in words. Nothing here is compiled into the library; every function
+// of kvexa.h can be used beside it.
 //
 //   kvexa::Board board(KVEXA_BOARD_USB, 0);
-//   kvexa::require("kVexaPowerV1On", kVexaPowerV1On(board.handle()));
+//   board.powerUp();
+//   board.playRegisters("sensor.csv");
+//   board.configure("capture.dat");
+//   board.capture().bayerImage(KVEXA_BAYER_GRBG).save("frame.bmp");
 //
 // Functions that return a std::int32_t return the code of the library and throw nothing of their own;
 // constructors, and functions that return something else, throw kvexa::Error or std::bad_alloc.
@@ -15,8 +18,10 @@
 #endif
 #include <windows.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -24,65 +29,14 @@
 #include <utility>
 #include <vector>
 
-#include "kvexa.h"
+#include "kvexa_frames.hpp"
 
 namespace kvexa {
 
-// ---- Result codes ----
-
-struct ResultText {
-  std::int32_t result;
-  const char* name;    // "KVEXA_NO_ACKNOWLEDGE"
-  const char* text;    // what it means, for people
-  const char* advice;  // what to do
-};
-
-inline constexpr ResultText resultTexts[] = {
-#define KVEXA_RESULT(name, value, text, advice) {name, #name, text, advice},
-#include "kvexa_results.inc"
-#undef KVEXA_RESULT
-};
-
-#define KVEXA_RESULT(name, value, text, advice) \
-  static_assert((name) == (value), "kvexa.h and kvexa_results.inc differ in " #name);
-#include "kvexa_results.inc"
-#undef KVEXA_RESULT
-
-// Null for a number that is no code, such as several codes in one by bitwise OR.
-inline const ResultText* findResult(std::int32_t result) {
-  for (const ResultText& candidate : resultTexts) {
-    if (candidate.result == result) return &candidate;
-  }
-  return nullptr;
-}
-
-// "-57 (the device on the sensor bus did not acknowledge; ...)"
-inline std::string describe(std::int32_t result) {
-  const ResultText* const found = findResult(result);
-  return found == nullptr ? std::to_string(result) : std::to_string(result) + " (" + found->text + ")";
-}
-
-// "kVexaDevOpen returned -50 (no such board, or its driver would not open it)"
-class Error : public std::runtime_error {
- public:
-  Error(const std::string& call, std::int32_t result)
-      : std::runtime_error(call + " returned " + describe(result)), result_(result) {}
-
-  std::int32_t result() const { return result_; }
-
- private:
-  std::int32_t result_;
-};
-
-// Throws Error for a negative result, and gives any other one back.
-inline std::int32_t require(const std::string& call, std::int32_t result) {
-  if (result < 0) throw Error(call, result);
-  return result;
-}
-
 // ---- Boards ----
 
-// An open board, closed at the latest when it goes. End its captures before.
+// An open board. When it goes, what powerUp switched on is switched off, and it is closed. End its captures
+// before.
 class Board {
  public:
   Board() = default;
@@ -90,11 +44,16 @@ class Board {
   ~Board() { close(); }
   Board(const Board&) = delete;
   Board& operator=(const Board&) = delete;
-  Board(Board&& other) noexcept : handle_(std::exchange(other.handle_, BoardHandle{})) {}
+  Board(Board&& other) noexcept
+      : handle_(std::exchange(other.handle_, BoardHandle{})),
+        layout_(std::exchange(other.layout_, FrameLayout{})),
+        powered_(std::exchange(other.powered_, false)) {}
   Board& operator=(Board&& other) noexcept {
     if (this != &other) {
       close();
       handle_ = std::exchange(other.handle_, BoardHandle{});
+      layout_ = std::exchange(other.layout_, FrameLayout{});
+      powered_ = std::exchange(other.powered_, false);
     }
     return *this;
   }
@@ -106,15 +65,109 @@ class Board {
   }
 
   // KVEXA_OK when nothing is open.
-  std::int32_t close() { return isOpen() ? kVexaDevClose(&handle_) : static_cast<std::int32_t>(KVEXA_OK); }
+  std::int32_t close() {
+    if (!isOpen()) return KVEXA_OK;
+    const std::int32_t off = powered_ ? switchOff().second : static_cast<std::int32_t>(KVEXA_OK);
+    const std::int32_t closed = kVexaDevClose(&handle_);
+    layout_ = FrameLayout{};
+    return closed < 0 ? closed : off;
+  }
 
   bool isOpen() const { return handle_.driverHandle != nullptr; }
 
   // For the functions of kvexa.h. A board that is not open makes them return KVEXA_BAD_ARGUMENT.
   const BoardHandle* handle() const { return &handle_; }
 
+  // Supplies and clock on, then out of reset.
+  void powerUp() {
+    powered_ = true;
+    require("kVexaPowerV1On", kVexaPowerV1On(handle()));
+    require("kVexaPowerV2On", kVexaPowerV2On(handle()));
+    require("kVexaClockOn", kVexaClockOn(handle()));
+    require("kVexaResetOff", kVexaResetOff(handle()));
+  }
+
+  // The way back, to its end whatever fails; then the first failure is thrown.
+  void powerDown() {
+    const auto [call, result] = switchOff();
+    require(call, result);
+  }
+
+  // Plays a register-setting file into the sensor.
+  void playRegisters(const std::string& path) {
+    require("kVexaSetI2cFile", kVexaSetI2cFile(path.c_str(), handle()), path);
+  }
+
+  // Bytes of a device on the sensor bus, one in each word; the mode is a KvexaAddressMode.
+  std::vector<std::uint32_t> readRegister(std::uint32_t slave, std::uint32_t address, std::uint32_t count = 1,
+                                          std::uint32_t mode = KVEXA_SLAVE7_SUB16) const {
+    std::vector<std::uint32_t> words(count);
+    require("kVexaRegRead", kVexaRegRead(handle(), slave, address, mode, count, words.data()));
+    return words;
+  }
+  void writeRegister(std::uint32_t slave, std::uint32_t address, const std::vector<std::uint32_t>& words,
+                     std::uint32_t mode = KVEXA_SLAVE7_SUB16) {
+    const auto count = static_cast<std::uint32_t>(words.size());
+    require("kVexaRegWrite", kVexaRegWrite(handle(), slave, address, mode, count, words.data()));
+  }
+
+  // Sets the capture up, by a capture-parameter file or by parameters.
+  const FrameLayout& configure(const std::string& path) { return configure(readParameters(path)); }
+  const FrameLayout& configure(const CapParam& parameters) {
+    const FrameLayout size = layoutOf(parameters);
+    require("kVexaSetCapParam", kVexaSetCapParam(handle(), &parameters));
+    return layout_ = size;
+  }
+
+  // The size of a frame, once configure has been called; std::logic_error before.
+  const FrameLayout& layout() const {
+    if (layout_.bytes == 0)
+      throw std::logic_error("the size of a frame is not known: configure the board before");
+    return layout_;
+  }
+
+  // Frames a second that come in, as the board measures them; 0.0 when none come.
+  double frameRate() const {
+    const double rate = kVexaGetFrameRate(handle());
+    if (rate < 0) throw Error("kVexaGetFrameRate", static_cast<std::int32_t>(rate));
+    return rate;
+  }
+
+  // One frame; the time-out is in milliseconds. When none comes in it, Error with KVEXA_TIMED_OUT is thrown
+  // on either board.
+  Frame capture(std::uint32_t timeout = 1000) const {
+    // A USB board does not tell when no frame comes. A frame that is one of these through and through is not
+    // the other one as well.
+    for (const std::uint8_t mark : {std::uint8_t{0xA5}, std::uint8_t{0x5A}}) {
+      Frame frame(layout(), mark);
+      require("kVexaOneShotCapture", kVexaOneShotCapture(handle(), layout_.bytes, frame.memory(), timeout));
+      const auto data = frame.data();
+      const bool isUnwritten =
+          std::all_of(data.begin(), data.end(), [mark](auto byte) { return byte == mark; });
+      if (handle_.boardType != KVEXA_BOARD_USB || !isUnwritten) return frame;
+    }
+    throw Error("kVexaOneShotCapture", KVEXA_TIMED_OUT);
+  }
+
  private:
+  // The first call that failed with its result, or the last one.
+  std::pair<const char*, std::int32_t> switchOff() {
+    powered_ = false;
+    const std::pair<const char*, std::int32_t> results[] = {
+        {"kVexaResetOn", kVexaResetOn(handle())},
+        {"kVexaClockOff", kVexaClockOff(handle())},
+        {"kVexaPowerV2Off", kVexaPowerV2Off(handle())},
+        {"kVexaPowerV1Off", kVexaPowerV1Off(handle())},
+    };
+    for (const auto& result : results) {
+      if (result.second < 0) return result;
+    }
+    return results[3];
+  }
+
   BoardHandle handle_{};
+  FrameLayout layout_;
+  bool powered_ = false;
 };
 
 // ---- Captures ----
@@ -146,10 +199,15 @@ class Event {
 };
 
 // Frames one after another from a USB board, into buffers that the library fills while earlier ones are
-// looked at (kVexaMultiShotCapArrayStart). The board must outlive it. One session a process at a time; for
-// one thread.
+// looked at (kVexaMultiShotCapArrayStart). The board must outlive it, where it is. One session a process at a
+// time; for one thread.
+//
+//   kvexa::CaptureSession session(board, 8, 1000);
+//   for (const kvexa::FrameView& frame : session.frames(100)) use(frame);
 class CaptureSession {
  public:
+  class Frames;
+
   enum class Next {
     frame,        // a frame is there: frame(), then giveBack()
     ended,        // the capture ended by itself: result() tells why, start() begins anew
@@ -161,10 +219,11 @@ class CaptureSession {
   // board has time to come to its end.
   CaptureSession(const Board& board, std::uint32_t frameBytes, std::uint32_t bufferCount,
                  std::uint32_t timeout)
-      : board_(board),
-        frameBytes_(frameBytes),
-        timeout_(timeout),
-        buffers_(std::make_unique<Buffers>(bufferCount, frameBytes)) {}
+      : CaptureSession(board, FrameLayout{frameBytes, 0, 0, 0, 0}, bufferCount, timeout) {}
+
+  // Of a board that is configured.
+  CaptureSession(const Board& board, std::uint32_t bufferCount, std::uint32_t timeout)
+      : CaptureSession(board, board.layout(), bufferCount, timeout) {}
 
   // Ends a capture that runs.
   ~CaptureSession() {
@@ -180,7 +239,7 @@ class CaptureSession {
   std::int32_t start() {
     current_ = 0;
     const std::int32_t result = kVexaMultiShotCapArrayStart(
-        board_.handle(), frameBytes_, static_cast<std::uint32_t>(buffers_->frames.size()),
+        board_.handle(), layout_.bytes, static_cast<std::uint32_t>(buffers_->frames.size()),
         buffers_->addresses.data(), timeout_, buffers_->handles.data(), &buffers_->result);
     running_ = result == KVEXA_OK;
     return result;
@@ -210,7 +269,14 @@ class CaptureSession {
 
   // The frame that next() told of, frameBytes() long. It stays as it is until giveBack().
   const std::uint8_t* frame() const { return buffers_->frames[current_].data(); }
-  std::uint32_t frameBytes() const { return frameBytes_; }
+  FrameView view() const { return {frame(), layout_}; }
+  std::uint32_t frameBytes() const { return layout_.bytes; }
+
+  // The next frames as a range for one loop; each stays as it is until the loop goes on, Frame(view) keeps
+  // it. The loop ends after so many frames (0: without end), when the caller's event is set, or in Error when
+  // the capture ends by itself. A capture that does not run is started, with boardMemory MiB of the board's
+  // memory for frames that wait.
+  Frames frames(std::uint32_t count = 0, HANDLE interrupt = nullptr, double boardMemory = 31.0);
 
   // Lets the library fill the buffer again.
   void giveBack() {
@@ -241,64 +307,102 @@ class CaptureSession {
     std::int32_t result = KVEXA_OK;
   };
 
+  CaptureSession(const Board& board, const FrameLayout& layout, std::uint32_t bufferCount,
+                 std::uint32_t timeout)
+      : board_(board),
+        layout_(layout),
+        timeout_(timeout),
+        buffers_(std::make_unique<Buffers>(bufferCount, layout.bytes)) {}
+
   const Board& board_;
-  std::uint32_t frameBytes_;
+  FrameLayout layout_;
   std::uint32_t timeout_;
   std::unique_ptr<Buffers> buffers_;
   std::size_t current_ = 0;
   bool running_ = false;
 };
 
-// ---- Images ----
-
-// A picture of 24 bits a pixel (KVEXA_FORMAT_BGR24): top row first, rows not padded.
-class Image {
+class CaptureSession::Frames {
  public:
-  Image(std::uint32_t width, std::uint32_t height) { resize(width, height); }
+  class End {};
 
-  // Keeps the memory when it suffices: one image serves a whole stream.
-  void resize(std::uint32_t width, std::uint32_t height) {
-    const std::uint64_t bytes = std::uint64_t{3} * width * height;
-    if (std::uint64_t{width} * height > SIZE_MAX / 3) throw std::bad_alloc();
-    pixels_.resize(static_cast<std::size_t>(bytes));
-    width_ = width;
-    height_ = height;
-  }
+  class Iterator {
+   public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = FrameView;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const FrameView*;
+    using reference = const FrameView&;
 
-  std::uint32_t width() const { return width_; }
-  std::uint32_t height() const { return height_; }
-  std::uint8_t* pixels() { return pixels_.data(); }
-  const std::uint8_t* pixels() const { return pixels_.data(); }
+    explicit Iterator(Frames* frames) : frames_(frames) {}
 
-  // The conversions of kvexa.h that a capture ends in; the frame has the image's size.
-  std::int32_t fromBayer8(const std::uint8_t* frame, std::uint32_t pattern) {
-    return kVexaRaw8ToRgb888(frame, pixels(), width_, height_, pattern);
-  }
-  std::int32_t fromBayer16(const std::uint16_t* frame, std::uint32_t pattern, std::uint32_t bits) {
-    return kVexaRaw16ToRgb888(frame, pixels(), width_, height_, pattern, bits);
-  }
-  std::int32_t fromYuyv8(const std::uint8_t* frame, std::uint32_t method, std::uint32_t order) {
-    return kVexaYuyv8ToRgbT2(frame, pixels(), width_, height_, method, order, KVEXA_FORMAT_BGR24);
-  }
+    reference operator*() const { return frames_->view_; }
+    pointer operator->() const { return &frames_->view_; }
+    Iterator& operator++() {
+      frames_->advance();
+      return *this;
+    }
+    void operator++(int) { frames_->advance(); }
+    friend bool operator==(const Iterator& iterator, End /*end*/) { return iterator.isOver(); }
+    friend bool operator!=(const Iterator& iterator, End /*end*/) { return !iterator.isOver(); }
 
-  // A Windows bitmap; see kVexaSaveBmpFile about widths that are no multiple of 4.
-  std::int32_t saveBmp(const std::string& path) const {
-    const SaveRect all{0, 0, width_, height_};
-    return kVexaSaveBmpFile(path.c_str(), pixels(), width_, height_, &all, KVEXA_FORMAT_BGR24,
-                            KVEXA_BMP_24_BITS);
-  }
+   private:
+    bool isOver() const { return !frames_->holding_; }
 
-  // A baseline JPEG file of quality 0 to 100.
-  std::int32_t saveJpeg(const std::string& path, std::uint32_t quality) const {
-    const SaveRect all{0, 0, width_, height_};
-    return kVexaSaveJpegFile(path.c_str(), pixels(), width_, height_, &all, KVEXA_FORMAT_BGR24, quality);
+    Frames* frames_;
+  };
+
+  Frames(CaptureSession& session, std::uint32_t count, HANDLE interrupt, double boardMemory)
+      : session_(session),
+        left_(count),
+        isCounted_(count != 0),
+        interrupt_(interrupt),
+        boardMemory_(boardMemory) {}
+  ~Frames() { giveBack(); }
+  Frames(const Frames&) = delete;
+  Frames& operator=(const Frames&) = delete;
+
+  Iterator begin() {
+    if (!session_.running_) {
+      require("kVexaSetBufSize", kVexaSetBufSize(session_.board_.handle(), boardMemory_));
+      require("kVexaMultiShotCapArrayStart", session_.start());
+    }
+    advance();
+    return Iterator(this);
   }
+  End end() const { return {}; }
 
  private:
-  std::vector<std::uint8_t> pixels_;
-  std::uint32_t width_ = 0;
-  std::uint32_t height_ = 0;
+  void giveBack() {
+    if (std::exchange(holding_, false)) session_.giveBack();
+  }
+
+  void advance() {
+    giveBack();
+    if (isCounted_ && left_ == 0) return;
+    switch (session_.next(interrupt_)) {
+      case Next::frame: break;
+      case Next::ended: throw Error("the capture", session_.result());
+      default: return;
+    }
+    view_ = session_.view();
+    holding_ = true;
+    if (isCounted_) --left_;
+  }
+
+  CaptureSession& session_;
+  std::uint32_t left_;
+  bool isCounted_;
+  HANDLE interrupt_;
+  double boardMemory_;
+  FrameView view_;
+  bool holding_ = false;
 };
+
+inline CaptureSession::Frames CaptureSession::frames(std::uint32_t count, HANDLE interrupt,
+                                                     double boardMemory) {
+  return {*this, count, interrupt, boardMemory};
+}
 
 }  // namespace kvexa
 

@@ -1,40 +1,46 @@
-"""Captures one frame into a file: python capture.py sensor.csv capture.dat frame.raw
+"""Captures one frame of the first USB board and saves it as a bitmap: python capture.py [sensor.csv capture.dat frame.bmp]
 
-For a 32-bit Python, with kvexa.py and KVEXA_LIB.dll beside this file.
+With a number behind them it then looks at as many frames through a ring: ... frame.bmp 100
+
+For a 32-bit Python on Windows. Without arguments it plays the two files that stand beside it, and writes frame.bmp
+into the current folder. The folder kvexa stands beside it or in ../bindings, KVEXA_LIB.dll beside it or in ../bin.
 """
-import ctypes
 import os
 import sys
 
-import kvexa
+HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.append(os.path.join(HERE, os.pardir, "bindings"))
+
+try:
+    import kvexa
+except ImportError:
+    sys.exit("the folder kvexa was not found: it belongs beside this program, or into ../bindings")
 
 
-def capture(registers, parameters, output):
-    folder = os.path.dirname(os.path.abspath(__file__))
-    library = kvexa.load(os.path.join(folder, "KVEXA_LIB.dll"))
-
-    def call(name, *arguments):
-        return kvexa.require(name, getattr(library, name)(*arguments))
-
-    param = kvexa.CapParam()
-    call("kVexaGetCapFileParam", os.fsencode(parameters), param)
-    size, unit, width, height = (ctypes.c_uint32() for _ in range(4))
-    call("kVexaCalcFrameSizeEx", param, size, unit, width, height, kvexa.KVEXA_ALIGN_512)
-
-    board = kvexa.BoardHandle()
-    call("kVexaDevOpen", kvexa.KVEXA_BOARD_USB, 0, board)
-    try:
-        for name in ("kVexaPowerV1On", "kVexaPowerV2On", "kVexaClockOn", "kVexaResetOff"):
-            call(name, board)
-        call("kVexaSetI2cFile", os.fsencode(registers), board)
-        call("kVexaSetCapParam", board, param)
-        frame = ctypes.create_string_buffer(size.value)
-        call("kVexaOneShotCapture", board, size.value, frame, 1000)
-    finally:
-        library.kVexaDevClose(board)
-    with open(output, "wb") as file:
-        file.write(frame.raw)
+def capture(registers=os.path.join(HERE, "sensor.csv"), parameters=os.path.join(HERE, "capture.dat"),
+            picture="frame.bmp", count="0"):
+    parameters = kvexa.read_parameters(parameters)
+    with kvexa.Board("usb", 0) as board:
+        board.power_up()
+        board.play_registers(registers)
+        board.configure(parameters)
+        high, low = board.read_register(0x36, 0x0104, 2)
+        print("the sensor's width: %d" % (high << 8 | low))
+        board.capture().bayer_image("grbg").save(picture)
+        print(picture)
+        for number, frame in enumerate(board.frames(int(count)) if int(count) else (), 1):
+            print("frame %d: first sample %d" % (number, frame.data[0]))
 
 
 if __name__ == "__main__":
-    capture(*sys.argv[1:4])
+    if len(sys.argv) > 5 or not "".join(sys.argv[4:] or "0").isdecimal():
+        print("python capture.py [sensor.csv capture.dat frame.bmp [100]]", file=sys.stderr)
+        sys.exit(2)
+    try:
+        capture(*sys.argv[1:])
+    except kvexa.KvexaError as failure:
+        sys.exit("%s\n%s" % (failure, failure.advice or ""))
+    except (kvexa.Error, OSError) as failure:
+        sys.exit(str(failure))
+    except KeyboardInterrupt:
+        sys.exit("stopped")

@@ -1,36 +1,45 @@
-// Looks at a hundred frames of a USB board, one after another: stream sensor.csv capture.dat
+// Looks at frames of the first USB board, one after another: stream [sensor.csv capture.dat [100]]
+//
+// Without arguments it plays the two files that stand beside the program. KVEXA_LIB.dll must stand beside the
+// program.
+//
+//   i686-w64-mingw32-g++ -std=c++17 -I../include stream.cpp -L../lib -lKVEXA_LIB -static -o stream.exe
+//   cl /std:c++17 /EHsc /I..\include stream.cpp ..\lib\KVEXA_LIB.lib
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <kvexa.hpp>
+#include <string>
 
 namespace {
 
-void bringUp(const kvexa::Board& board, const char* registers, const CapParam& param) {
-  kvexa::require("kVexaPowerV1On", kVexaPowerV1On(board.handle()));
-  kvexa::require("kVexaPowerV2On", kVexaPowerV2On(board.handle()));
-  kvexa::require("kVexaClockOn", kVexaClockOn(board.handle()));
-  kvexa::require("kVexaResetOff", kVexaResetOff(board.handle()));
-  kvexa::require("kVexaSetI2cFile", kVexaSetI2cFile(registers, board.handle()));
-  kvexa::require("kVexaSetCapParam", kVexaSetCapParam(board.handle(), &param));
+// Set by Ctrl-C: the loop then ends, and with it the capture; the board is powered down and closed.
+const kvexa::Event stopped;
+
+BOOL WINAPI onKey(DWORD key) {
+  if (key != CTRL_C_EVENT && key != CTRL_BREAK_EVENT) return FALSE;
+  stopped.set();
+  return TRUE;
 }
 
-void stream(const char* registers, const char* parameters) {
-  CapParam param{};
-  kvexa::require("kVexaGetCapFileParam", kVexaGetCapFileParam(parameters, &param));
-  std::uint32_t bytes = 0, unit = 0, width = 0, height = 0;
-  kvexa::require("kVexaCalcFrameSizeEx",
-                 kVexaCalcFrameSizeEx(&param, &bytes, &unit, &width, &height, KVEXA_ALIGN_512));
+// The name of a file that stands beside the program.
+std::string beside(const std::string& name) {
+  char path[MAX_PATH];
+  const std::string program(path, GetModuleFileNameA(nullptr, path, MAX_PATH));
+  return program.substr(0, program.rfind('\\') + 1) + name;
+}
 
+void stream(const std::string& registers, const std::string& parameters, std::uint32_t count) {
+  const CapParam param = kvexa::readParameters(parameters);
   kvexa::Board board(KVEXA_BOARD_USB, 0);
-  bringUp(board, registers, param);
-  kvexa::require("kVexaSetBufSize", kVexaSetBufSize(board.handle(), 31.0));
-  kvexa::CaptureSession session(board, bytes, 8, 1000);
-  kvexa::require("kVexaMultiShotCapArrayStart", session.start());
-  for (int frame = 0; frame < 100; ++frame) {
-    if (session.next() == kvexa::CaptureSession::Next::ended)
-      throw kvexa::Error("the capture", session.result());
-    std::printf("frame %d: first sample %u\n", frame, session.frame()[0]);
-    session.giveBack();
+  board.powerUp();
+  board.playRegisters(registers);
+  board.configure(param);
+  kvexa::CaptureSession session(board, 8, 1000);
+  unsigned number = 0;
+  for (const kvexa::FrameView& frame : session.frames(count, stopped.get())) {
+    std::printf("frame %u: %u x %u, first sample %u\n", ++number, frame.width(), frame.height(),
+                frame.data()[0]);
   }
   kvexa::require("kVexaMultiShotCapArrayStop", session.stop());
 }
@@ -38,15 +47,20 @@ void stream(const char* registers, const char* parameters) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "stream sensor.csv capture.dat\n");
+  const int count = argc > 3 ? std::atoi(argv[3]) : 100;
+  if (argc == 2 || argc > 4 || count < 1) {
+    std::fprintf(stderr, "stream [sensor.csv capture.dat [100]]\n");
     return 2;
   }
+  SetConsoleCtrlHandler(onKey, TRUE);
   try {
-    stream(argv[1], argv[2]);
+    stream(argc > 2 ? argv[1] : beside("sensor.csv"), argc > 2 ? argv[2] : beside("capture.dat"),
+           static_cast<std::uint32_t>(count));
     return 0;
+  } catch (const kvexa::Error& failure) {
+    std::fprintf(stderr, "%s\n%s\n", failure.what(), failure.advice());
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "%s\n", failure.what());
-    return 1;
   }
+  return 1;
 }

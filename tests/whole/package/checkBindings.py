@@ -26,7 +26,7 @@ def argumentBytes(function):
     return sum(8 if kind is ctypes.c_double else 4 for kind in function.arguments)
 
 
-expect("symbols of kvexa.py", exported, {function.symbol for function in kvexa.FUNCTIONS.values()})
+expect("symbols of the Python package", exported, {function.symbol for function in kvexa.FUNCTIONS.values()})
 for name, function in kvexa.FUNCTIONS.items():
     decorated = name if function.convention == "cdecl" else f"_{name}@{argumentBytes(function)}"
     expect(f"symbol of {name}", decorated, function.symbol)
@@ -34,6 +34,13 @@ for name, function in kvexa.FUNCTIONS.items():
 
 csharp = (package / "bindings" / "Kvexa.cs").read_text()
 expect("entry points of Kvexa.cs", exported, set(re.findall(r'EntryPoint = "(.*?)"', csharp)))
+
+# A name that the ANSI code page cannot hold must not become another file's.
+named = re.findall(r"\[DllImport\((.*?)\)\]\s*public static extern [^;]*UnmanagedType\.LPStr", csharp)
+expect("functions of Kvexa.cs with a file's name", sum(ctypes.c_char_p in function.arguments
+                                                       for function in kvexa.FUNCTIONS.values()), len(named))
+for declared in named:
+    expect("mapping of " + declared, True, "BestFitMapping = false, ThrowOnUnmappableChar = true" in declared)
 
 # The layouts that the header asserts; addresses have another size in this Python than in the DLL's programs.
 layouts = re.findall(r"KVEXA_STATIC_ASSERT\((sizeof|offsetof)\((\w+)(?:, (\w+))?\) == (\d+)\)", header)
