@@ -71,12 +71,10 @@ std::string describe(const RunOptions& options) {
 // A wrong description must start nothing, and say what is wrong before the program runs.
 void check(const RunOptions& options, const std::string& text) {
   try {
-    sim::Description description = options.description.empty()
-                                       ? sim::parseDescription(text, "boards", ".")
-                                       : sim::readDescription(absolute(options.description));
-    description.trace.clear();
-    description.pace = sim::Pace::simulated;
-    const sim::DescribedBench bench(description);
+    const sim::Description description = options.description.empty()
+                                             ? sim::parseDescription(text, "boards", ".")
+                                             : sim::readDescription(absolute(options.description));
+    sim::checkScenes(description);
   } catch (const std::exception& error) {
     throw RunFailure(runFailed, error.what());
   }

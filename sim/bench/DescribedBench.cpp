@@ -1,6 +1,7 @@
 #include "sim/bench/DescribedBench.h"
 
 #include <charconv>
+#include <map>
 
 #include "kvexa.h"
 #include "sim/bench/Files.h"
@@ -9,6 +10,7 @@ namespace sim {
 
 namespace {
 
+constexpr char usualScene[] = "chart";
 constexpr std::uint64_t mostPictureBytes = std::uint64_t{256} << 20;
 
 // "#8090a0".
@@ -23,10 +25,24 @@ std::optional<Colour> parseColour(const std::string& name) {
                 static_cast<std::uint8_t>(value)};
 }
 
+std::shared_ptr<const Scene> sceneOf(const BoardDescription& board) {
+  try {
+    return sceneNamed(board.scene);
+  } catch (const SceneError& error) {
+    throw DescriptionError(board.scenePlace + ": " + error.what());
+  }
+}
+
 }  // namespace
 
+void checkScenes(const Description& description) {
+  for (const BoardDescription& each : description.boards) {
+    if (each.scene != usualScene) sceneOf(each);
+  }
+}
+
 std::shared_ptr<const Scene> sceneNamed(const std::string& name) {
-  if (name == "chart") return Scene::chart();
+  if (name == usualScene) return Scene::chart();
   if (name.starts_with('#')) {
     const auto colour = parseColour(name);
     if (!colour) throw SceneError(name + ": is no colour; six hexadecimal digits after # are");
@@ -41,7 +57,13 @@ DescribedBench::DescribedBench(const Description& description) : machine_(descri
   if (!description.trace.empty()) traceTo(description.trace);
   setDriver("KVEXAu.sys", description.usbDriver);
   setDriver("KVEXAPCIE.sys", description.pcieDriver);
-  for (const BoardDescription& each : description.boards) add(each);
+  // Boards with the same scene look at the same one.
+  std::map<std::string, std::shared_ptr<const Scene>> scenes;
+  for (const BoardDescription& each : description.boards) {
+    auto& scene = scenes[each.scene];
+    if (!scene) scene = sceneOf(each);
+    add(each, scene);
+  }
   if (events_.isEmpty()) return;
   machine_.timeline().add(events_);
   machine_.timeline().serve();
@@ -58,17 +80,13 @@ void DescribedBench::setDriver(const char* file, const std::optional<std::string
   files.set(files.driverPath(file), {{english, unicode, text}});
 }
 
-void DescribedBench::add(const BoardDescription& description) {
+void DescribedBench::add(const BoardDescription& description, const std::shared_ptr<const Scene>& scene) {
   const std::uint32_t type = description.type;
   const bool isUsb = type == KVEXA_BOARD_USB;
   isUsb ? void(machine_.addUsbBoard()) : void(machine_.addPcieBoard());
   const unsigned index = isUsb ? usbBoards_++ : pcieBoards_++;
   const BoardParts parts = *board(type, index);
-  try {
-    parts.sensor.setScene(sceneNamed(description.scene));
-  } catch (const SceneError& error) {
-    throw DescriptionError(description.scenePlace + ": " + error.what());
-  }
+  parts.sensor.setScene(scene);
   parts.sensor.setAddress(description.address);
   parts.sensor.setResetValues(description.sensorResets);
   for (const auto& [address, value] : description.registers) writeRegister(type, index, address, value);

@@ -15,6 +15,9 @@ namespace sim {
 // A scene by its name in a description: "chart", a colour as "#8090a0", or a picture file. Throws SceneError.
 std::shared_ptr<const Scene> sceneNamed(const std::string& name);
 
+// Looks whether the picture files of the boards can be seen. Throws DescriptionError.
+void checkScenes(const Description& description);
+
 // What both kinds of boards have, for callers that know a board by type and index.
 struct BoardParts {
   Sensor& sensor;
@@ -47,7 +50,7 @@ class DescribedBench {
   void traceTo(const std::string& path);
 
  private:
-  void add(const BoardDescription& description);
+  void add(const BoardDescription& description, const std::shared_ptr<const Scene>& scene);
   void setDriver(const char* file, const std::optional<std::string>& version);
   bool has(std::uint32_t type, unsigned index) const;
 
