@@ -94,6 +94,7 @@ class Board {
   }
 
   // Plays a register-setting file into the sensor.
+  // NOLINTNEXTLINE(readability-make-member-function-const): the board changes
   void playRegisters(const std::string& path) {
     require("kVexaSetI2cFile", kVexaSetI2cFile(path.c_str(), handle()), path);
   }
@@ -105,6 +106,7 @@ class Board {
     require("kVexaRegRead", kVexaRegRead(handle(), slave, address, mode, count, words.data()));
     return words;
   }
+  // NOLINTNEXTLINE(readability-make-member-function-const): the board changes
   void writeRegister(std::uint32_t slave, std::uint32_t address, const std::vector<std::uint32_t>& words,
                      std::uint32_t mode = KVEXA_SLAVE7_SUB16) {
     const auto count = static_cast<std::uint32_t>(words.size());

@@ -420,6 +420,7 @@ ReplacementSet::~ReplacementSet() {
   slot.taken = false;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the set answers otherwise afterwards
 void ReplacementSet::use(std::shared_ptr<Platform> platform) {
   Slot& slot = slots()[number_];
   {

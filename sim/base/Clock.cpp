@@ -10,8 +10,8 @@ namespace sim {
 
 namespace {
 
-// Waits of this process are exact to a millisecond, instead of Windows' usual 16, while a real clock lives: frames
-// come every few milliseconds.
+// Waits of this process are exact to a millisecond, instead of Windows' usual 16, while a real clock lives:
+// frames come every few milliseconds.
 constexpr UINT finestWait = 1;  // milliseconds
 
 std::int64_t ticks() {

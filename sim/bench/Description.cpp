@@ -117,7 +117,7 @@ void readSensor(TableReader table, BoardDescription& board) {
     addReset(board, SensorRegister::pattern, *pattern, 1);
   if (const auto format = table.word("format", formats)) addReset(board, SensorRegister::format, *format, 1);
   if (const auto counter = table.boolean("frame_counter"))
-    addReset(board, SensorRegister::frameCounter, *counter, 1);
+    addReset(board, SensorRegister::frameCounter, *counter ? 1 : 0, 1);
   table.addresses("registers", 0xFFFF, 0xFF, [&](std::uint32_t address, std::uint32_t value) {
     addReset(board, static_cast<std::uint16_t>(address), value, 1);
   });

@@ -92,6 +92,7 @@ class Creation {
     } catch (...) {
     }
   }
+  ~Creation() = default;
   Creation(const Creation&) = delete;
   Creation& operator=(const Creation&) = delete;
 

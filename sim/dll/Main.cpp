@@ -52,6 +52,7 @@ bool begin(HINSTANCE module) noexcept {
 
 }  // namespace sim
 
+// NOLINTNEXTLINE(readability-identifier-naming): Windows' name
 BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
   if (reason == DLL_PROCESS_ATTACH) return sim::begin(module) ? TRUE : FALSE;
   if (reason == DLL_THREAD_DETACH) sim::forgetLastError();

@@ -186,8 +186,8 @@ std::uint32_t DeviceTree::openFile(const FileRequest& request, HANDLE& file) {
   return 0;
 }
 
-// Above the last one of any machine of the process, so that a handle that a program keeps does not reach the board of
-// a later machine.
+// Above the last one of any machine of the process, so that a handle that a program keeps does not reach the
+// board of a later machine.
 std::uintptr_t DeviceTree::newFileHandle() const {
   static std::mutex mutex;
   static std::uintptr_t last = 0;
