@@ -5,8 +5,8 @@
 
 extern "C" {
 // Of the compiler's run-time library that is linked into this one.
-void __register_frame_info(
-    const void* begin, void* object);  // NOLINT(bugprone-reserved-identifier,readability-identifier-naming)
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
+void __register_frame_info(const void* begin, void* object);
 }
 
 namespace sim {
