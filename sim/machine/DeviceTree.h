@@ -111,8 +111,6 @@ class DeviceTree {
   std::array<std::array<std::uint32_t, openSteps>, boardClasses.size()> stepErrors_{};
   std::map<std::uintptr_t, DeviceSet> sets_;
   std::map<std::uintptr_t, const Device*> files_;
-  std::uintptr_t lastSet_ = 0;
-  std::uintptr_t lastFile_ = 0;
   FileRequest lastFileRequest_;
 };
 
