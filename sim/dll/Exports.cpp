@@ -106,7 +106,7 @@ extern "C" {
 
 KVEXA_SIM_EXPORT(int32_t) kvexaSimStartFile(const char* path) noexcept {
   return guarded([&] {
-    require(path != nullptr, "the path is null");
+    if (path == nullptr) fail(KVEXA_SIM_BAD_ARGUMENT, "the path is null");
     Simulation::instance().start(sim::readDescription(path));
     return KVEXA_SIM_OK;
   });
@@ -114,7 +114,7 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimStartFile(const char* path) noexcept {
 
 KVEXA_SIM_EXPORT(int32_t) kvexaSimStartText(const char* text) noexcept {
   return guarded([&] {
-    require(text != nullptr, "the text is null");
+    if (text == nullptr) fail(KVEXA_SIM_BAD_ARGUMENT, "the text is null");
     Simulation::instance().start(sim::parseDescription(text, "description", "."));
     return KVEXA_SIM_OK;
   });
@@ -150,7 +150,7 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimBoardCount(uint32_t type) noexcept {
 
 KVEXA_SIM_EXPORT(int32_t) kvexaSimSetScene(uint32_t type, uint32_t index, const char* scene) noexcept {
   return guarded([&] {
-    require(scene != nullptr, "the scene is null");
+    if (scene == nullptr) fail(KVEXA_SIM_BAD_ARGUMENT, "the scene is null");
     boardOf(type, index).parts.sensor.setScene(sim::sceneNamed(scene));
     return KVEXA_SIM_OK;
   });
@@ -159,7 +159,7 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimSetScene(uint32_t type, uint32_t index, const 
 KVEXA_SIM_EXPORT(int32_t)
 kvexaSimReadBoardRegister(uint32_t type, uint32_t index, uint32_t address, uint32_t* value) noexcept {
   return guarded([&] {
-    require(value != nullptr, "the value is null");
+    if (value == nullptr) fail(KVEXA_SIM_BAD_ARGUMENT, "the value is null");
     requireRegister(type, address, 0);
     *value = *boardOf(type, index).bench->readRegister(type, index, address);
     return KVEXA_SIM_OK;
@@ -178,7 +178,7 @@ kvexaSimWriteBoardRegister(uint32_t type, uint32_t index, uint32_t address, uint
 KVEXA_SIM_EXPORT(int32_t)
 kvexaSimReadSensorRegister(uint32_t type, uint32_t index, uint32_t address, uint32_t* value) noexcept {
   return guarded([&] {
-    require(value != nullptr, "the value is null");
+    if (value == nullptr) fail(KVEXA_SIM_BAD_ARGUMENT, "the value is null");
     require(address <= 0xFFFF, "the sensor has registers up to 0xffff");
     *value = boardOf(type, index).parts.sensor.peek(static_cast<uint16_t>(address));
     return KVEXA_SIM_OK;
@@ -242,7 +242,7 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimPlug(uint32_t type, uint32_t index, uint32_t p
 
 KVEXA_SIM_EXPORT(int32_t) kvexaSimGetTime(uint64_t* microseconds) noexcept {
   return guarded([&] {
-    require(microseconds != nullptr, "the place of the time is null");
+    if (microseconds == nullptr) fail(KVEXA_SIM_BAD_ARGUMENT, "the place of the time is null");
     *microseconds = running()->machine().clock().now();
     return KVEXA_SIM_OK;
   });
