@@ -186,9 +186,11 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimPlug(uint32_t type, uint32_t index, uint32_t p
 KVEXA_SIM_EXPORT(int32_t) kvexaSimGetTime(uint64_t* microseconds) KVEXA_SIM_NOEXCEPT;
 
 /*
- * Lets simulated time pass.
+ * Lets simulated time pass. What is due until then, such as a board that is pulled out, has happened when it
+ * returns.
  *   microseconds [in] how much
- * Results: KVEXA_SIM_OK, KVEXA_SIM_NOT_RUNNING, KVEXA_SIM_BAD_ARGUMENT (the boards live in real time).
+ * Results: KVEXA_SIM_OK, KVEXA_SIM_NOT_RUNNING, KVEXA_SIM_BAD_ARGUMENT (the boards live in real time, or it
+ * is more than a thousand years).
  */
 KVEXA_SIM_EXPORT(int32_t) kvexaSimAdvanceTime(uint64_t microseconds) KVEXA_SIM_NOEXCEPT;
 

@@ -9,7 +9,8 @@ from pathlib import Path
 from programs import Outcome, Program, Run, knownPrograms
 
 ROOT = Path(__file__).resolve().parent.parent
-STEPS = {"cli": "tests/whole/tool/run", "readers": "tests/whole/readers/run"}  # what is tested by scripts
+# What is tested by scripts.
+STEPS = {"cli": "tests/whole/tool/run", "run": "tests/whole/run/run", "readers": "tests/whole/readers/run"}
 DLL = "KVEXA_LIB.dll"
 LONGEST = 3600  # seconds for any suite, on however loaded a machine
 

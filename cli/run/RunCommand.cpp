@@ -58,13 +58,13 @@ void addBoards(std::string& text, const char* type, std::uint32_t count, const s
 }
 
 std::string describe(const RunOptions& options) {
-  const bool namesBoards = options.usbBoards != 0 || options.pcieBoards != 0;
+  const bool namesBoards = options.usbBoards || options.pcieBoards;
   const bool isKnownScene =
       options.scene == "chart" || options.scene.starts_with('#') || options.scene.empty();
   const std::string scene = isKnownScene ? options.scene : absolute(options.scene);
   std::string text;
-  addBoards(text, "usb", namesBoards ? options.usbBoards : 1, scene);
-  addBoards(text, "pcie", options.pcieBoards, scene);
+  addBoards(text, "usb", options.usbBoards.value_or(namesBoards ? 0 : 1), scene);
+  addBoards(text, "pcie", options.pcieBoards.value_or(0), scene);
   return text;
 }
 

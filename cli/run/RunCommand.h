@@ -2,15 +2,16 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
 namespace cli {
 
 struct RunOptions {
-  std::string description;  // a file; empty for the boards below
-  std::uint32_t usbBoards = 0;
-  std::uint32_t pcieBoards = 0;
+  std::string description;                 // a file; empty for the boards below
+  std::optional<std::uint32_t> usbBoards;  // nothing for both: one USB board
+  std::optional<std::uint32_t> pcieBoards;
   std::string scene;
   std::string trace;
   bool simulatedTime = false;

@@ -11,7 +11,7 @@ void Faults::at(unsigned k, Fault fault) {
 
 void Faults::from(unsigned k, Fault fault) {
   const std::lock_guard lock(mutex_);
-  from_ = {count_ + std::max(k, 1U), fault};
+  from_ = std::pair(count_ + std::max(k, 1U), fault);
 }
 
 void Faults::holdAcknowledge(bool hold) {
@@ -44,7 +44,7 @@ void Faults::clear() {
 
 unsigned Faults::requestCount() const {
   const std::lock_guard lock(mutex_);
-  return count_;
+  return static_cast<unsigned>(count_);
 }
 
 std::optional<Fault> Faults::nextRequest() {

@@ -69,9 +69,9 @@ class Faults {
 
  private:
   mutable std::mutex mutex_;
-  unsigned count_ = 0;
-  std::map<unsigned, Fault> at_;
-  std::optional<std::pair<unsigned, Fault>> from_;
+  std::uint64_t count_ = 0;  // of a size that no number of a request makes it begin again
+  std::map<std::uint64_t, Fault> at_;
+  std::optional<std::pair<std::uint64_t, Fault>> from_;
   bool acknowledgeHeld_ = false;
   bool framesHeld_ = false;
   HeldRequests held_;

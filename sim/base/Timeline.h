@@ -49,6 +49,9 @@ class Timeline {
 
     // The first thing that is due happens.
     virtual void happen() = 0;
+
+    // Whether the time moves to its moments also while nobody waits for anything.
+    virtual bool movesTime() const { return true; }
   };
 
   explicit Timeline(Clock& clock);
@@ -107,6 +110,9 @@ class Timeline {
       awaitCondition(seen);
     }
   }
+
+  // Lets simulated time pass, whoever runs: what is due until then happens on the way, at its moment.
+  void advance(Microseconds duration);
 
   // ---- changes
 
@@ -184,7 +190,8 @@ class Timeline {
   bool needsAnotherLook() const;
   void lookAgain();
   Sleeper* firstSleeper() const;
-  std::optional<std::pair<Microseconds, Source*>> firstSource(Lock& lock);
+  std::optional<std::pair<Microseconds, Source*>> firstSource(Lock& lock, bool isTold = false);
+  void happenAt(Lock& lock, Source& source);
   void moveWhileAsleep(Lock& lock, const Sleeper& sleeper);
 
   void run();
@@ -207,6 +214,7 @@ class Timeline {
   std::uint64_t hostRan_ = 0;
   std::uint64_t memberRan_ = 0;
   bool happening_ = false;  // at a source
+  std::uint64_t happened_ = 0;
   bool ends_ = false;
   HANDLE driverWake_;
   std::thread driver_;

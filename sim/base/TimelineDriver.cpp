@@ -60,18 +60,55 @@ Timeline::Sleeper* Timeline::firstSleeper() const {
   return first;
 }
 
-// Gives the lock back while it asks the sources.
-std::optional<std::pair<Microseconds, Timeline::Source*>> Timeline::firstSource(Lock& lock) {
+// Gives the lock back while it asks the sources. While nobody waits, and nobody is told to let the time pass,
+// only those count that move it by themselves.
+std::optional<std::pair<Microseconds, Timeline::Source*>> Timeline::firstSource(Lock& lock, bool isTold) {
   const std::vector<Source*> sources = sources_;
   if (sources.empty()) return std::nullopt;
+  bool mayMove = isTold || clock_.isReal() || !sleepers_.empty();
+  const Microseconds now = clock_.now();
   lock.unlock();
+  for (Source* source : sources) mayMove = mayMove || source->isWaiting();
   std::optional<std::pair<Microseconds, Source*>> first;
   for (Source* source : sources) {
     const std::optional<Microseconds> due = source->nextDue();
+    if (due && *due > now && !mayMove && !source->movesTime()) continue;
     if (due && (!first || *due < first->first)) first = {*due, source};
   }
   lock.lock();
   return first;
+}
+
+// Gives the lock back meanwhile.
+void Timeline::happenAt(Lock& lock, Source& source) {
+  happening_ = true;
+  lock.unlock();
+  source.happen();
+  lock.lock();
+  happening_ = false;
+  ++happened_;
+}
+
+void Timeline::advance(Microseconds duration) {
+  Lock lock(mutex_);
+  const Microseconds end = clock_.now() + duration;
+  for (;;) {
+    const std::uint64_t happened = happened_;
+    const auto source = firstSource(lock, true);
+    if (happening_) {  // on another thread
+      lock.unlock();
+      SwitchToThread();
+      lock.lock();
+      continue;
+    }
+    if (happened_ != happened) continue;
+    if (!source || source->first > end) break;
+    clock_.advanceTo(source->first);
+    happenAt(lock, *source->second);
+  }
+  clock_.advanceTo(end);
+  lock.unlock();
+  noteChange(nullptr);
 }
 
 // The thread that falls asleep last moves the time itself, until somebody runs again.
@@ -101,17 +138,14 @@ void Timeline::run() {
 // One thing that happens. False when there is nothing, or when somebody came in between.
 bool Timeline::step(Lock& lock) {
   const std::uint64_t seen = changes_;
+  const std::uint64_t happened = happened_;
   const auto source = firstSource(lock);
-  if (ends_ || changes_ != seen || !isQuiet() || needsAnotherLook()) return true;
+  if (ends_ || changes_ != seen || happened_ != happened || !isQuiet() || needsAnotherLook()) return true;
   Sleeper* const sleeper = firstSleeper();
   // Boards come first: an event that one sets counts for a wait that is over at the same moment.
   if (source && (sleeper == nullptr || source->first <= *sleeper->due)) {
     clock_.advanceTo(source->first);
-    happening_ = true;
-    lock.unlock();
-    source->second->happen();
-    lock.lock();
-    happening_ = false;
+    happenAt(lock, *source->second);
     return true;
   }
   if (sleeper == nullptr) return false;

@@ -16,6 +16,7 @@ std::optional<Microseconds> BoardEvents::nextDue() {
 
 void BoardEvents::happen() {
   std::unique_lock lock(mutex_);
+  if (events_.empty()) return;
   const Planned planned = std::move(events_.extract(events_.begin()).mapped());
   lock.unlock();
   Faults& faults = *planned.faults;

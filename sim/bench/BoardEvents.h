@@ -21,6 +21,7 @@ class BoardEvents : public Timeline::Source {
 
   std::optional<Microseconds> nextDue() override;
   bool isWaiting() override { return false; }  // nobody changes them but their moments
+  bool movesTime() const override { return false; }
   void happen() override;
 
  private:

@@ -145,6 +145,7 @@ std::optional<std::uint32_t> DescribedBench::readRegister(std::uint32_t type, un
 void DescribedBench::traceTo(const std::string& path) {
   auto file = path.empty() ? nullptr : std::make_unique<TraceFile>(path);
   TraceFile* const target = file.get();
+  const std::lock_guard lock(traceMutex_);  // the old file is in use until the sink has changed
   machine_.trace().sendTo(target == nullptr ? Trace::Sink{} : Trace::Sink{[target](const std::string& line) {
     target->write(line);
   }});

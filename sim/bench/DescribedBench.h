@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -56,6 +57,7 @@ class DescribedBench {
 
   unsigned usbBoards_ = 0;
   unsigned pcieBoards_ = 0;
+  std::mutex traceMutex_;
   std::unique_ptr<TraceFile> traceFile_;
   BoardEvents events_;
   Machine machine_;  // ends before what it refers to

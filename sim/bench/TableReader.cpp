@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 
 #include "sim/bench/Description.h"
 
@@ -9,7 +10,20 @@ namespace sim {
 
 namespace {
 
-std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
+// In one line whatever the text holds.
+std::string quoted(std::string_view text) {
+  std::string made = "\"";
+  for (const char each : text) {
+    if (static_cast<unsigned char>(each) >= ' ') {
+      made += each;
+      continue;
+    }
+    char escaped[8];
+    std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(each));
+    made += escaped;
+  }
+  return made + '"';
+}
 
 // "a", "b" or "c".
 template <class Words>

@@ -252,8 +252,10 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimAdvanceTime(uint64_t microseconds) noexcept {
   return guarded([&] {
     const auto bench = running();
     require(!bench->machine().clock().isReal(), "the boards live in real time, which passes by itself");
-    bench->machine().clock().advance(microseconds);
-    bench->machine().timeline().noteChange(nullptr);
+    constexpr sim::Microseconds longest = 1000ULL * 365 * 24 * 3600 * 1000000;  // a thousand years
+    require(microseconds <= longest && bench->machine().clock().now() <= longest - microseconds,
+            "that is more time than boards live for");
+    bench->machine().timeline().advance(microseconds);
     return KVEXA_SIM_OK;
   });
 }

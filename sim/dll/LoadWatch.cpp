@@ -111,7 +111,8 @@ void attachAtEntry(HMODULE module) {
   Code code{jump};
   std::memcpy(code.data() + 1, &distance, sizeof distance);
   const std::lock_guard lock(entries().lock);
-  if (entries().codes.contains(module)) return;
+  // One that went before it was entered may have left its code behind.
+  if (std::memcmp(at, code.data(), code.size()) == 0) return;
   Code& before = entries().codes[module];
   std::memcpy(before.data(), at, before.size());
   exchangeCode(at, code);

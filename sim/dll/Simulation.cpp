@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "kvexa.h"
 #include "sim/attach/Platforms.h"
@@ -54,8 +55,7 @@ class StartingPlatform : public Platform {
   // A program must not go on without its boards and not know it.
   static std::shared_ptr<Platform> started() noexcept {
     try {
-      Simulation::instance().start(describedByEnvironment());
-    } catch (const SimulationRuns&) {  // another thread was first
+      Simulation::instance().bench();
     } catch (const std::exception& error) {
       std::fprintf(stderr, "kvexa_sim: %s\n", error.what());
       TerminateProcess(GetCurrentProcess(), cannotRun);
@@ -73,7 +73,11 @@ Simulation& Simulation::instance() {
 
 void Simulation::start(const Description& description) {
   const std::lock_guard lock(mutex_);
-  if (bench_) throw SimulationRuns("a simulation runs already");
+  if (bench_ || isDue_) throw SimulationRuns("a simulation runs already");
+  begin(description);
+}
+
+void Simulation::begin(const Description& description) {
   removeRetired();
   auto bench = std::make_shared<DescribedBench>(description);
   watchLoads();
@@ -84,6 +88,10 @@ void Simulation::start(const Description& description) {
 
 bool Simulation::stop() {
   const std::lock_guard lock(mutex_);
+  if (std::exchange(isDue_, false)) {
+    ProgramAttachment::instance().use(nullptr);
+    return true;
+  }
   if (!bench_) return false;
   for (const std::uint32_t type : {KVEXA_BOARD_USB, KVEXA_BOARD_PCIE}) {
     for (unsigned index = 0; bench_->plug(type, index, false); ++index) continue;
@@ -94,8 +102,12 @@ bool Simulation::stop() {
   return true;
 }
 
-std::shared_ptr<DescribedBench> Simulation::bench() const {
+std::shared_ptr<DescribedBench> Simulation::bench() {
   const std::lock_guard lock(mutex_);
+  if (isDue_) {
+    begin(describedByEnvironment());
+    isDue_ = false;
+  }
   return bench_;
 }
 
@@ -108,7 +120,9 @@ bool Simulation::isDescribed() {
 }
 
 void Simulation::startWhenNeeded() {
+  const std::lock_guard lock(mutex_);
   watchLoads();
+  isDue_ = true;
   ProgramAttachment::instance().use(std::make_shared<StartingPlatform>());
 }
 

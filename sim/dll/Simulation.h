@@ -26,20 +26,23 @@ class Simulation {
   // False when none runs.
   bool stop();
 
-  // Null when none runs. Whoever holds it keeps it.
-  std::shared_ptr<DescribedBench> bench() const;
+  // Null when none runs. Whoever holds it keeps it. Begins the one that is due, and throws what start throws.
+  std::shared_ptr<DescribedBench> bench();
 
-  // Whether the environment describes a simulation, which then begins when a library first looks for boards.
+  // Whether the environment describes a simulation. It runs from startWhenNeeded on, and begins when a
+  // library first looks for boards or the program first asks for them.
   static bool isDescribed();
   void startWhenNeeded();
 
  private:
   Simulation() = default;
 
+  void begin(const Description& description);
   void removeRetired();
 
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::shared_ptr<DescribedBench> bench_;
+  bool isDue_ = false;
   // Stopped ones that calls of other threads may still be in. They are destroyed by a later start or stop: it
   // takes a thread that may wait, and a redirected call can be inside the loader.
   std::vector<std::shared_ptr<DescribedBench>> retired_;

@@ -14,6 +14,8 @@ namespace {
 
 constexpr HandleRange setHandles{0xFFFF0004, 0xFFFF7FFC};
 constexpr HandleRange fileHandles{0xFFFF8004, 0xFFFFEFFC};
+LastHandle lastSetHandle;
+LastHandle lastFileHandle;
 
 std::uintptr_t number(const void* handle) { return reinterpret_cast<std::uintptr_t>(handle); }
 
@@ -108,7 +110,7 @@ bool DeviceTree::ownsPath(const char* path) {
 std::uint32_t DeviceTree::makeSet(const BoardClass& boardClass, bool byInterface, HDEVINFO& set) {
   const std::lock_guard lock(mutex_);
   if (const std::uint32_t error = stepError(boardClass, OpenStep::deviceSet)) return error;
-  const std::uintptr_t handle = freeHandle(setHandles, sets_, lastSet_);
+  const std::uintptr_t handle = freeHandle(setHandles, sets_, lastSetHandle);
   if (handle == 0) return ERROR_NOT_ENOUGH_MEMORY;
   DeviceSet& made = sets_[handle];
   made.boardClass = &boardClass;
@@ -176,7 +178,7 @@ std::uint32_t DeviceTree::openFile(const FileRequest& request, HANDLE& file) {
   if (device == nullptr) return ERROR_FILE_NOT_FOUND;
   std::uint32_t error = stepError(*device->boardClass, OpenStep::file);
   if (error == 0 && !device->driver->isPresent()) error = ERROR_FILE_NOT_FOUND;
-  const std::uintptr_t handle = newFileHandle();
+  const std::uintptr_t handle = freeHandle(fileHandles, files_, lastFileHandle);
   if (error == 0 && handle == 0) error = ERROR_NO_SYSTEM_RESOURCES;
   if (error == 0 && !device->driver->open()) error = ERROR_ACCESS_DENIED;
   trace_.add(device->driver->name() + " open" + outcome(error, true));
@@ -184,15 +186,6 @@ std::uint32_t DeviceTree::openFile(const FileRequest& request, HANDLE& file) {
   files_[handle] = device;
   file = reinterpret_cast<HANDLE>(handle);
   return 0;
-}
-
-// Above the last one of any machine of the process, so that a handle that a program keeps does not reach the
-// board of a later machine.
-std::uintptr_t DeviceTree::newFileHandle() const {
-  static std::mutex mutex;
-  static std::uintptr_t last = 0;
-  const std::lock_guard lock(mutex);
-  return freeHandle(fileHandles, files_, last);
 }
 
 std::uint32_t DeviceTree::closeFile(HANDLE file) {

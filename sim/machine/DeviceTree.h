@@ -97,7 +97,6 @@ class DeviceTree {
 
   Device& addDevice(std::uint32_t type,
                     const std::function<std::unique_ptr<Driver>(std::string)>& makeDriver);
-  std::uintptr_t newFileHandle() const;
   std::uint32_t stepError(const BoardClass& boardClass, OpenStep step) const;
   const Device* findDevice(const std::string& path) const;
 
@@ -112,7 +111,6 @@ class DeviceTree {
   std::array<std::array<std::uint32_t, openSteps>, boardClasses.size()> stepErrors_{};
   std::map<std::uintptr_t, DeviceSet> sets_;
   std::map<std::uintptr_t, const Device*> files_;
-  std::uintptr_t lastSet_ = 0;
   FileRequest lastFileRequest_;
 };
 

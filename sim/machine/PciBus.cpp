@@ -8,6 +8,7 @@ namespace sim {
 namespace {
 
 constexpr HandleRange setHandles{0xFFFE0004, 0xFFFEFFFC};
+LastHandle lastSetHandle;
 constexpr DEVINST rootNode = 1;
 constexpr DEVINST firstNode = 0x100;
 const HMACHINE localMachine = reinterpret_cast<HMACHINE>(std::uintptr_t{0xFFFE0000});
@@ -79,7 +80,7 @@ bool PciBus::ownsSet(HDEVINFO set) { return setHandles.holds(number(set)); }
 std::optional<std::uint32_t> PciBus::makeSet(HDEVINFO& set) {
   const std::lock_guard lock(mutex_);
   std::uint32_t error = errorOf(Step::list);
-  const std::uintptr_t handle = freeHandle(setHandles, sets_, lastSet_);
+  const std::uintptr_t handle = freeHandle(setHandles, sets_, lastSetHandle);
   if (error == 0 && handle == 0) error = ERROR_NOT_ENOUGH_MEMORY;
   note("list", error);
   if (error != 0) return error;

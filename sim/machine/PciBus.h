@@ -106,7 +106,6 @@ class PciBus {
   std::map<Step, Failure> failures_;
   std::optional<std::uint32_t> lastError_;
   std::map<std::uintptr_t, Set> sets_;
-  std::uintptr_t lastSet_ = 0;
 };
 
 }  // namespace sim
