@@ -36,7 +36,8 @@ extern "C" {
 #define KVEXA_SIM_CALL
 #endif
 
-#ifdef __cplusplus
+/* C++98 does not know it. */
+#if defined(__cplusplus) && (__cplusplus >= 201103L || (defined(_MSC_VER) && _MSC_VER >= 1900))
 #define KVEXA_SIM_NOEXCEPT noexcept
 #else
 #define KVEXA_SIM_NOEXCEPT

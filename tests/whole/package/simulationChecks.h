@@ -5,13 +5,11 @@
 #include <kvexa.h>
 #include <kvexa_sim.h>
 
-#include "simulationFunctions.h"
-
 /* The linker must find each of them. */
-typedef int32_t(KVEXA_SIM_CALL* AnyFunction)(void);
-static const AnyFunction everySimulatedFunction[] = {
-#define EXPORT(name, words) (AnyFunction)name,
-    SIMULATION_FUNCTIONS
+typedef void (*AnyFunction)(void);
+static const AnyFunction everyFunction[] = {
+#define EXPORT(name, words) (AnyFunction) name,
+#include "simulationExports.inc"
 #undef EXPORT
 };
 
@@ -32,7 +30,8 @@ static int countIsWrong(uint32_t usb, uint32_t pcie) {
 static int registersAreWrong(void) {
   uint32_t value = 0;
   if (kvexaSimWriteBoardRegister(KVEXA_BOARD_PCIE, 1, 0x504, 0xFEDCBA98) != KVEXA_SIM_OK) return 1;
-  if (kvexaSimReadBoardRegister(KVEXA_BOARD_PCIE, 1, 0x504, &value) != KVEXA_SIM_OK || value != 0xFEDCBA98) return 1;
+  if (kvexaSimReadBoardRegister(KVEXA_BOARD_PCIE, 1, 0x504, &value) != KVEXA_SIM_OK || value != 0xFEDCBA98)
+    return 1;
   if (kvexaSimWriteSensorRegister(KVEXA_BOARD_USB, 0, 0x3000, 0xA5) != KVEXA_SIM_OK) return 1;
   return kvexaSimReadSensorRegister(KVEXA_BOARD_USB, 0, 0x3000, &value) != KVEXA_SIM_OK || value != 0xA5;
 }
@@ -46,7 +45,8 @@ static int timeIsWrong(void) {
 
 static int boardIsWrong(void) {
   if (kvexaSimSetScene(KVEXA_BOARD_USB, 0, "#8090a0") != KVEXA_SIM_OK) return 1;
-  if (kvexaSimSetFault(KVEXA_BOARD_USB, 0, 5, 1, KVEXA_SIM_FAULT_CORRUPT, 256) != KVEXA_SIM_BAD_ARGUMENT) return 1;
+  if (kvexaSimSetFault(KVEXA_BOARD_USB, 0, 5, 1, KVEXA_SIM_FAULT_CORRUPT, 256) != KVEXA_SIM_BAD_ARGUMENT)
+    return 1;
   if (kvexaSimSetFault(KVEXA_BOARD_USB, 0, 5, 1, KVEXA_SIM_FAULT_CORRUPT, 255) != KVEXA_SIM_OK) return 1;
   if (kvexaSimSetConditions(KVEXA_BOARD_USB, 0, 0, 1) != KVEXA_SIM_OK) return 1;
   if (kvexaSimClearFaults(KVEXA_BOARD_USB, 0) != KVEXA_SIM_OK) return 1;
@@ -56,15 +56,17 @@ static int boardIsWrong(void) {
 
 /* The number of the first check that fails, 0 when none does. */
 static int failedSimulationCheck(void) {
-  char sentence[64] = "";
+  static char sentence[64]; /* on the stack it would be cleared by a function that is not there */
   unsigned i;
-  for (i = 0; i < sizeof everySimulatedFunction / sizeof everySimulatedFunction[0]; ++i) {
-    if (everySimulatedFunction[i] == 0) return 1;
+  for (i = 0; i < sizeof everyFunction / sizeof everyFunction[0]; ++i) {
+    if (everyFunction[i] == 0) return 1;
   }
   if (kvexaSimStop() != KVEXA_SIM_NOT_RUNNING) return 2;
-  if (kvexaSimLastError(sentence, sizeof sentence) != KVEXA_SIM_OK || !isText(sentence, "no simulation runs")) return 3;
+  if (kvexaSimLastError(sentence, sizeof sentence) != KVEXA_SIM_OK || !isText(sentence, "no simulation runs"))
+    return 3;
   if (kvexaSimStartFile("no.toml") != KVEXA_SIM_BAD_DESCRIPTION) return 4;
-  if (kvexaSimStartText("time = 'simulated'\n[[board]]\ntype = 'usb'\n[[board]]\ntype = 'pcie'\ncount = 2\n") !=
+  if (kvexaSimStartText(
+          "time = 'simulated'\n[[board]]\ntype = 'usb'\n[[board]]\ntype = 'pcie'\ncount = 2\n") !=
       KVEXA_SIM_OK)
     return 5;
   if (kvexaSimBoardCount(KVEXA_BOARD_PCIE) != 2 || countIsWrong(1, 2)) return 6;
