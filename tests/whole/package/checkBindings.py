@@ -80,5 +80,14 @@ for name, value in re.findall(r"^  (KVEXA_SIM_\w+) = (-?\w+)", simulationHeader,
     expect(name, int(value), getattr(simulation, name))
     expect(f"{name} in KvexaSim.cs", True, f"public const int {name} = {value};" in simulationCsharp)
 
+# Every fault has a name in the classes that are written by hand.
+faults = {name[len("KVEXA_SIM_FAULT_"):]: value for name, value in vars(simulation).items()
+          if name.startswith("KVEXA_SIM_FAULT_")}
+expect("faults of the Python package", {name.lower().replace("_", "-"): value for name, value in faults.items()},
+       kvexa.simulation.FAULTS)
+classes = (package / "bindings" / "KvexaSimulation.cs").read_text()
+expect("faults of KvexaSimulation.cs", {(name.title().replace("_", ""), name) for name in faults},
+       set(re.findall(r"(\w+) = SimulationConstants\.KVEXA_SIM_FAULT_(\w+)", classes)))
+
 print("\n".join(wrong))
 sys.exit(bool(wrong))
