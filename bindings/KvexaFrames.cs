@@ -13,7 +13,7 @@ namespace Kvexa
         Gbrg = Constants.KVEXA_BAYER_GBRG
     }
 
-    /// <summary>KVEXA_LIB.dll is not there, or is not for this program.</summary>
+    /// <summary>KVEXA_LIB.dll or kvexa_sim.dll is not there, or is not for this program.</summary>
     public class LibraryException : Exception
     {
         public LibraryException(string message, Exception inner) : base(message, inner)
@@ -29,24 +29,33 @@ namespace Kvexa
         public static void Require()
         {
             if (isThere) return;
-            try
+            First("KVEXA_LIB.dll", () =>
             {
                 CapParam none = new CapParam();
                 Native.kVexaCalcFrameSize(ref none, (uint)Constants.KVEXA_ALIGN_4);
+            });
+            isThere = true;
+        }
+
+        /// <summary>The first call into a DLL.</summary>
+        public static void First(string name, Action call)
+        {
+            try
+            {
+                call();
             }
             catch (DllNotFoundException failure)
             {
-                throw new LibraryException("KVEXA_LIB.dll was not found: put it beside the program", failure);
+                throw new LibraryException(name + " was not found: put it beside the program", failure);
             }
             catch (BadImageFormatException failure)
             {
-                throw new LibraryException("KVEXA_LIB.dll is a 32-bit library: build the program for x86", failure);
+                throw new LibraryException(name + " is a 32-bit library: build the program for x86", failure);
             }
             catch (EntryPointNotFoundException failure)
             {
-                throw new LibraryException("KVEXA_LIB.dll is another version than the program was built for", failure);
+                throw new LibraryException(name + " is another version than the program was built for", failure);
             }
-            isThere = true;
         }
 
         /// <summary>A call that takes a file's name. .NET refuses names that the ANSI code page cannot hold.</summary>

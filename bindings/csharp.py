@@ -1,7 +1,8 @@
-"""Writes Kvexa.cs, the library for C# programs built for x86."""
+"""Writes Kvexa.cs and KvexaSim.cs, the libraries for C# programs built for x86."""
 from xml.sax.saxutils import escape
 
-SCALARS = {"int32_t": "int", "uint32_t": "uint", "uint16_t": "ushort", "uint8_t": "byte", "double": "double"}
+SCALARS = {"int32_t": "int", "uint32_t": "uint", "uint16_t": "ushort", "uint8_t": "byte",
+           "uint64_t": "ulong", "double": "double"}
 
 # Pointers to these arguments are arrays; every other pointer to a number is one number.
 ARRAYS = {"words", "kernels", "matrix", "values", "source", "destination", "image", "block"}
@@ -79,6 +80,17 @@ ERROR = '''
 '''
 
 
+SIMULATION_HEAD = '''// kvexa_sim.dll for C# programs. Generated from kvexa_sim.h {version}; do not edit.
+//
+// Build the program for x86: the library is a 32-bit DLL. KvexaSimulation.cs has classes above these functions.
+// Texts are byte[] here: UTF-8, ended with a zero.
+using System.Runtime.InteropServices;
+
+namespace Kvexa
+{{
+'''
+
+
 def nameOf(name):
     return "@" + name if name in RESERVED else name
 
@@ -108,8 +120,8 @@ def parameter(argument, records):
     return f"{'ref' if kind.startswith('const') else 'out'} {SCALARS[bare]} {name}"
 
 
-def writeEnums(enums):
-    text = "    /// <summary>The constants of kvexa.h.</summary>\n    public static class Constants\n    {\n"
+def writeEnums(enums, name="Constants", header="kvexa.h"):
+    text = f"    /// <summary>The constants of {header}.</summary>\n    public static class {name}\n    {{\n"
     for enum in enums:
         for constant in enum.constants:
             text += summary(constant.text, "        ") + f"        public const int {constant.name} = {constant.value};\n"
@@ -143,23 +155,48 @@ def writeResults(results):
     return text + "                default: return null;\n            }\n        }\n    }\n"
 
 
+def declaration(function, arguments, options=""):
+    convention = "Cdecl" if function.convention == "CDECL" else "StdCall"
+    return ("\n" + summary(function.text, "        ") +
+            f'        [DllImport(Library, EntryPoint = "{function.decorated}", ExactSpelling = true, '
+            f"CallingConvention = CallingConvention.{convention}{options})]\n"
+            f"        public static extern {SCALARS[function.result]} {function.name}({', '.join(arguments)});\n")
+
+
 def writeFunctions(functions, records):
     names = {record.name for record in records}
     text = ("\n    /// <summary>The functions of KVEXA_LIB.dll.</summary>\n    public static class Native\n    {\n"
             "        private const string Library = \"KVEXA_LIB.dll\";\n")
     for function in functions:
-        arguments = ", ".join(parameter(argument, names) for argument in function.arguments)
-        convention = "Cdecl" if function.convention == "CDECL" else "StdCall"
         # A letter that the ANSI code page lacks is an exception: a similar one would name another file.
         named = any(argument.type == "const char*" for argument in function.arguments)
         strict = ", BestFitMapping = false, ThrowOnUnmappableChar = true" if named else ""
-        text += "\n" + summary(function.text, "        ")
-        text += (f'        [DllImport(Library, EntryPoint = "{function.decorated}", ExactSpelling = true, '
-                 f"CallingConvention = CallingConvention.{convention}{strict})]\n"
-                 f"        public static extern {SCALARS[function.result]} {function.name}({arguments});\n")
+        text += declaration(function, [parameter(argument, names) for argument in function.arguments], strict)
     return text + "    }\n"
 
 
 def write(interface):
     return (HEAD.format(version=interface.version) + writeEnums(interface.enums) + writeRecords(interface.records) +
             writeResults(interface.results) + writeFunctions(interface.functions, interface.records) + "}\n")
+
+
+def simulationParameter(argument):
+    texts = {"const char*": "[In] byte[]", "char*": "[In, Out] byte[]"}
+    if argument.type in texts:
+        return f"{texts[argument.type]} {argument.name}"
+    return parameter(argument, ())
+
+
+def writeSimulation(interface):
+    text = (SIMULATION_HEAD.format(version=interface.version) +
+            writeEnums(interface.enums, "SimulationConstants", "kvexa_sim.h") +
+            "\n    /// <summary>The functions of kvexa_sim.dll.</summary>\n"
+            "    public static class SimulationNative\n    {\n"
+            "        private const string Library = \"kvexa_sim.dll\";\n")
+    for function in interface.functions:
+        text += declaration(function, map(simulationParameter, function.arguments))
+    text += ("\n        /// <summary>The name of a code, or null for a number that is none.</summary>\n"
+             "        public static string NameOf(int result)\n        {\n            switch (result)\n            {\n")
+    for constant in interface.results:
+        text += f'                case {constant.value}: return "{constant.name}";\n'
+    return text + "                default: return null;\n            }\n        }\n    }\n}\n"

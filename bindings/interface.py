@@ -1,4 +1,5 @@
-"""Reads the library's interface: kvexa.h, the export table and the table of result codes.
+"""Reads the interfaces of the two libraries: of KVEXA_LIB.dll kvexa.h, the export table and the table of result
+codes; of kvexa_sim.dll kvexa_sim.h and its export table.
 
 The header is the one description of every function and record, the table the one list of exports; where
 they differ the reading fails, so a binding that was generated fits both.
@@ -15,7 +16,7 @@ Argument = namedtuple("Argument", "type name")  # type as in C, without the name
 Function = namedtuple("Function", "name result arguments text section convention words decorated")
 Result = namedtuple("Result", "name value text advice")
 
-WORDS = {"double": 2}  # every other argument is one word of 32 bits
+WORDS = {"double": 2, "uint64_t": 2}  # every other argument is one word of 32 bits
 
 
 class InterfaceError(Exception):
@@ -36,7 +37,7 @@ def _number(text, constants):
 
 def _readEnums(header):
     enums, values = [], {}
-    pattern = r"((?:/\*(?:(?!\*/).)*\*/\n)?)enum (\w*) ?\{(.*?)\};"
+    pattern = r"((?:/\*(?:(?!\*/).)*\*/\n)?)(?:typedef )?enum (\w*) ?\{(.*?)\}(?: \2)?;"
     for match in re.finditer(pattern, header, re.S):
         constants = []
         for entry in re.finditer(r"(KVEXA_\w+) = ([-\w]+),?(?: */\* (.*?) \*/)?", match[3]):
@@ -73,6 +74,11 @@ def _readArguments(text):
     return arguments
 
 
+def _readSimulationTable(table):
+    found = re.findall(r"^EXPORT\((\w+), (\d+)\)", table, re.M)
+    return {name: ("STDCALL", int(words)) for name, words in found}
+
+
 def _readTable(table):
     entries = {}
     for match in re.finditer(r"^EXPORT(_ALIAS)?\((\w+), (\w+), (\d+)\)", table, re.M):
@@ -81,32 +87,68 @@ def _readTable(table):
     return entries
 
 
-def _readFunctions(header, table):
-    functions, section, text = [], "", ""
-    token = (r"/\* ---- (?P<section>.*?) -+ \*/|(?P<comment>/\*(?:(?!\*/).)*\*/)|"
-             r"KVEXA_API (?P<result>\w+) (?P<convention>KVEXA_CALL(?:_CDECL)?) (?P<name>\w+)\((?P<arguments>.*?)\);")
+# How a function stands in kvexa.h.
+DECLARATION = (r"KVEXA_API (?P<result>\w+) (?P<convention>KVEXA_CALL(?:_CDECL)?) (?P<name>\w+)"
+               r"\((?P<arguments>.*?)\);")
+
+
+def _readDeclarations(header, declaration):
+    """Every declaration as a match, with the section in which it stands and its text."""
+    section, text = "", ""
+    token = r"/\* ---- (?P<section>.*?) -+ \*/|(?P<comment>/\*(?:(?!\*/).)*\*/)|" + declaration
     for match in re.finditer(token, header, re.S):
         if match["section"]:
             section = match["section"]
         elif match["comment"]:
             text = _paragraphs(match["comment"])
         else:
-            name = match["name"]
-            if name not in table:
-                raise InterfaceError(f"{name} stands in the header, but is not exported")
-            convention, words = table[name]
-            arguments = _readArguments(match["arguments"])
-            counted = sum(WORDS.get(argument.type, 1) for argument in arguments)
-            if counted != words:
-                raise InterfaceError(f"{name} has {counted} argument words in the header, {words} in the table")
-            if (match["convention"] == "KVEXA_CALL_CDECL") != (convention == "CDECL"):
-                raise InterfaceError(f"{name} has another calling convention in the header than in the table")
-            decorated = name if convention == "CDECL" else f"_{name}@{4 * words}"
-            functions.append(
-                Function(name, match["result"], arguments, text, section, convention, words, decorated))
+            yield match, section, text
+
+
+def _checkedArguments(match, table):
+    """The arguments of a declaration, which must be as many words as the table says."""
+    name = match["name"]
+    if name not in table:
+        raise InterfaceError(f"{name} stands in the header, but is not exported")
+    arguments, words = _readArguments(match["arguments"]), table[name][1]
+    counted = sum(WORDS.get(argument.type, 1) for argument in arguments)
+    if counted != words:
+        raise InterfaceError(f"{name} has {counted} argument words in the header, {words} in the table")
+    return arguments, words
+
+
+def _checkAllDeclared(functions, table):
     undeclared = table.keys() - {function.name for function in functions}
     if undeclared:
         raise InterfaceError(f"exported, but not in the header: {', '.join(sorted(undeclared))}")
+
+
+def _readFunctions(header, table):
+    functions = []
+    for match, section, text in _readDeclarations(header, DECLARATION):
+        name = match["name"]
+        arguments, words = _checkedArguments(match, table)
+        convention = table[name][0]
+        if (match["convention"] == "KVEXA_CALL_CDECL") != (convention == "CDECL"):
+            raise InterfaceError(f"{name} has another calling convention in the header than in the table")
+        decorated = name if convention == "CDECL" else f"_{name}@{4 * words}"
+        functions.append(Function(name, match["result"], arguments, text, section, convention, words, decorated))
+    _checkAllDeclared(functions, table)
+    return functions
+
+
+# How a function stands in kvexa_sim.h.
+SIMULATION_DECLARATION = (r"KVEXA_SIM_EXPORT\((?P<result>\w+)\)\s+(?P<name>\w+)"
+                          r"\((?P<arguments>[^;]*?)\) KVEXA_SIM_NOEXCEPT;")
+
+
+def _readSimulationFunctions(header, table):
+    functions = []
+    for match, section, text in _readDeclarations(header, SIMULATION_DECLARATION):
+        arguments, words = _checkedArguments(match, table)
+        name = match["name"]
+        functions.append(Function(name, match["result"], arguments, text, section, "STDCALL", words, name))
+    _checkAllDeclared(functions, table)
     return functions
 
 
@@ -121,7 +163,7 @@ def _readResults(text, enums):
 
 
 class Interface:
-    """Everything that a binding needs, in the header's order."""
+    """Everything that a binding to KVEXA_LIB.dll needs, in the header's order."""
 
     def __init__(self, headerFolder, exportTable):
         folder = Path(headerFolder)
@@ -132,3 +174,14 @@ class Interface:
         self.records = _readRecords(header)
         self.functions = _readFunctions(header, _readTable(Path(exportTable).read_text()))
         self.results = _readResults((folder / "kvexa_results.inc").read_text(), self.enums)
+
+
+class SimulationInterface:
+    """The same of kvexa_sim.dll, which has the version of the other one and no records."""
+
+    def __init__(self, headerFolder, exportTable, version):
+        header = (Path(headerFolder) / "kvexa_sim.h").read_text()
+        self.version = version
+        self.enums = _readEnums(header)
+        self.functions = _readSimulationFunctions(header, _readSimulationTable(Path(exportTable).read_text()))
+        self.results = next(enum for enum in self.enums if enum.name == "KvexaSimResult").constants

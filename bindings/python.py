@@ -1,9 +1,9 @@
-"""Writes _native.py, the generated part of the Python package."""
+"""Writes _native.py and _simulation_native.py, the generated parts of the Python package."""
 import textwrap
 
 SCALARS = {"int32_t": "c_int32", "uint32_t": "c_uint32", "uint16_t": "c_uint16", "uint8_t": "c_uint8",
-           "double": "c_double"}
-SPECIAL = {"const char*": "c_char_p", "void*": "c_void_p", "const void*": "c_void_p",
+           "uint64_t": "c_uint64", "double": "c_double"}
+SPECIAL = {"const char*": "c_char_p", "char*": "c_char_p", "void*": "c_void_p", "const void*": "c_void_p",
            "void* const*": "POINTER(c_void_p)"}
 
 HEAD = '''"""Constants, records, functions and result codes of KVEXA_LIB.dll. Generated from kvexa.h {version}; do not edit."""
@@ -11,6 +11,14 @@ from collections import namedtuple
 from ctypes import POINTER, Structure, c_char_p, c_double, c_int32, c_uint8, c_uint16, c_uint32, c_void_p
 
 __version__ = "{version}"
+
+'''
+
+
+SIMULATION_HEAD = '''"""Constants and functions of kvexa_sim.dll. Generated from kvexa_sim.h {version}; do not edit."""
+from ctypes import POINTER, c_char_p, c_int32, c_uint32, c_uint64
+
+from ._native import Function
 
 '''
 
@@ -53,12 +61,14 @@ def writeRecords(records):
     return text
 
 
+FUNCTION = "\n\nFunction = namedtuple(\"Function\", \"symbol convention result arguments names text\")\n"
+
+
 def writeFunctions(functions, records):
     names = {record.name for record in records}
-    text = "\n\nFunction = namedtuple(\"Function\", \"symbol convention result arguments names text\")\n"
     texts = list(dict.fromkeys(function.text for function in functions))
-    text += "\n_TEXTS = (\n" + "".join(f"    {entry!r},\n" for entry in texts) + ")\n"
-    text += "\n# Every function: exported name, calling convention, types, argument names, text of kvexa.h.\nFUNCTIONS = {\n"
+    text = "\n_TEXTS = (\n" + "".join(f"    {entry!r},\n" for entry in texts) + ")\n"
+    text += "\n# Every function: exported name, calling convention, types, argument names, text of the header.\nFUNCTIONS = {\n"
     for function in functions:
         kinds = "".join(kindOf(argument.type, names) + ", " for argument in function.arguments)
         arguments = "".join(f'"{argument.name}", ' for argument in function.arguments)
@@ -78,5 +88,11 @@ def writeResults(results):
 
 def write(interface):
     return (HEAD.format(version=interface.version) + writeConstants(interface.enums).lstrip("\n") +
-            writeRecords(interface.records) + writeFunctions(interface.functions, interface.records) +
+            writeRecords(interface.records) + FUNCTION + writeFunctions(interface.functions, interface.records) +
             writeResults(interface.results))
+
+
+def writeSimulation(interface):
+    names = "".join(f'    {constant.value}: "{constant.name}",\n' for constant in interface.results)
+    return (SIMULATION_HEAD.format(version=interface.version) + writeConstants(interface.enums).lstrip("\n") +
+            writeFunctions(interface.functions, []) + "\n# The names of the codes.\nRESULTS = {\n" + names + "}\n")

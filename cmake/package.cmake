@@ -10,18 +10,20 @@ if(PROJECT_VERSION AND NOT PROJECT_VERSION MATCHES "^${KVEXA_VERSION}(\\.|$)")
   message(FATAL_ERROR "kvexa.h says version ${KVEXA_VERSION}, CMakeLists.txt says ${PROJECT_VERSION}")
 endif()
 
-# The generator stops when the header and the export table differ.
+# The generator stops when a header and its export table differ.
 set(bindingsFolder ${CMAKE_BINARY_DIR}/bindings)
-set(bindings ${bindingsFolder}/kvexa/_native.py ${bindingsFolder}/Kvexa.cs)
+set(bindings ${bindingsFolder}/kvexa/_native.py ${bindingsFolder}/kvexa/_simulation_native.py
+             ${bindingsFolder}/Kvexa.cs ${bindingsFolder}/KvexaSim.cs)
 file(GLOB generatorSources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/bindings/*.py)
 set(interface ${CMAKE_SOURCE_DIR}/include/kvexa.h ${CMAKE_SOURCE_DIR}/include/kvexa_results.inc
-              ${CMAKE_SOURCE_DIR}/src/api/exports.inc)
+              ${CMAKE_SOURCE_DIR}/src/api/exports.inc ${CMAKE_SOURCE_DIR}/include/kvexa_sim.h
+              ${CMAKE_SOURCE_DIR}/sim/dll/exports.inc)
 add_custom_command(
   OUTPUT ${bindings} ${bindingsFolder}/functions.md ${bindingsFolder}/results.md
   COMMAND Python3::Interpreter -B ${CMAKE_SOURCE_DIR}/bindings/generate.py ${CMAKE_SOURCE_DIR}/include
-          ${CMAKE_SOURCE_DIR}/src/api/exports.inc ${bindingsFolder}
+          ${CMAKE_SOURCE_DIR}/src/api/exports.inc ${CMAKE_SOURCE_DIR}/sim/dll/exports.inc ${bindingsFolder}
   DEPENDS ${generatorSources} ${interface}
-  COMMENT "Generating the bindings from the header"
+  COMMENT "Generating the bindings from the headers"
   VERBATIM)
 
 # What is written by hand stands beside what is generated.

@@ -36,7 +36,8 @@ extern "C" {
 #define KVEXA_SIM_CALL
 #endif
 
-#ifdef __cplusplus
+/* C++98 does not know it. */
+#if defined(__cplusplus) && (__cplusplus >= 201103L || (defined(_MSC_VER) && _MSC_VER >= 1900))
 #define KVEXA_SIM_NOEXCEPT noexcept
 #else
 #define KVEXA_SIM_NOEXCEPT
@@ -70,10 +71,10 @@ typedef enum KvexaSimFault {
 
 /*
  * Starts the boards of a description in TOML. Frames arrive at their real rate unless the description asks
- * for simulated time. docs/simulated-boards.md has the keys; examples/boards.toml shows each of them. path
- * [in] the file. Files that it names are found from its folder. Results: KVEXA_SIM_OK,
- * KVEXA_SIM_BAD_ARGUMENT, KVEXA_SIM_BAD_DESCRIPTION (nothing was started), KVEXA_SIM_RUNNING,
- * KVEXA_SIM_BAD_FILE (the trace that the description names), KVEXA_SIM_NO_MEMORY.
+ * for simulated time. docs/simulated-boards.md has the keys; examples/boards.toml shows each of them.
+ *   path [in] the file. Files that it names are found from its folder.
+ * Results: KVEXA_SIM_OK, KVEXA_SIM_BAD_ARGUMENT, KVEXA_SIM_BAD_DESCRIPTION (nothing was started),
+ * KVEXA_SIM_RUNNING, KVEXA_SIM_BAD_FILE (the trace that the description names), KVEXA_SIM_NO_MEMORY.
  */
 KVEXA_SIM_EXPORT(int32_t) kvexaSimStartFile(const char* path) KVEXA_SIM_NOEXCEPT;
 
@@ -86,7 +87,8 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimStartText(const char* text) KVEXA_SIM_NOEXCEPT
 /*
  * Stops the simulation. Its boards are pulled out first: requests that wait in one end with an error,
  * captures that run end as they do when a board is unplugged. The next call of a library reaches the real
- * boards. Close boards before. Results: KVEXA_SIM_OK, KVEXA_SIM_NOT_RUNNING.
+ * boards. Close boards before.
+ * Results: KVEXA_SIM_OK, KVEXA_SIM_NOT_RUNNING.
  */
 KVEXA_SIM_EXPORT(int32_t) kvexaSimStop(void) KVEXA_SIM_NOEXCEPT;
 
@@ -132,8 +134,10 @@ kvexaSimWriteBoardRegister(uint32_t type, uint32_t index, uint32_t address,
 
 /*
  * Read and write a register of the sensor without the bus, whether the sensor is powered or not. What is
- * written is lost when the sensor loses its supply or is reset. address [in]     0 to 0xFFFF value   [out|in]
- * 8 bits Results: as above.
+ * written is lost when the sensor loses its supply or is reset.
+ *   address [in]     0 to 0xFFFF
+ *   value   [out|in] 8 bits
+ * Results: as above.
  */
 KVEXA_SIM_EXPORT(int32_t)
 kvexaSimReadSensorRegister(uint32_t type, uint32_t index, uint32_t address,
@@ -173,8 +177,9 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimClearFaults(uint32_t type, uint32_t index) KVE
 
 /*
  * Pulls the board out (every request fails and the board is not found), or plugs it in again. Its registers
- * stay. plugged [in] 0 or 1 Results: KVEXA_SIM_OK, KVEXA_SIM_BAD_ARGUMENT, KVEXA_SIM_NOT_RUNNING,
- * KVEXA_SIM_NO_BOARD.
+ * stay.
+ *   plugged [in] 0 or 1
+ * Results: KVEXA_SIM_OK, KVEXA_SIM_BAD_ARGUMENT, KVEXA_SIM_NOT_RUNNING, KVEXA_SIM_NO_BOARD.
  */
 KVEXA_SIM_EXPORT(int32_t) kvexaSimPlug(uint32_t type, uint32_t index, uint32_t plugged) KVEXA_SIM_NOEXCEPT;
 

@@ -25,7 +25,17 @@ class PathError(Error, ValueError):
 
 
 class LibraryError(Error, OSError):
-    """KVEXA_LIB.dll is not there, or is not for this Python."""
+    """KVEXA_LIB.dll or kvexa_sim.dll is not there, or is not for this Python."""
+
+
+class SimulationError(Error):
+    """What kvexa_sim.dll refused, in its words: what was called, the code and its name."""
+
+    def __init__(self, call, result, name, text):
+        super().__init__(text or "%s returned %d" % (call, result))
+        self.call = call
+        self.result = result
+        self.name = name
 
 
 def describe(result):

@@ -1,4 +1,4 @@
-"""The loaded DLL."""
+"""The loaded DLLs."""
 import ctypes
 import os
 import sys
@@ -10,27 +10,33 @@ from ._native import FUNCTIONS, __version__
 NAME = "KVEXA_LIB.dll"
 
 
+def bind(target, path, name, functions):
+    """Loads a DLL, and gives the target one attribute for each of its functions."""
+    if ctypes.sizeof(ctypes.c_void_p) != 4:
+        raise LibraryError(name + " is a 32-bit library: use a 32-bit Python")
+    if os.name != "nt":
+        raise LibraryError(name + " is a library of Windows: use a Python for Windows")
+    try:
+        stdcall, cdecl = ctypes.WinDLL(path), ctypes.CDLL(path)
+    except OSError as error:
+        raise LibraryError("%s cannot be loaded: %s" % (path, error)) from None
+    for function_name, function in functions.items():
+        try:
+            bound = (cdecl if function.convention == "cdecl" else stdcall)[function.symbol]
+        except AttributeError:
+            raise LibraryError("%s has no %s: it is another version than this package, %s"
+                               % (path, function_name, __version__)) from None
+        bound.restype = function.result
+        bound.argtypes = function.arguments
+        setattr(target, function_name, bound)
+
+
 class Library:
     """The loaded DLL, with one attribute for each of its functions."""
 
     def __init__(self, path):
-        if ctypes.sizeof(ctypes.c_void_p) != 4:
-            raise LibraryError(NAME + " is a 32-bit library: use a 32-bit Python")
-        if os.name != "nt":
-            raise LibraryError(NAME + " is a library of Windows: use a Python for Windows")
-        try:
-            stdcall, cdecl = ctypes.WinDLL(path), ctypes.CDLL(path)
-        except OSError as error:
-            raise LibraryError("%s cannot be loaded: %s" % (path, error)) from None
-        for name, function in FUNCTIONS.items():
-            try:
-                bound = (cdecl if function.convention == "cdecl" else stdcall)[function.symbol]
-            except AttributeError:
-                raise LibraryError("%s has no %s: it is another version than this package, %s"
-                                   % (path, name, __version__)) from None
-            bound.restype = function.result
-            bound.argtypes = function.arguments
-            setattr(self, name, bound)
+        bind(self, path, NAME, FUNCTIONS)
+        self.path = path
 
 
 def folders():
@@ -42,15 +48,16 @@ def folders():
     return found + [folder for folder in os.environ.get("PATH", "").split(os.pathsep) if folder]
 
 
-def locate(name):
-    """The whole path of a DLL that is given by its name alone; other names are taken as they are."""
+def locate(name, before=(), loader="kvexa.load"):
+    """The whole path of a DLL that is given by its name alone; other names are taken as they are. The folders
+    before are looked into first."""
     if os.path.dirname(name):
         return os.path.abspath(name)
-    for folder in folders():
+    for folder in [*before, *folders()]:
         candidate = os.path.join(folder, name)
         if os.path.isfile(candidate):
             return candidate
-    raise LibraryError("%s was not found: put it beside the program, or name it with kvexa.load(path)" % name)
+    raise LibraryError("%s was not found: put it beside the program, or name it with %s(path)" % (name, loader))
 
 
 _lock = threading.Lock()
@@ -66,6 +73,12 @@ def load(path=NAME):
     with _lock:
         _shared = loaded
     return loaded
+
+
+def loaded_folders():
+    """The folder of the DLL that was loaded last, if one was."""
+    path = getattr(_shared, "path", None)
+    return [os.path.dirname(path)] if path else []
 
 
 def library():
