@@ -13,7 +13,7 @@
 #include "Failure.h"
 #include "FileRemarks.h"
 #include "files/RegisterSettingReader.h"
-#include "usb/RegisterSettingPackets.h"
+#include "usb/registers/RegisterSettingPackets.h"
 
 namespace cli {
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "usb/RegisterPacket.h"
-#include "usb/RegisterSettingPackets.h"
+#include "usb/registers/RegisterPacket.h"
+#include "usb/registers/RegisterSettingPackets.h"
 
 using namespace kvexa;
 

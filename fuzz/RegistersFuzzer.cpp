@@ -8,7 +8,7 @@
 
 #include "MemoryFile.h"
 #include "files/RegisterSettingReader.h"
-#include "usb/RegisterSettingPackets.h"
+#include "usb/registers/RegisterSettingPackets.h"
 
 using namespace kvexa;
 

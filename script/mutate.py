@@ -37,7 +37,7 @@ LIKELY = {  # by the longest beginning of a path; a name stands for all programs
     "src/api/ConversionExports.cpp": [*CONVERSIONS, "call_test"],
     "src/win32": ["api_tests", "usb_tests", "pcie_tests", "unload_test", "load_test"],
 }
-PURE = ("src/convert/", "src/files/", "src/usb/RegisterPacket", "src/usb/RegisterSettingPackets",
+PURE = ("src/convert/", "src/files/", "src/usb/registers/RegisterPacket", "src/usb/registers/RegisterSettingPackets",
         "src/api/ConversionExports.cpp")  # what is compiled natively, too
 
 

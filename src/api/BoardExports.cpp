@@ -7,8 +7,8 @@
 #include "api/Dispatch.h"
 #include "pcie/BoardAccess.h"
 #include "pcie/Version.h"
-#include "usb/Boards.h"
-#include "usb/Version.h"
+#include "usb/link/Boards.h"
+#include "usb/registers/Version.h"
 #include "win32/FileVersion.h"
 
 namespace kvexa::api {

@@ -6,13 +6,13 @@
 #include "pcie/Capture.h"
 #include "pcie/CaptureParameters.h"
 #include "pcie/Measurement.h"
-#include "usb/ArrayCapture.h"
-#include "usb/Capture.h"
-#include "usb/CaptureParameters.h"
-#include "usb/CaptureSteps.h"
-#include "usb/Measurement.h"
-#include "usb/MultiShotCapture.h"
-#include "usb/Switches.h"
+#include "usb/capture/ArrayCapture.h"
+#include "usb/capture/Capture.h"
+#include "usb/capture/CaptureParameters.h"
+#include "usb/capture/CaptureSteps.h"
+#include "usb/capture/Measurement.h"
+#include "usb/capture/MultiShotCapture.h"
+#include "usb/registers/Switches.h"
 
 using namespace kvexa;
 using api::dispatch;

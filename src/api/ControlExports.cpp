@@ -4,7 +4,7 @@
 #include "api/Dispatch.h"
 #include "board/SwitchFields.h"
 #include "pcie/Switches.h"
-#include "usb/Switches.h"
+#include "usb/registers/Switches.h"
 
 using namespace kvexa;
 using api::dispatch;

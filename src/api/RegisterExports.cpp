@@ -6,12 +6,12 @@
 #include "pcie/BoardRegisters.h"
 #include "pcie/Reload.h"
 #include "pcie/SensorRegisters.h"
-#include "usb/BoardRegisters.h"
-#include "usb/Commands.h"
-#include "usb/RegisterSettingPlayer.h"
-#include "usb/SensorRegisters.h"
-#include "usb/Status.h"
-#include "usb/Transport.h"
+#include "usb/link/Status.h"
+#include "usb/link/Transport.h"
+#include "usb/registers/BoardRegisters.h"
+#include "usb/registers/Commands.h"
+#include "usb/registers/RegisterSettingPlayer.h"
+#include "usb/registers/SensorRegisters.h"
 
 using namespace kvexa;
 using api::dispatch;

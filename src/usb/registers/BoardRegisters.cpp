@@ -1,12 +1,12 @@
-#include "usb/BoardRegisters.h"
+#include "usb/registers/BoardRegisters.h"
 
 #include <algorithm>
 #include <array>
 
 #include "kvexa.h"
-#include "usb/CommandTurn.h"
-#include "usb/Status.h"
-#include "usb/Transport.h"
+#include "usb/link/CommandTurn.h"
+#include "usb/link/Status.h"
+#include "usb/link/Transport.h"
 #include "win32/ByteBuffer.h"
 
 namespace kvexa::usb {

@@ -1,6 +1,6 @@
-#include "usb/RegisterPacket.h"
+#include "usb/registers/RegisterPacket.h"
 
-#include "usb/Protocol.h"
+#include "usb/link/Protocol.h"
 
 namespace kvexa::usb {
 

@@ -1,9 +1,9 @@
-#include "usb/CaptureParameters.h"
+#include "usb/capture/CaptureParameters.h"
 
 #include <array>
 
 #include "board/ColourMatrix.h"
-#include "usb/BoardRegisters.h"
+#include "usb/registers/BoardRegisters.h"
 
 namespace kvexa::usb {
 

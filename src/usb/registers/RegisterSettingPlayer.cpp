@@ -1,4 +1,4 @@
-#include "usb/RegisterSettingPlayer.h"
+#include "usb/registers/RegisterSettingPlayer.h"
 
 #include <algorithm>
 #include <memory>
@@ -6,10 +6,10 @@
 #include <span>
 
 #include "files/RegisterSettingReader.h"
-#include "usb/CommandTurn.h"
-#include "usb/RegisterSettingPackets.h"
-#include "usb/Status.h"
-#include "usb/Transport.h"
+#include "usb/link/CommandTurn.h"
+#include "usb/link/Status.h"
+#include "usb/link/Transport.h"
+#include "usb/registers/RegisterSettingPackets.h"
 #include "win32/ByteBuffer.h"
 
 namespace kvexa::usb {

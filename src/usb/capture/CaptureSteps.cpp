@@ -1,12 +1,12 @@
-#include "usb/CaptureSteps.h"
+#include "usb/capture/CaptureSteps.h"
 
 #include <atomic>
 
 #include "kvexa.h"
-#include "usb/BoardRegisters.h"
-#include "usb/Commands.h"
-#include "usb/TargetWords.h"
-#include "usb/Transport.h"
+#include "usb/link/Transport.h"
+#include "usb/registers/BoardRegisters.h"
+#include "usb/registers/Commands.h"
+#include "usb/registers/TargetWords.h"
 #include "win32/WaitLimits.h"
 
 namespace kvexa::usb {

@@ -1,11 +1,11 @@
-#include "usb/Switches.h"
+#include "usb/registers/Switches.h"
 
 #include <algorithm>
 #include <bit>
 #include <iterator>
 
 #include "board/SwitchFields.h"
-#include "usb/BoardRegisters.h"
+#include "usb/registers/BoardRegisters.h"
 
 namespace kvexa::usb {
 

@@ -1,8 +1,8 @@
-#include "usb/RegisterSettingPackets.h"
+#include "usb/registers/RegisterSettingPackets.h"
 
 #include <algorithm>
 
-#include "usb/Protocol.h"
+#include "usb/link/Protocol.h"
 
 namespace kvexa::usb {
 

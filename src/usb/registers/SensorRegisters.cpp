@@ -1,13 +1,13 @@
-#include "usb/SensorRegisters.h"
+#include "usb/registers/SensorRegisters.h"
 
 #include <algorithm>
 #include <limits>
 #include <optional>
 
-#include "usb/CommandTurn.h"
-#include "usb/RegisterPacket.h"
-#include "usb/Status.h"
-#include "usb/Transport.h"
+#include "usb/link/CommandTurn.h"
+#include "usb/link/Status.h"
+#include "usb/link/Transport.h"
+#include "usb/registers/RegisterPacket.h"
 #include "win32/ByteBuffer.h"
 
 namespace kvexa::usb {

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "usb/Protocol.h"
+#include "usb/link/Protocol.h"
 
 namespace kvexa::usb {
 

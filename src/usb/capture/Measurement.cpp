@@ -1,7 +1,7 @@
-#include "usb/Measurement.h"
+#include "usb/capture/Measurement.h"
 
 #include "board/FramePeriod.h"
-#include "usb/BoardRegisters.h"
+#include "usb/registers/BoardRegisters.h"
 
 namespace kvexa::usb {
 

@@ -1,9 +1,9 @@
-#include "usb/Status.h"
+#include "usb/link/Status.h"
 
 #include <algorithm>
 
 #include "kvexa.h"
-#include "usb/Transport.h"
+#include "usb/link/Transport.h"
 
 namespace kvexa::usb {
 

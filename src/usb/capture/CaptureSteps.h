@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "usb/Boards.h"
-#include "usb/Link.h"
+#include "usb/link/Boards.h"
+#include "usb/link/Link.h"
 #include "win32/AbortSignal.h"
 
 namespace kvexa::usb {

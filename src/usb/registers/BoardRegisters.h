@@ -6,9 +6,9 @@
 
 #include <cstdint>
 
-#include "usb/Link.h"
-#include "usb/Protocol.h"
-#include "usb/RegisterPacket.h"
+#include "usb/link/Link.h"
+#include "usb/link/Protocol.h"
+#include "usb/registers/RegisterPacket.h"
 
 namespace kvexa::usb {
 

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdint>
 
-#include "usb/Protocol.h"
+#include "usb/link/Protocol.h"
 
 namespace kvexa::usb {
 

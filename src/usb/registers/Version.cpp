@@ -1,10 +1,10 @@
-#include "usb/Version.h"
+#include "usb/registers/Version.h"
 
 #include <array>
 
 #include "kvexa.h"
-#include "usb/BoardRegisters.h"
-#include "usb/Transport.h"
+#include "usb/link/Transport.h"
+#include "usb/registers/BoardRegisters.h"
 #include "win32/FileVersion.h"
 
 namespace kvexa::usb {

@@ -1,4 +1,4 @@
-#include "usb/Boards.h"
+#include "usb/link/Boards.h"
 
 #include <array>
 #include <mutex>

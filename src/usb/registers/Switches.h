@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "kvexa.h"
-#include "usb/Protocol.h"
+#include "usb/link/Protocol.h"
 
 namespace kvexa::usb {
 

@@ -1,4 +1,4 @@
-#include "usb/CommandTurn.h"
+#include "usb/link/CommandTurn.h"
 
 namespace kvexa::usb {
 

@@ -1,4 +1,4 @@
-#include "usb/ArrayCapture.h"
+#include "usb/capture/ArrayCapture.h"
 
 #include <algorithm>
 #include <atomic>
@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "kvexa.h"
-#include "usb/BoardRegisters.h"
-#include "usb/CaptureSteps.h"
-#include "usb/Commands.h"
-#include "usb/TargetWords.h"
+#include "usb/capture/CaptureSteps.h"
+#include "usb/registers/BoardRegisters.h"
+#include "usb/registers/Commands.h"
+#include "usb/registers/TargetWords.h"
 #include "win32/Lock.h"
 #include "win32/ResultWord.h"
 #include "win32/WaitLimits.h"

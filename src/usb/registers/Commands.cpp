@@ -1,10 +1,10 @@
-#include "usb/Commands.h"
+#include "usb/registers/Commands.h"
 
 #include <array>
 
 #include "kvexa.h"
-#include "usb/TargetWords.h"
-#include "usb/Transport.h"
+#include "usb/link/Transport.h"
+#include "usb/registers/TargetWords.h"
 
 namespace kvexa::usb {
 

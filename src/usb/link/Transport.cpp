@@ -1,4 +1,4 @@
-#include "usb/Transport.h"
+#include "usb/link/Transport.h"
 
 #include <algorithm>
 #include <array>

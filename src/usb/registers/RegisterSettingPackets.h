@@ -8,7 +8,7 @@
 #include <span>
 
 #include "kvexa.h"
-#include "usb/RegisterPacket.h"
+#include "usb/registers/RegisterPacket.h"
 
 namespace kvexa::usb {
 

@@ -1,4 +1,4 @@
-#include "usb/MultiShotCapture.h"
+#include "usb/capture/MultiShotCapture.h"
 
 #include <algorithm>
 #include <mutex>
@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "kvexa.h"
-#include "usb/BoardRegisters.h"
-#include "usb/CaptureSteps.h"
-#include "usb/CommandTurn.h"
-#include "usb/Commands.h"
-#include "usb/Status.h"
-#include "usb/TargetWords.h"
+#include "usb/capture/CaptureSteps.h"
+#include "usb/link/CommandTurn.h"
+#include "usb/link/Status.h"
+#include "usb/registers/BoardRegisters.h"
+#include "usb/registers/Commands.h"
+#include "usb/registers/TargetWords.h"
 #include "win32/AbortSignal.h"
 #include "win32/Events.h"
 #include "win32/Lock.h"

@@ -3,8 +3,8 @@
 
 #include <windows.h>
 
-#include "usb/Boards.h"
-#include "usb/Link.h"
+#include "usb/link/Boards.h"
+#include "usb/link/Link.h"
 #include "win32/WaitLimits.h"
 
 namespace kvexa::usb {

@@ -1,10 +1,10 @@
-#include "usb/Capture.h"
+#include "usb/capture/Capture.h"
 
 #include "kvexa.h"
-#include "usb/BoardRegisters.h"
-#include "usb/CaptureSteps.h"
-#include "usb/Commands.h"
-#include "usb/TargetWords.h"
+#include "usb/capture/CaptureSteps.h"
+#include "usb/registers/BoardRegisters.h"
+#include "usb/registers/Commands.h"
+#include "usb/registers/TargetWords.h"
 #include "win32/AbortSignal.h"
 
 namespace kvexa::usb {

@@ -1,13 +1,13 @@
-#include "usb/TargetWords.h"
+#include "usb/registers/TargetWords.h"
 
 #include <algorithm>
 #include <array>
 
 #include "kvexa.h"
-#include "usb/CommandTurn.h"
-#include "usb/RegisterPacket.h"
-#include "usb/Status.h"
-#include "usb/Transport.h"
+#include "usb/link/CommandTurn.h"
+#include "usb/link/Status.h"
+#include "usb/link/Transport.h"
+#include "usb/registers/RegisterPacket.h"
 
 namespace kvexa::usb {
 

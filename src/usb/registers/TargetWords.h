@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "usb/Link.h"
-#include "usb/Protocol.h"
+#include "usb/link/Link.h"
+#include "usb/link/Protocol.h"
 
 namespace kvexa::usb {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <span>
 
-#include "usb/Protocol.h"
+#include "usb/link/Protocol.h"
 
 namespace kvexa::usb {
 
