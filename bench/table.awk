@@ -1,4 +1,5 @@
-# Lines "job|frame|who|seconds" to a Markdown table of ratios; of several measurements the best counts.
+# Lines "job|frame|who|seconds" to a Markdown table of ratios; of several measurements the best counts. `sets` has the
+# names of the instruction sets.
 function ratio(a, b) { return b > 0 && a > 0 ? sprintf("%.2f", a / b) : "" }
 BEGIN { FS = "|" }
 NF == 4 {
@@ -7,8 +8,12 @@ NF == 4 {
   if (!((key FS $3) in time) || $4 < time[key FS $3]) time[key FS $3] = $4
 }
 END {
-  print "| conversion | frame | sse2 | sse41 | avx2 | avx512 | of copying | of the peak | over OpenCV | over libyuv | over the compiler |"
-  print "|---|---|---|---|---|---|---|---|---|---|---|"
+  setCount = split(sets, set, " ")
+  heading = "| conversion | frame"
+  for (s = 1; s <= setCount; ++s) heading = heading " | " set[s]
+  print heading " | of copying | of the peak | over OpenCV | over libyuv | over the compiler |"
+  gsub(/[^|]+/, "---", heading)
+  print heading "|---|---|---|---|---|"
   for (i = 1; i <= count; ++i) {
     key = order[i]
     if (!((key FS "scalar") in time)) continue
@@ -16,8 +21,7 @@ END {
     plain = time[key FS "scalar"]
     best = plain
     row = "| " part[1] " | " part[2]
-    sets = split("sse2 sse41 avx2 avx512", set, " ")
-    for (s = 1; s <= sets; ++s) {
+    for (s = 1; s <= setCount; ++s) {
       own = time[key FS set[s]]
       row = row " | " ratio(plain, own)
       if (own > 0 && own < best) best = own

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kvexa::test {
@@ -11,14 +12,15 @@ namespace kvexa::test {
 struct MachineSet {
   const char* name;
   bool isThere;
+  std::string_view needs;  // the features, each in quotation marks
 };
 
 inline const std::vector<MachineSet>& machineSets() {
   __builtin_cpu_init();
   static const std::vector<MachineSet> sets = {
-      {"scalar", true},
+      {"scalar", true, ""},
 #define NEEDS(feature) (__builtin_cpu_supports(feature) != 0)
-#define INSTRUCTION_SET(name, vocabulary, needs) {#name, (needs)},
+#define INSTRUCTION_SET(name, vocabulary, needs) {#name, (needs), #needs},
 #include "src/convert/vector/sets.inc"
 #undef INSTRUCTION_SET
 #undef NEEDS
@@ -29,6 +31,14 @@ inline const std::vector<MachineSet>& machineSets() {
 inline bool machineHas(const std::string& name) {
   for (const MachineSet& set : machineSets()) {
     if (name == set.name) return set.isThere;
+  }
+  return false;
+}
+
+// Whether a set is made of a feature, or of one whose name begins so.
+inline bool setNeeds(const std::string& name, const std::string& feature) {
+  for (const MachineSet& set : machineSets()) {
+    if (name == set.name) return set.needs.find('"' + feature) != std::string_view::npos;
   }
   return false;
 }
