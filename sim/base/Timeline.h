@@ -202,6 +202,7 @@ class Timeline {
   std::string describeLocked() const;
 
   Clock& clock_;
+  NativeLock advanceLock_;  // before mutex_
   mutable NativeLock mutex_;
   std::map<DWORD, MemberPointer> members_;
   unsigned running_ = 0;  // members that do not wait

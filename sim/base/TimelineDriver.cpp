@@ -90,6 +90,8 @@ void Timeline::happenAt(Lock& lock, Source& source) {
 }
 
 void Timeline::advance(Microseconds duration) {
+  // One after another, so that each adds its own.
+  const std::lock_guard turn(advanceLock_);
   Lock lock(mutex_);
   const Microseconds end = clock_.now() + duration;
   for (;;) {
