@@ -70,8 +70,9 @@ TEST_F(SimulationFile, EveryExportLiesInCode) {
 }
 
 TEST_F(SimulationFile, ImportsFromSystemLibrariesOnly) {
-  const std::set<std::string> system = {"kernel32.dll", "user32.dll",  "advapi32.dll", "setupapi.dll",
-                                        "cfgmgr32.dll", "version.dll", "msvcrt.dll",   "ntdll.dll"};
+  const std::set<std::string> system = {"kernel32.dll", "user32.dll",   "advapi32.dll",
+                                        "setupapi.dll", "cfgmgr32.dll", "version.dll",
+                                        "msvcrt.dll",   "ntdll.dll",    "winmm.dll"};
   DWORD at = file.directory(IMAGE_DIRECTORY_ENTRY_IMPORT).VirtualAddress;
   unsigned count = 0;
   for (;; at += sizeof(IMAGE_IMPORT_DESCRIPTOR), ++count) {
