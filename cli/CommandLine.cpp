@@ -131,7 +131,8 @@ CommandLine inGroup(std::vector<std::string> arguments, std::span<const Command>
   return {found, false, "", std::move(arguments)};
 }
 
-CommandLine helpOn(const std::vector<std::string>& words, std::span<const Command> commands) {
+CommandLine helpOn(std::vector<std::string> words, std::span<const Command> commands) {
+  std::erase_if(words, [](const std::string& word) { return word.starts_with("-"); });
   if (words.empty()) return {};
   const std::string group = words.size() > 1 ? words[0] + " " + words[1] : words[0];
   if (const Command* const found = find(group, commands)) return {found, false, "", {"--help"}};

@@ -40,7 +40,7 @@ FrameLayout layoutOf(Output& output, const CapParam& parameters) {
   output.record("kVexaCalcFrameSizeEx", result);
   if (result < 0) {
     throw Failure("the capture parameters have no frame size: " + describeFormat(parameters), ExitCode::file,
-                  "docs: INPUTFORMAT, BITWIDTH and SPACK must go together, and the area must not be empty");
+                  "INPUTFORMAT, BITWIDTH and SPACK must go together, and the area must not be empty");
   }
   output.detail("frame", format("%u x %u, %u byte%s a sample, %u bytes", frame.width, frame.height,
                                 frame.unit, frame.unit == 1 ? "" : "s", frame.bytes));

@@ -77,7 +77,9 @@ Session::Session(const CommonOptions& options) : simulated_(std::make_unique<Sim
     } catch (const std::runtime_error& error) {
       throw Failure(error.what());
     }
-    simulated_->attachment = std::make_unique<sim::Attachment>(library, simulated_->described->machine());
+    sim::Machine& machine = simulated_->described->machine();
+    for (unsigned i = 0; i < simulated_->described->count(KVEXA_BOARD_PCIE); ++i) machine.pciBus().addBoard();
+    simulated_->attachment = std::make_unique<sim::Attachment>(library, machine);
     return;
   }
   sim::Bench& bench =
@@ -90,6 +92,7 @@ Session::Session(const CommonOptions& options) : simulated_(std::make_unique<Sim
   for (std::uint32_t i = 0; options.simulate && i < count; ++i) {
     bench.addBoard(KVEXA_BOARD_USB);
     bench.addBoard(KVEXA_BOARD_PCIE);
+    bench.machine().pciBus().addBoard();
   }
   // Real boards without a trace need nothing of the bench.
   if (options.simulate || !options.trace.empty()) bench.attach(library);
