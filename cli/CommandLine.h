@@ -18,7 +18,7 @@ struct CommandLine {
 };
 
 // Throws UsageFailure, with the nearest words, when there is no such command.
-CommandLine readCommandLine(const std::vector<std::string>& arguments, std::span<const Command> commands);
+CommandLine readCommandLine(const std::vector<std::string>& given, std::span<const Command> commands);
 
 // The candidate that differs from the word in two letters at most; empty when none does.
 std::string nearestWord(std::string_view word, const std::vector<std::string>& candidates);

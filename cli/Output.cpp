@@ -27,7 +27,7 @@ std::string formatted(const char* pattern, std::va_list arguments) {
 }  // namespace
 
 struct Output::Object {
-  Json json;
+  Json json = Json::object();
   Json& at(const std::string& place) { return json[Json::json_pointer("/" + place)]; }
 };
 

@@ -30,7 +30,7 @@ class Output {
   void detail(const std::string& what, const std::string& text);
 
   // A line of the result, for people.
-  __attribute__((format(gnu_printf, 2, 3))) void print(const char* format, ...);
+  __attribute__((format(gnu_printf, 2, 3))) void print(const char* pattern, ...);
 
   // A member of the object, by its place: "supplies/v1/on", "boards/0/type". Texts are in the ANSI code page.
   void put(const std::string& place, const std::string& value);

@@ -61,7 +61,7 @@ void explain(Output& output, const std::string& path) {
     throw Failure(path + ": is refused: the name must end in \"dat\", in lower case");
   }
   if (result != KVEXA_OK) {
-    const std::string cause = remarks.fault();
+    const std::string& cause = remarks.fault();
     throw Failure(path + ": is refused: " + kvexa::describe(result) + (cause.empty() ? "" : ": " + cause));
   }
 }

@@ -21,6 +21,8 @@ class PcieSource : public FrameSource {
   ~PcieSource() override {
     if (runs_) kVexaAbortCapture(board_.handle());
   }
+  PcieSource(const PcieSource&) = delete;
+  PcieSource& operator=(const PcieSource&) = delete;
 
   void start() override { board_.step("kVexaMultiShotCaptureEx", begin()); }
   void stop() override {

@@ -128,12 +128,12 @@ std::string PictureMaker::make(const std::uint8_t* frame, kvexa::Image& image) c
 
 std::string PictureMaker::makeBayer(const std::uint8_t* frame, kvexa::Image& image) const {
   if (kernels_.empty()) {
-    const std::string call = isWide_ ? "kVexaRaw16ToRgb888" : "kVexaRaw8ToRgb888";
+    std::string call = isWide_ ? "kVexaRaw16ToRgb888" : "kVexaRaw8ToRgb888";
     require(call, isWide_ ? image.fromBayer16(words(frame), options_.pattern, layout_.bits)
                           : image.fromBayer8(frame, options_.pattern));
     return call;
   }
-  const std::string call = isWide_ ? "kVexaRaw16ToMtxRgb888" : "kVexaRaw8ToMtxRgb888";
+  std::string call = isWide_ ? "kVexaRaw16ToMtxRgb888" : "kVexaRaw8ToMtxRgb888";
   require(call, isWide_ ? kVexaRaw16ToMtxRgb888(words(frame), image.pixels(), width_, layout_.height,
                                                 options_.pattern, kernels_.data(), layout_.bits)
                         : kVexaRaw8ToMtxRgb888(frame, image.pixels(), width_, layout_.height,
@@ -143,7 +143,7 @@ std::string PictureMaker::makeBayer(const std::uint8_t* frame, kvexa::Image& ima
 
 std::string PictureMaker::makeYuyv(const std::uint8_t* frame, kvexa::Image& image) const {
   const bool hasMatrix = !matrix_.empty();
-  const std::string call =
+  std::string call =
       std::string("kVexaYuyv") + (isWide_ ? "16" : "8") + "To" + (hasMatrix ? "MtxRgbT2" : "RgbT2");
   const auto convert = [&]() -> std::int32_t {
     if (isWide_ && hasMatrix) {

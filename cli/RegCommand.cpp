@@ -24,6 +24,7 @@ bool isUsb(const Context& context) { return context.common.boardType == KVEXA_BO
 
 std::vector<RegisterRange> parseRanges(const std::vector<std::string>& words) {
   std::vector<RegisterRange> ranges;
+  ranges.reserve(words.size());
   for (const std::string& word : words) ranges.push_back(parseRange(word));
   return ranges;
 }
@@ -84,6 +85,7 @@ void verify(const Board& board, const RegisterAccess& access, const RegisterWrit
 void set(Context& context, const RegOptions& options) {
   const RegisterAccess access(options.registers, isUsb(context));
   std::vector<RegisterWrite> writes;
+  writes.reserve(options.words.size());
   for (const std::string& word : options.words) writes.push_back(parseWrite(word, access.largestValue()));
   const Board board(context);
   Powered power(board, options.registers.power);

@@ -91,7 +91,7 @@ void setVariable(const wchar_t* name, const std::string& value) {
 // Every process of the run writes behind what is there, so the file is emptied here.
 std::string prepareTrace(const std::string& trace) {
   if (trace.empty()) return {};
-  const std::string path = absoluteUtf8(trace);
+  std::string path = absoluteUtf8(trace);
   const HANDLE file = CreateFileW(sim::wideText(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                   CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) throw RunFailure(runFailed, trace + ": cannot be written");
