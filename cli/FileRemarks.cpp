@@ -1,7 +1,6 @@
 #include "FileRemarks.h"
 
 #include <cctype>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 
@@ -47,20 +46,33 @@ std::string quoted(std::string_view text) {
   return shown;
 }
 
-void Remarks::add(unsigned line, std::string_view subject, const std::string& reason) {
-  std::string text = line != 0 ? "line " + std::to_string(line) : "file";
-  if (!subject.empty()) text += ", " + std::string(subject);
-  (line != 0 ? ofLines_ : ofFile_).push_back(text + ": " + reason);
+std::string Remarks::textOf(const Remark& remark) {
+  const std::string place = remark.line != 0 ? "line " + std::to_string(remark.line) : "file";
+  return place + (remark.subject.empty() ? "" : ", " + remark.subject) + ": " + remark.reason;
 }
 
-void Remarks::print() const {
-  if (ofLines_.empty() && ofFile_.empty()) {
-    std::printf("nothing suspicious\n");
-    return;
+void Remarks::add(unsigned line, std::string_view subject, const std::string& reason) {
+  remarks_.push_back({line, std::string(subject), reason});
+}
+
+void Remarks::addFault(unsigned line, std::string_view subject, const std::string& reason) {
+  add(line, subject, reason);
+  if (fault_.empty()) fault_ = textOf(remarks_.back());
+}
+
+void Remarks::tell(Output& output) const {
+  output.putList("remarks");
+  for (std::size_t i = 0; i < remarks_.size(); ++i) {
+    const std::string place = "remarks/" + std::to_string(i);
+    output.put(place + "/line", remarks_[i].line);
+    output.put(place + "/subject", remarks_[i].subject);
+    output.put(place + "/text", remarks_[i].reason);
   }
-  std::printf("suspicious:\n");
-  for (const auto* remarks : {&ofLines_, &ofFile_}) {
-    for (const std::string& remark : *remarks) std::printf("  %s\n", remark.c_str());
+  output.print(remarks_.empty() ? "nothing suspicious\n" : "suspicious:\n");
+  for (const bool ofLines : {true, false}) {
+    for (const Remark& remark : remarks_) {
+      if ((remark.line != 0) == ofLines) output.print("  %s\n", textOf(remark).c_str());
+    }
   }
 }
 

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Output.h"
+
 namespace cli {
 
 // One line of a file as its readers see it.
@@ -27,12 +29,28 @@ class Remarks {
   // A line of 0 is the whole file; the subject may be empty.
   void add(unsigned line, std::string_view subject, const std::string& reason);
 
-  // One line each, those of the file as a whole last.
-  void print() const;
+  // The same for what makes the file useless, not only suspicious.
+  void addFault(unsigned line, std::string_view subject, const std::string& reason);
+
+  // The first fault: "line 3: ends in a carriage return"; empty when there is none.
+  const std::string& fault() const { return fault_; }
+
+  // One line each, those of the file as a whole last; in JSON the list "remarks".
+  void tell(Output& output) const;
 
  private:
-  std::vector<std::string> ofLines_;
-  std::vector<std::string> ofFile_;
+  struct Remark {
+    unsigned line;
+    std::string subject;
+    std::string reason;
+  };
+  static std::string textOf(const Remark& remark);
+
+  std::vector<Remark> remarks_;
+  std::string fault_;
 };
+
+// What editors put before UTF-8; the library reads it as letters of the first line.
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 }  // namespace cli

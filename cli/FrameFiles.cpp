@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Failure.h"
+#include "Paths.h"
 
 namespace cli {
 
@@ -21,40 +22,40 @@ std::size_t findMark(const std::string& name) {
   return mark != std::string::npos && folder != std::string::npos && mark < folder ? std::string::npos : mark;
 }
 
-void check(const std::string& path, const char* call, std::int32_t result) {
-  kvexa::require(path + ": " + call, result);
-}
-
 }  // namespace
 
 FrameFiles::FrameFiles(std::string name, std::uint32_t count)
     : name_(std::move(name)),
+      kind_(fileKindOf(name_)),
       mark_(findMark(name_)),
       digits_(static_cast<unsigned>(count == 0 ? digitsWithoutEnd
                                                : std::max(fewestDigits, std::to_string(count).size()))) {
+  if (isFolder(name_) || name_.ends_with('/') || name_.ends_with('\\')) {
+    throw UsageFailure(name_ + ": is a folder, and the frames need a name with a '#' in it",
+                       "for example " + name_ + "/frame-#.bmp");
+  }
+  if (kind_ == FileKind::folder) kind_ = FileKind::bmp;
   if (mark_ == std::string::npos && count != 1) {
-    throw Failure(name_ + ": needs a '#' where the frames' numbers go");
+    throw UsageFailure(name_ + ": needs a '#' where the frames' numbers go", "for example frame-#.bmp");
   }
-  const std::filesystem::path folder = std::filesystem::path(name_).parent_path();
-  if (folder.empty()) return;
-  std::error_code error;
-  std::filesystem::create_directories(folder, error);
-  if (!std::filesystem::is_directory(folder, error)) {
-    throw Failure(folder.generic_string() + ": cannot be made a folder");
-  }
+  MadeFolders::check(folderOf(name_));
 }
 
-void FrameFiles::save(std::uint32_t number, const std::uint8_t* samples, const FrameLayout& frame,
-                      std::uint32_t pattern) {
+FrameFiles::~FrameFiles() { folders_.removeEmpty(); }
+
+void FrameFiles::save(std::uint32_t number, const std::uint8_t* frame, FrameWriter& writer) {
   const std::string path = pathOf(number);
-  colour_.resize(frame.width, frame.height);
-  check(path, "kVexaRaw8ToRgb888", colour_.fromBayer8(samples, pattern));
-  const std::int32_t result = colour_.saveBmp(path);
-  if (result < 0) {
+  if (!hasFolder_) folders_.make(folderOf(name_));
+  hasFolder_ = true;
+  try {
+    writer.write(path, kind_, frame, nullptr);
+  } catch (...) {
     std::error_code ignored;
-    if (std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
+    if (std::filesystem::is_regular_file(toPath(path), ignored)) {
+      std::filesystem::remove(toPath(path), ignored);
+    }
+    throw;
   }
-  check(path, "kVexaSaveBmpFile", result);
 }
 
 std::string FrameFiles::pathOf(std::uint32_t number) const {

@@ -1,27 +1,28 @@
 // What comes before a capture: the two files, the board's set-up, the size of a frame.
 #pragma once
 
-#include <kvexa.h>
+#include <kvexa.hpp>
 
 #include <cstdint>
 #include <string>
 
 #include "Board.h"
+#include "Output.h"
 
 namespace cli {
 
-struct FrameLayout {
-  std::uint32_t bytes = 0;
-  std::uint32_t bytesPerUnit = 0;
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-};
+using kvexa::FrameLayout;
 
 // Throws Failure when the file cannot be opened.
 void checkReadable(const std::string& path);
 
-CapParam readParameters(const std::string& path);
-FrameLayout layoutOf(const CapParam& parameters);
+// Throws Failure that names the file, its line and the cause.
+CapParam readParameters(Output& output, const std::string& path);
+FrameLayout layoutOf(Output& output, const CapParam& parameters);
+
+// Plays a register-setting file into the sensor. One that cannot mean what its author wants is refused
+// before.
+void playRegisters(const Board& board, const std::string& registers);
 
 // Plays the register-setting file and programs the capture front end.
 void setUpSensor(const Board& board, const std::string& registers, const CapParam& parameters);

@@ -14,13 +14,14 @@ std::atomic<HANDLE> pressed{nullptr};
 BOOL WINAPI onKey(DWORD key) {
   if (key != CTRL_C_EVENT && key != CTRL_BREAK_EVENT) return FALSE;
   const HANDLE event = pressed.load();
-  return event != nullptr && SetEvent(event) != FALSE ? TRUE : FALSE;
+  if (event == nullptr || WaitForSingleObject(event, 0) == WAIT_OBJECT_0) return FALSE;
+  return SetEvent(event) != FALSE ? TRUE : FALSE;
 }
 
 }  // namespace
 
 Interrupt::Interrupt() : event_(CreateEventA(nullptr, TRUE, FALSE, nullptr)) {
-  if (event_ == nullptr) throw Failure("no memory for an event");
+  if (event_ == nullptr) throw Failure("no memory for an event", ExitCode::board);
   pressed = event_;
   // A program that started this one may have made it ignore Ctrl-C.
   SetConsoleCtrlHandler(nullptr, FALSE);
@@ -31,6 +32,10 @@ Interrupt::~Interrupt() {
   SetConsoleCtrlHandler(onKey, FALSE);
   pressed = nullptr;
   CloseHandle(event_);
+}
+
+void Interrupt::check() const {
+  if (isSet()) throw Failure("interrupted", ExitCode::interrupted);
 }
 
 }  // namespace cli

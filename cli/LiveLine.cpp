@@ -14,38 +14,40 @@ constexpr std::uint64_t fileInterval = 1000;
 
 }  // namespace
 
-LiveLine::LiveLine() : terminal_(_isatty(_fileno(stdout)) != 0), last_(GetTickCount64()) {}
+LiveLine::LiveLine(Output& output)
+    : output_(output),
+      terminal_(!output.isJson() && _isatty(_fileno(stdout)) != 0),
+      last_(GetTickCount64()) {}
 
 LiveLine::~LiveLine() {
-  if (open_) std::putchar('\n');
+  if (open_) output_.print("\n");
 }
 
 bool LiveLine::isDue() const {
-  return GetTickCount64() - last_ >= (terminal_ ? terminalInterval : fileInterval);
+  return !output_.isQuiet() && GetTickCount64() - last_ >= (terminal_ ? terminalInterval : fileInterval);
 }
 
 void LiveLine::show(const std::string& text) {
+  output_.endLine();
   print(text);
   if (terminal_) {
     open_ = true;
   } else {
-    std::putchar('\n');
+    output_.print("\n");
   }
-  std::fflush(stdout);
   last_ = GetTickCount64();
 }
 
 void LiveLine::finish(const std::string& text) {
   print(text);
-  std::putchar('\n');
-  std::fflush(stdout);
+  output_.print("\n");
   open_ = false;
 }
 
 void LiveLine::print(const std::string& text) {
   // A shorter text covers the rest of a longer one.
   const std::size_t rest = terminal_ && shown_ > text.size() ? shown_ - text.size() : 0;
-  std::printf("%s  %s%s", open_ ? "\r" : "", text.c_str(), std::string(rest, ' ').c_str());
+  output_.print("%s  %s%s", open_ ? "\r" : "", text.c_str(), std::string(rest, ' ').c_str());
   shown_ = text.size();
 }
 

@@ -1,15 +1,17 @@
 // One line on standard output that shows progress: rewritten in place on a terminal, a new line every
-// second elsewhere.
+// second elsewhere, an object a second in JSON.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
+#include "Output.h"
+
 namespace cli {
 
 class LiveLine {
  public:
-  LiveLine();
+  explicit LiveLine(Output& output);
 
   // Ends the line, so that what comes next starts on one of its own.
   ~LiveLine();
@@ -18,6 +20,7 @@ class LiveLine {
 
   // Whether it is time to show something new; asked first, as finding out what may cost something.
   bool isDue() const;
+  // The object that JSON shows holds what was put into the output.
   void show(const std::string& text);
 
   // The last text, which stays.
@@ -26,6 +29,7 @@ class LiveLine {
  private:
   void print(const std::string& text);
 
+  Output& output_;
   bool terminal_;
   bool open_ = false;
   std::size_t shown_ = 0;  // characters of the line that is shown

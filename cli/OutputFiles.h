@@ -1,34 +1,53 @@
-// The files that a command makes: kept when it succeeds, removed when it does not.
+// The files that a command makes: kept when it succeeds, removed when it does not, with the folders that were
+// made for them.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace cli {
 
+// Folders that are made when the first file goes into one. Throws Failure.
+class MadeFolders {
+ public:
+  // Throws Failure when something else than a folder is in the way; makes nothing.
+  static void check(const std::string& folder);
+
+  void make(const std::string& folder);
+  // Those that were made and are empty.
+  void removeEmpty();
+
+ private:
+  std::vector<std::filesystem::path> made_;
+};
+
 class OutputFiles {
  public:
-  // Makes the folder when it is not there.
-  explicit OutputFiles(const std::string& folder);
-
+  OutputFiles() = default;
   // Removes every file that was named, unless keep() was called.
   ~OutputFiles();
   OutputFiles(const OutputFiles&) = delete;
   OutputFiles& operator=(const OutputFiles&) = delete;
 
-  // The path of a file that the command is about to make.
-  std::string name(const std::string& file);
-
+  // Told of every file that the command is about to make; makes its folder.
+  void add(const std::string& file);
   void write(const std::string& file, std::span<const std::uint8_t> bytes);
   void keep() { kept_ = true; }
 
  private:
-  std::filesystem::path folder_;
-  std::vector<std::filesystem::path> files_;
+  MadeFolders folders_;
+  std::vector<std::string> files_;
   bool kept_ = false;
 };
+
+// The folder of a file's name; empty for a name alone.
+std::string folderOf(const std::string& file);
+
+// The whole text or nothing. Throws Failure.
+void writeWholeFile(const std::string& file, std::string_view content);
 
 }  // namespace cli

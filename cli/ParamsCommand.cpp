@@ -1,213 +1,128 @@
-#include "ParamsCommand.h"
-
+// kvexa params: what the library reads from a capture-parameter file, what looks wrong in it, and new files.
 #include <kvexa.hpp>
 
-#include <algorithm>
-#include <array>
-#include <cctype>
-#include <cstdint>
-#include <cstdio>
-#include <map>
-#include <optional>
+#include <memory>
 
+#include "CommandLine.h"
+#include "Commands.h"
 #include "Failure.h"
 #include "FileRemarks.h"
+#include "FrameSetup.h"
+#include "OutputFiles.h"
+#include "ParameterFile.h"
 #include "files/CapParamReader.h"
 
 namespace cli {
 
 namespace {
 
-using kvexa::files::capParamEndKey;
 using kvexa::files::capParamKeys;
-using kvexa::files::capParamLineLimit;
 
-constexpr std::uint32_t largestValue = 0xFFFF;
-
-std::string upper(std::string_view text) {
-  std::string result(text);
-  std::ranges::transform(result, result.begin(), [](unsigned char c) { return std::toupper(c); });
-  return result;
-}
-
-bool isKey(std::string_view text) {
-  return std::ranges::any_of(capParamKeys, [text](const auto& key) { return key.name == text; });
-}
-
-// A line as the library takes it apart: a blank drops what follows up to the next colon, and what follows
-// every colon is appended to the value.
-struct Parts {
-  std::string key;
-  std::string value;
-  bool hasColon = false;
-  bool blankAfterColon = false;
-  unsigned values = 0;  // pieces that the value is made of
-};
-
-Parts take(std::string_view line) {
-  enum class State { key, value, dropping } state = State::key;
-  Parts parts;
-  char before = '\0';
-  for (const char byte : line) {
-    if (byte == ':') {
-      parts.hasColon = true;
-      state = State::value;
-    } else if (byte == ' ') {
-      parts.blankAfterColon = parts.blankAfterColon || (before == ':' && parts.value.empty());
-      state = State::dropping;
-    } else if (state == State::key) {
-      parts.key += byte;
-    } else if (state == State::value) {
-      if (before == ':') ++parts.values;
-      parts.value += byte;
-    }
-    before = byte;
-  }
-  return parts;
-}
-
-std::string withoutReturn(std::string_view text) {
-  return std::string(text.ends_with('\r') ? text.substr(0, text.size() - 1) : text);
-}
-
-class Examination {
- public:
-  explicit Examination(std::string_view content) {
-    for (const TextLine& line : linesOf(content)) {
-      if (line.number > capParamLineLimit || isEnded_) break;
-      examine(line);
-    }
-    for (const auto& key : capParamKeys) {
-      if (!seen_.contains(key.name)) remarks_.add(0, key.name, "is missing");
-    }
-    if (!isEnded_)
-      remarks_.add(0, capParamEndKey,
-                   "is missing, so the library reads on to line " + std::to_string(capParamLineLimit) +
-                       " and refuses the file");
-  }
-
-  const Remarks& remarks() const { return remarks_; }
-
- private:
-  void examine(const TextLine& line) {
-    const Parts parts = take(line.text);
-    if (line.text.ends_with('\r')) {
-      hasReturns_
-          ? void()
-          : remarks_.add(line.number, "",
-                         "ends in a carriage return (so may others); \"END\" with one is not recognised");
-      hasReturns_ = true;
-    }
-    if (!line.isEnded)
-      remarks_.add(line.number, "", "is the last one and has no line feed, so the file is refused");
-    if (parts.key == capParamEndKey) {
-      isEnded_ = line.isEnded;
-      return;
-    }
-    if (isKey(parts.key)) {
-      examineValue(line.number, parts);
-    } else {
-      examineOther(line.number, parts);
-    }
-  }
-
-  void examineValue(unsigned line, const Parts& parts) {
-    const auto [place, isNew] = seen_.emplace(parts.key, line);
-    if (!isNew) {
-      remarks_.add(line, parts.key,
-                   "was set in line " + std::to_string(place->second) + " already; the later one counts");
-      place->second = line;
-    }
-    const std::string value = withoutReturn(parts.value);
-    if (value.empty()) {
-      remarks_.add(
-          line, parts.key,
-          parts.blankAfterColon ? "a blank after the colon leaves the value empty: 0" : "has no value: 0");
-      return;
-    }
-    if (parts.values > 1)
-      remarks_.add(line, parts.key, "a second colon appends to the value: " + quoted(value));
-    examineNumber(line, parts.key, value);
-  }
-
-  void examineNumber(unsigned line, const std::string& key, const std::string& value) {
-    const bool isHexadecimal = value.starts_with("0x") || value.starts_with("0X");
-    const bool isOctal = !isHexadecimal && value.size() > 1 && value[0] == '0';
-    const std::string digits = isHexadecimal ? value.substr(2) : value;
-    const char* allowed = isHexadecimal ? "0123456789abcdefABCDEF" : isOctal ? "01234567" : "0123456789";
-    const std::uint32_t number = kvexa::files::parseUnsigned(value.c_str());
-    if (digits.empty() || digits.find_first_not_of(allowed) != std::string::npos) {
-      remarks_.add(line, key, quoted(value) + " is no whole number; it is read as " + std::to_string(number));
-    } else if (isOctal) {
-      remarks_.add(line, key, value + " is octal: " + std::to_string(number));
-    }
-    if (number > largestValue) {
-      remarks_.add(line, key, value + " is cut to 16 bits: " + std::to_string(number & largestValue));
-    }
-  }
-
-  void examineOther(unsigned line, const Parts& parts) {
-    const std::string key = withoutReturn(parts.key);
-    if (key.empty() && !parts.hasColon) return;  // an empty line
-    if (key == capParamEndKey) return;           // reported as a carriage return already
-    if (isKey(upper(key))) {
-      remarks_.add(line, quoted(key), "is not " + upper(key) + ": keys are in capitals");
-    } else if (upper(key) == capParamEndKey) {
-      remarks_.add(line, quoted(key), "is not END: it is in capitals");
-    } else if (parts.hasColon && !key.starts_with('#') && !key.starts_with('/') && !key.starts_with(';')) {
-      remarks_.add(line, quoted(key), "is an unknown key and ignored");
-    }
-  }
-
-  Remarks remarks_;
-  std::map<std::string, unsigned, std::less<>> seen_;
-  bool isEnded_ = false;
-  bool hasReturns_ = false;
-};
-
-void printFields(const CapParam& parameters) {
+void tellFields(Output& output, const CapParam& parameters) {
   for (const auto& key : capParamKeys) {
     const unsigned value = parameters.*key.field;
-    std::printf("  %-13s %5u  0x%04X\n", std::string(key.name).c_str(), value, value);
+    const std::string name(key.name);
+    output.print("  %-13s %5u  0x%04X\n", name.c_str(), value, value);
+    output.put("fields/" + name, value);
   }
 }
 
-void printFrameSize(const CapParam& parameters) {
-  std::uint32_t bytes = 0;
-  std::uint32_t unit = 0;
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
-  const std::int32_t result =
-      kVexaCalcFrameSizeEx(&parameters, &bytes, &unit, &width, &height, KVEXA_ALIGN_512);
+void tellFrameSize(Output& output, const CapParam& parameters) {
+  kvexa::FrameLayout frame;
+  const std::int32_t result = kVexaCalcFrameSizeEx(&parameters, &frame.bytes, &frame.unit, &frame.width,
+                                                   &frame.height, KVEXA_ALIGN_512);
   if (result != KVEXA_OK) {
-    std::printf(
-        "frame: no size (kVexaCalcFrameSizeEx: %d): INPUTFORMAT %u with BITWIDTH %u and SPACK %u, SMIAIN %u, "
-        "or an empty area\n",
-        result, parameters.INPUTFORMAT, parameters.BITWIDTH, parameters.SPACK, parameters.SMIAIN);
-  } else {
-    std::printf("frame: %u x %u, %u byte%s a unit, %u bytes (kVexaCalcFrameSize says %u)\n", width, height,
-                unit, unit == 1 ? "" : "s", bytes, kVexaCalcFrameSize(&parameters, KVEXA_ALIGN_512));
+    output.print("frame: no size (kVexaCalcFrameSizeEx: %d): %s, or an empty area\n", result,
+                 describeFormat(parameters).c_str());
+    output.put("frame", nullptr);
+    return;
   }
+  output.print("frame: %u x %u, %u byte%s a unit, %u bytes (kVexaCalcFrameSize says %u)\n", frame.width,
+               frame.height, frame.unit, frame.unit == 1 ? "" : "s", frame.bytes,
+               kVexaCalcFrameSize(&parameters, KVEXA_ALIGN_512));
+  output.put("frame/width", frame.width);
+  output.put("frame/height", frame.height);
+  output.put("frame/unitBytes", frame.unit);
+  output.put("frame/bytes", frame.bytes);
 }
 
-}  // namespace
-
-void explainParameters(const std::string& path) {
+void explain(Output& output, const std::string& path) {
   const std::string content = readTextFile(path);
   CapParam parameters{};
   const std::int32_t result = kVexaGetCapFileParam(path.c_str(), &parameters);
-  const Examination examination(content);
+  const Remarks remarks = examineParameters(content);
+  output.put("file", path);
   if (result == KVEXA_OK) {
-    printFields(parameters);
-    printFrameSize(parameters);
+    tellFields(output, parameters);
+    tellFrameSize(output, parameters);
   }
-  examination.remarks().print();
+  remarks.tell(output);
   if (!kvexa::files::isCapParamName(path)) {
     throw Failure(path + ": is refused: the name must end in \"dat\", in lower case");
   }
   if (result != KVEXA_OK) {
-    throw Failure(path + ": is refused: " + kvexa::describe(result));
+    const std::string& cause = remarks.fault();
+    throw Failure(path + ": is refused: " + kvexa::describe(result) + (cause.empty() ? "" : ": " + cause));
   }
+}
+
+struct WriteOptions {
+  std::string file;
+  std::string from;
+  std::vector<std::string> settings;
+};
+
+// "HCNT=1280". The value has 16 bits in the file.
+void set(CapParam& parameters, const std::string& setting) {
+  const std::size_t sign = setting.find('=');
+  if (sign == std::string::npos) throw UsageFailure("'" + setting + "' is no KEY=VALUE, such as HCNT=1280");
+  const std::string name = setting.substr(0, sign);
+  std::vector<std::string> names;
+  for (const auto& key : capParamKeys) {
+    names.emplace_back(key.name);
+    if (key.name != name) continue;
+    parameters.*key.field =
+        static_cast<std::uint16_t>(parseNumber(setting.substr(sign + 1), name, 0, 0xFFFF));
+    return;
+  }
+  const std::string nearest = nearestWord(name, names);
+  throw UsageFailure("there is no key '" + name + "'" +
+                     (nearest.empty() ? "" : ", did you mean " + nearest + "?"));
+}
+
+void write(Output& output, const WriteOptions& options) {
+  if (!kvexa::files::isCapParamName(options.file)) {
+    throw UsageFailure(options.file + ": the name must end in \"dat\", in lower case");
+  }
+  CapParam parameters{};
+  if (!options.from.empty()) parameters = readParameters(output, options.from);
+  for (const std::string& setting : options.settings) set(parameters, setting);
+  std::string content;
+  for (const auto& key : capParamKeys) {
+    content += std::string(key.name) + ":" + std::to_string(parameters.*key.field) + "\n";
+  }
+  content += std::string(kvexa::files::capParamEndKey) + "\n";
+  writeWholeFile(options.file, content);
+  output.put("file", options.file);
+  tellFields(output, parameters);
+  tellFrameSize(output, parameters);
+}
+
+}  // namespace
+
+Action paramsExplainCommand(Options& options) {
+  const auto file = std::make_shared<std::string>();
+  options.text("FILE", *file, "the capture-parameter file").required();
+  return [file](Context& context) { explain(context.output, *file); };
+}
+
+Action paramsWriteCommand(Options& options) {
+  const auto values = std::make_shared<WriteOptions>();
+  options.text("FILE", values->file, "the file, whose name ends in \"dat\"")
+      .required()
+      .texts("KEY=VALUE", values->settings, "keys with their values; all others are 0")
+      .text("--from", values->from, "take the values that are not given from this file");
+  return [values](Context& context) { write(context.output, *values); };
 }
 
 }  // namespace cli

@@ -1,29 +1,43 @@
-// The boards that a command works with: the real ones, or simulated ones.
+// The boards that a command works with: the real ones, simulated ones, or those of a description.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
-
-#include "sim/attach/Bench.h"
 
 namespace cli {
 
-struct SessionOptions {
-  bool simulate = false;
+class Options;
+
+// What every command takes.
+struct CommonOptions {
   std::uint32_t boardType = 0;
-  std::uint32_t boardCount = 1;  // simulated boards
-  std::string scene;             // a picture in front of the simulated camera; empty for the chart
-  std::string trace;             // a file for every driver request; empty for none
+  std::uint32_t boardIndex = 0;
+  bool simulate = false;
+  std::string boards;  // a number of simulated boards, or a file that describes them
+  std::string scene;   // a picture in front of the simulated cameras; empty for the chart
+  std::string trace;   // a file for every driver request; empty for none
+  bool json = false;
+  bool quiet = false;
 };
+
+void addCommonOptions(Options& options, CommonOptions& common);
+
+// Throws UsageFailure for options that do not go together.
+void checkCommonOptions(const CommonOptions& common);
 
 // While it lives, the library's calls to Windows go to the simulated boards, or into the trace.
 class Session {
  public:
   // Throws Failure, or another exception with a sentence for people, when a file does not serve.
-  explicit Session(const SessionOptions& options);
+  explicit Session(const CommonOptions& options);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
  private:
-  sim::Bench bench_;
+  struct Simulated;
+  std::unique_ptr<Simulated> simulated_;
 };
 
 }  // namespace cli

@@ -1,64 +1,40 @@
-#include "StreamCommand.h"
-
+// kvexa stream: frame after frame, with a line that shows its progress.
 #include <kvexa.hpp>
 
-#include <cstdio>
+#include <memory>
 #include <optional>
 
 #include "Board.h"
+#include "Commands.h"
 #include "Failure.h"
+#include "FrameCounter.h"
 #include "FrameFiles.h"
 #include "FrameSetup.h"
-#include "Interrupt.h"
+#include "FrameSource.h"
 #include "LiveLine.h"
-#include "sim/sensor/Sensor.h"
+#include "Picture.h"
 
 namespace cli {
 
 namespace {
 
-constexpr double boardBuffer = 31.0;  // MiB, of 32
 constexpr unsigned mostTimeoutsInARow = 3;
 
-// Supplies and clock for as long as it lives, also when the command fails.
-class Powered {
- public:
-  explicit Powered(Board& board) : board_(board) { board_.powerUp(); }
-  ~Powered() {
-    if (!on_) return;
-    try {
-      board_.powerDown();
-    } catch (const kvexa::Error&) {
-      // The command fails already, with the reason of that.
-    }
-  }
-  Powered(const Powered&) = delete;
-  Powered& operator=(const Powered&) = delete;
-
-  void off() {
-    on_ = false;
-    board_.powerDown();
-  }
-
- private:
-  Board& board_;
-  bool on_ = true;
+struct StreamOptions {
+  std::string registers;
+  std::string parameters;
+  std::uint32_t count = 0;  // frames, 0 until Ctrl-C
+  SourceOptions source;
+  std::string files;  // name of the files, with a '#'; empty for none
+  bool frameCounter = false;
+  PictureOptions picture;
 };
-
-// The number that a sensor draws into its frames: a row of squares, white for 1 and black for 0, most
-// significant bit first.
-std::uint32_t drawnNumber(const std::uint8_t* samples) {
-  std::uint32_t number = 0;
-  for (unsigned cell = 0; cell < sim::FrameCounter::cells; ++cell) {
-    number = number << 1 | samples[cell * sim::FrameCounter::cellSize] >> 7;
-  }
-  return number;
-}
 
 // How the stream goes.
 class Progress {
  public:
-  Progress(const StreamOptions& options, double rate) : options_(options), rate_(rate) {}
+  Progress(const StreamOptions& options, const FrameLayout& layout, double rate)
+      : options_(options), layout_(layout), rate_(rate) {}
 
   std::uint32_t frames() const { return frames_; }
   bool isComplete() const { return options_.count != 0 && frames_ == options_.count; }
@@ -68,8 +44,14 @@ class Progress {
     ++frames_;
     timeoutsInARow_ = 0;
     if (!options_.frameCounter) return;
-    const std::uint32_t number = drawnNumber(samples);
-    if (last_) missing_ += number - *last_ - 1;
+    const auto number = drawnNumber(samples, layout_.width);
+    if (!number || (last_ && *number == *last_)) {
+      throw Failure("--frame-counter: frame " + std::to_string(frames_) +
+                        (number ? " has the number of the one before it" : " carries no number"),
+                    ExitCode::board, "let the sensor draw one (the simulated one: register 0x010C)");
+    }
+    // A sensor that was started anew counts from 0.
+    if (last_ && *number > *last_) missing_ += *number - *last_ - 1;
     last_ = number;
   }
 
@@ -84,14 +66,22 @@ class Progress {
   std::string text() const {
     const std::string ofAll = options_.count == 0 ? "" : " of " + std::to_string(options_.count);
     const std::string missing = options_.frameCounter ? ", missing " + std::to_string(missing_) : "";
-    char line[160];
-    std::snprintf(line, sizeof line, "frames %u%s | %.2f frames/s at the board | dropped %s%s | timed out %u",
-                  frames_, ofAll.c_str(), rate_, dropped_ ? "yes" : "no", missing.c_str(), timeouts_);
-    return line;
+    return format("frames %u%s | %.2f frames/s at the board | dropped %s%s | timed out %u", frames_,
+                  ofAll.c_str(), rate_, dropped_ ? "yes" : "no", missing.c_str(), timeouts_);
+  }
+
+  void put(Output& output, bool isEnd) const {
+    output.put("frames", frames_);
+    output.put("frameRate", rate_);
+    output.put("dropped", dropped_);
+    if (options_.frameCounter) output.put("missing", missing_);
+    output.put("timeouts", timeouts_);
+    output.put("end", isEnd);
   }
 
  private:
   const StreamOptions& options_;
+  const FrameLayout& layout_;
   double rate_;
   std::uint32_t frames_ = 0;
   bool dropped_ = false;
@@ -101,72 +91,114 @@ class Progress {
   std::optional<std::uint32_t> last_;
 };
 
-void checkFormat(const StreamOptions& options, const FrameLayout& frame) {
-  if (!options.pictures.empty() && frame.bytesPerUnit != 1) {
-    throw Failure("the samples are not 8-bit Bayer, so there are no pictures to save: leave --out away");
+void checkFormat(const StreamOptions& options, const FrameLayout& frame, const FrameFiles* files,
+                 const PictureMaker& maker) {
+  if (files != nullptr && files->arePictures() && !maker.hindrance().empty()) {
+    throw Failure("there are no pictures to save: " + maker.hindrance(), ExitCode::file,
+                  "leave --out away, or end its name in .raw");
   }
   const bool hasRoom =
-      frame.bytesPerUnit == 1 && frame.width >= sim::FrameCounter::cells * sim::FrameCounter::cellSize;
+      frame.unit == 1 && frame.width >= counterCells * counterCellSize && frame.height >= counterCellSize;
   if (options.frameCounter && !hasRoom) {
-    throw Failure("--frame-counter needs 8-bit samples and a width of 128 pixels or more");
+    throw Failure("--frame-counter needs 8-bit samples and a width of 128 pixels or more", ExitCode::usage);
   }
 }
 
 // The capture ends at a frame that does not come; one that is late may be a sensor that pauses.
-void startAgain(kvexa::CaptureSession& frames, const Progress& progress, const StreamOptions& options) {
+void startAgain(FrameSource& source, const Progress& progress, const StreamOptions& options) {
   if (progress.timeoutsInARow() == mostTimeoutsInARow) {
-    throw Failure("no frame came within " + std::to_string(options.timeout) + " ms, " +
-                  std::to_string(mostTimeoutsInARow) + " times in a row; does the sensor stream?");
+    throw Failure("no frame came within " + std::to_string(options.source.timeout) + " ms, " +
+                      std::to_string(mostTimeoutsInARow) + " times in a row; does the sensor stream?",
+                  ExitCode::timeLimit,
+                  "look at the last line of the register-setting file, and at --timeout");
   }
-  kvexa::require("kVexaMultiShotCapArrayStop", frames.stop());
-  kvexa::require("kVexaMultiShotCapArrayStart", frames.start());
+  source.startAgain();
 }
 
-void run(const Board& board, const FrameLayout& layout, const StreamOptions& options, FrameFiles* files,
-         Progress& progress) {
-  const Interrupt interrupt;
-  kvexa::CaptureSession frames(board.owner(), layout.bytes, options.buffers, options.timeout);
-  step("kVexaMultiShotCapArrayStart", frames.start());
-  LiveLine line;
-  while (!progress.isComplete()) {
-    const auto next = frames.next(interrupt.event());
-    if (next == kvexa::CaptureSession::Next::interrupted) break;
-    if (next == kvexa::CaptureSession::Next::ended) {
-      if (frames.result() != KVEXA_TIMED_OUT) throw kvexa::Error("the capture", frames.result());
-      progress.addTimeout();
-      startAgain(frames, progress, options);
+struct Stream {
+  Context& context;
+  const Board& board;
+  FrameSource& source;
+  FrameFiles* files;
+  FrameWriter& writer;
+  Progress& progress;
+};
+
+void takeFrame(Stream& stream) {
+  stream.progress.addFrame(stream.source.frame());
+  if (stream.files != nullptr) {
+    stream.files->save(stream.progress.frames(), stream.source.frame(), stream.writer);
+  }
+  stream.source.giveBack();
+}
+
+// Until all frames are there, a key is pressed, or nobody reads any more.
+void run(Stream& stream, const StreamOptions& options) {
+  Output& output = stream.context.output;
+  LiveLine line(output);
+  while (!stream.progress.isComplete() && !output.isReaderGone()) {
+    const auto next = stream.source.next(stream.context.interrupt->event());
+    if (next == FrameSource::Next::interrupted) break;
+    if (next == FrameSource::Next::timedOut) {
+      stream.progress.addTimeout();
+      startAgain(stream.source, stream.progress, options);
       continue;
     }
-    progress.addFrame(frames.frame());
-    if (files != nullptr) files->save(progress.frames(), frames.frame(), layout, options.pattern);
-    frames.giveBack();
+    takeFrame(stream);
     if (!line.isDue()) continue;
-    progress.lookForDrops(board);
-    line.show(progress.text());
+    stream.progress.lookForDrops(stream.board);
+    stream.progress.put(output, false);
+    line.show(stream.progress.text());
   }
-  progress.lookForDrops(board);
-  line.finish(progress.text());
-  step("kVexaMultiShotCapArrayStop", frames.stop());
+  stream.progress.lookForDrops(stream.board);
+  line.finish(stream.progress.text());
+}
+
+void stream(Context& context, const StreamOptions& options) {
+  Output& output = context.output;
+  checkReadable(options.registers);
+  checkReadable(options.parameters);
+  std::optional<FrameFiles> files;
+  if (!options.files.empty()) files.emplace(options.files, options.count);
+  const CapParam parameters = readParameters(output, options.parameters);
+  const FrameLayout layout = layoutOf(output, parameters);
+  const PictureMaker maker(options.picture, parameters, layout);
+  checkFormat(options, layout, files ? &*files : nullptr, maker);
+
+  const Board board(context);
+  Powered power(board);
+  setUpSensor(board, options.registers, parameters);
+  Progress progress(options, layout, measureRate(board));
+  const auto source = board.isUsb() ? makeUsbSource(board, layout, options.source)
+                                    : makePcieSource(board, layout, options.source);
+  FrameWriter writer(maker, options.picture, layout);
+  Stream all{context, board, *source, files ? &*files : nullptr, writer, progress};
+  source->start();
+  run(all, options);
+  source->stop();
+  power.off();
+  progress.put(output, true);
+  if (options.count != 0 && !progress.isComplete()) context.interrupt->check();
 }
 
 }  // namespace
 
-void stream(const StreamOptions& options) {
-  checkReadable(options.registers);
-  checkReadable(options.parameters);
-  std::optional<FrameFiles> files;
-  if (!options.pictures.empty()) files.emplace(options.pictures, options.count);
-  const CapParam parameters = readParameters(options.parameters);
-  const FrameLayout layout = layoutOf(parameters);
-  checkFormat(options, layout);
-
-  Board board(KVEXA_BOARD_USB, options.boardIndex);
-  Powered power(board);
-  setUpSensor(board, options.registers, parameters);
-  Progress progress(options, measureRate(board));
-  step("kVexaSetBufSize", kVexaSetBufSize(board.handle(), boardBuffer));
-  run(board, layout, options, files ? &*files : nullptr, progress);
-  power.off();
+Action streamCommand(Options& options) {
+  const auto values = std::make_shared<StreamOptions>();
+  options.text("--regs", values->registers, "register-setting file of the sensor")
+      .required()
+      .text("--params", values->parameters, "capture-parameter file")
+      .required()
+      .number("--count", values->count, 1, 999999999, "frames to capture; without it there is no end")
+      .text("--out", values->files,
+            "name of the files, '#' for the frame's number, the ending says what they are: frame-#.bmp")
+      // Less leaves the board no time to stop.
+      .number("--timeout", values->source.timeout, 100, 600000, "milliseconds to wait for a frame")
+      .number("--buffers", values->source.buffers, 2, 1000, "frames in this computer's memory")
+      .flag("--frame-counter", values->frameCounter,
+            "count missing frames by the number that the sensor draws (the simulated one: register 0x010C)");
+  addPictureOptions(options, values->picture);
+  return [values](Context& context) { stream(context, *values); };
 }
 
 }  // namespace cli

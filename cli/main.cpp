@@ -1,204 +1,168 @@
 // kvexa: the command-line tool of the camera-module test boards.
-#include <kvexa.h>
+#include <kvexa.hpp>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <exception>
-#include <map>
-#include <memory>
+#include <new>
+#include <optional>
 #include <string>
+#include <vector>
 
-#include "CaptureCommand.h"
-#include "ListCommand.h"
-#include "ParamsCommand.h"
-#include "RegsCommand.h"
-#include "Session.h"
-#include "StreamCommand.h"
-#include "VersionCommand.h"
+#include <shellapi.h>
+
+#include "Command.h"
+#include "CommandLine.h"
+#include "Failure.h"
+#include "Paths.h"
 #include "run/RunCommand.h"
+
+namespace cli {
 
 namespace {
 
-constexpr int usageError = 2;
-
-const std::map<std::string, std::uint32_t> boardTypes{{"usb", KVEXA_BOARD_USB}, {"pcie", KVEXA_BOARD_PCIE}};
-
-const std::map<std::string, std::uint32_t> patterns{{"grbg", KVEXA_BAYER_GRBG},
-                                                    {"rggb", KVEXA_BAYER_RGGB},
-                                                    {"bggr", KVEXA_BAYER_BGGR},
-                                                    {"gbrg", KVEXA_BAYER_GBRG}};
-
-// Takes a name of the choices and stores its number.
-CLI::Validator oneOf(const std::map<std::string, std::uint32_t>& choices) {
-  std::string names;
-  for (const auto& [name, number] : choices) names += (names.empty() ? "" : ", ") + name;
-  const auto check = [&choices, names](std::string& text) -> std::string {
-    const auto found = choices.find(CLI::detail::to_lower(text));
-    if (found == choices.end()) return "'" + text + "' is none of " + names;
-    text = std::to_string(found->second);
-    return {};
-  };
-  return {check, names};
-}
-
-void addSessionOptions(CLI::App& command, cli::SessionOptions& session) {
-  command.add_flag("--simulate", session.simulate, "use simulated boards instead of real ones");
-  command.add_option("--boards", session.boardCount, "number of simulated boards")
-      ->check(CLI::Range(1U, 255U))
-      ->capture_default_str();
-  command.add_option("--trace", session.trace, "write every driver request to this file");
-}
-
-void addCapture(CLI::App& app, cli::SessionOptions& session, cli::CaptureOptions& options) {
-  CLI::App* command = app.add_subcommand("capture",
-                                         "capture one frame: power up, play the registers, capture, "
-                                         "convert, save");
-  addSessionOptions(*command, session);
-  command->add_option("--scene", session.scene, "BMP or JPEG picture in front of the simulated camera");
-  command->add_option("--board", options.boardType, "board type")
-      ->transform(oneOf(boardTypes))
-      ->default_str("usb");
-  command->add_option("--index", options.boardIndex, "board index, from 0")->capture_default_str();
-  command->add_option("--regs", options.registers, "register-setting file of the sensor")->required();
-  command->add_option("--params", options.parameters, "capture-parameter file")->required();
-  command->add_option("--pattern", options.pattern, "Bayer pattern of the sensor")
-      ->transform(oneOf(patterns))
-      ->default_str("grbg");
-  command->add_option("--timeout", options.timeout, "milliseconds to wait for the frame")
-      ->check(CLI::Range(1U, 600000U))
-      ->capture_default_str();
-  command->add_option("--out", options.folder, "folder for frame.raw and frame.bmp")->capture_default_str();
-  command->callback([&] {
-    session.boardType = options.boardType;
-    const cli::Session boards(session);
-    cli::capture(options);
-  });
-}
-
-void addStream(CLI::App& app, cli::SessionOptions& session, cli::StreamOptions& options) {
-  CLI::App* command =
-      app.add_subcommand("stream", "capture frame after frame from a USB board, until Ctrl-C ends it");
-  addSessionOptions(*command, session);
-  command->add_option("--scene", session.scene, "BMP or JPEG picture in front of the simulated camera");
-  command->add_option("--index", options.boardIndex, "board index, from 0")->capture_default_str();
-  command->add_option("--regs", options.registers, "register-setting file of the sensor")->required();
-  command->add_option("--params", options.parameters, "capture-parameter file")->required();
-  command->add_option("--count", options.count, "frames to capture; without it there is no end")
-      ->check(CLI::Range(1U, 999999999U));
-  command->add_option("--out", options.pictures,
-                      "name of the pictures, '#' for the frame's number: frame-#.bmp");
-  command->add_option("--pattern", options.pattern, "Bayer pattern of the sensor")
-      ->transform(oneOf(patterns))
-      ->default_str("grbg");
-  // Less leaves the board no time to stop.
-  command->add_option("--timeout", options.timeout, "milliseconds to wait for a frame")
-      ->check(CLI::Range(100U, 600000U))
-      ->capture_default_str();
-  command->add_option("--buffers", options.buffers, "frames in this computer's memory")
-      ->check(CLI::Range(2U, 1000U))
-      ->capture_default_str();
-  command->add_flag(
-      "--frame-counter", options.frameCounter,
-      "count missing frames by the number that the sensor draws (the simulated one: register 0x010C)");
-  command->callback([&] {
-    const cli::Session boards(session);
-    cli::stream(options);
-  });
-}
-
-void addList(CLI::App& app, cli::SessionOptions& session) {
-  CLI::App* command = app.add_subcommand("list", "count the boards that are present");
-  addSessionOptions(*command, session);
-  command->callback([&] {
-    const cli::Session boards(session);
-    cli::list();
-  });
-}
-
-void addVersion(CLI::App& app, cli::SessionOptions& session, std::uint32_t& boardIndex) {
-  CLI::App* command =
-      app.add_subcommand("version", "print the versions of a board, its driver and the library");
-  addSessionOptions(*command, session);
-  command->add_option("--board", session.boardType, "board type")
-      ->transform(oneOf(boardTypes))
-      ->default_str("usb");
-  command->add_option("--index", boardIndex, "board index, from 0")->capture_default_str();
-  command->callback([&] {
-    const cli::Session boards(session);
-    cli::version(session.boardType, boardIndex);
-  });
-}
-
-void addFileCommand(CLI::App& app, const char* name, const char* what, void (*explain)(const std::string&)) {
-  CLI::App* command = app.add_subcommand(name, what);
-  auto path = std::make_shared<std::string>();
-  command->add_option("FILE", *path, "the file")->required();
-  command->callback([path, explain] { explain(*path); });
-}
-
-void addRun(CLI::App& app, cli::RunOptions& options, std::uint32_t& exitCode) {
-  CLI::App* command = app.add_subcommand(
-      "run", "start any 32-bit program with simulated boards: kvexa run [OPTIONS] -- PROGRAM ARGUMENTS");
-  CLI::Option* file =
-      command->add_option("--boards", options.description, "description of the boards (TOML)");
-  command->add_option("--usb", options.usbBoards, "so many USB boards (one, when no boards are named)")
-      ->check(CLI::Range(0U, 100U))
-      ->excludes(file);
-  command->add_option("--pcie", options.pcieBoards, "so many PCIe boards")
-      ->check(CLI::Range(0U, 100U))
-      ->excludes(file);
-  command->add_option("--scene", options.scene, "BMP or JPEG picture in front of the simulated cameras")
-      ->excludes(file);
-  command->add_option("--trace", options.trace, "write every driver request into a file");
-  command->add_flag("--simulated-time", options.simulatedTime, "let time pass only while the program waits");
-  command->callback([&] { exitCode = cli::run(options); });
+// Windows puts other letters where the ANSI code page has none: that would be another file's name.
+void checkLetters() {
+  int count = 0;
+  wchar_t** const arguments = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (arguments == nullptr) return;
+  bool isKept = true;
+  for (int i = 1; i < count && isKept; ++i) {
+    try {
+      if (*arguments[i] != L'\0') kvexa::ansi(arguments[i]);
+    } catch (const std::invalid_argument&) {
+      isKept = false;
+    }
+  }
+  LocalFree(arguments);
+  if (!isKept) {
+    throw UsageFailure("a name has letters that this computer's ANSI code page does not hold",
+                       "rename the file or its folder");
+  }
 }
 
 // The program of kvexa run and its arguments are not this program's own.
-int ownArguments(int argc, char** argv) {
-  const bool runs = argc > 1 && std::strcmp(argv[1], "run") == 0;
-  for (int i = 2; runs && i < argc; ++i) {
-    if (std::strcmp(argv[i], "--") == 0) return i;
+std::vector<std::string> ownArguments(int argc, char** argv) {
+  std::vector<std::string> arguments(argv + 1, argv + argc);
+  const auto end = std::ranges::find(arguments, "--");
+  if (!arguments.empty() && arguments[0] == "run") arguments.erase(end, arguments.end());
+  return arguments;
+}
+
+std::string inOneLine(std::string text) {
+  std::ranges::replace(text, '\n', ' ');
+  return text;
+}
+
+// One line on the standard error, and the JSON object of the failure on the standard output.
+int tell(Output& output, const Failure& failure, const CallFailure* call) {
+  const std::string text = inOneLine(failure.what());
+  const char* const link = failure.advice.empty() ? "" : text.ends_with('?') ? " " : "; ";
+  std::fflush(stdout);
+  std::fprintf(stderr, "kvexa: %s%s%s\n", text.c_str(), link, inOneLine(failure.advice).c_str());
+  const kvexa::ResultText* const known = call == nullptr ? nullptr : kvexa::findResult(call->result);
+  if (call != nullptr) {
+    output.put("error/call", call->call);
+    output.put("error/code", call->result);
+  } else {
+    output.put("error/call", nullptr);
+    output.put("error/code", nullptr);
   }
-  return argc;
+  output.put("error/name", known == nullptr ? nameOf(failure.exitCode) : known->name);
+  output.put("error/text", text);
+  output.put("error/advice", failure.advice);
+  output.put("error/exit", static_cast<int>(failure.exitCode));
+  output.finish();
+  return static_cast<int>(failure.exitCode);
+}
+
+// What is wrong with an option, with the nearest one where its name is unknown.
+std::string complaint(const CLI::App& app, const CLI::ParseError& error,
+                      const std::vector<std::string>& arguments) {
+  std::vector<std::string> names;
+  for (const CLI::Option* const option : app.get_options()) names.push_back(option->get_name(false));
+  std::string text = inOneLine(error.what());
+  for (const std::string& argument : arguments) {
+    const std::string name = argument.substr(0, argument.find('='));
+    if (!name.starts_with("--") || std::ranges::find(names, name) != names.end()) continue;
+    const std::string nearest = nearestWord(name, names);
+    return "unknown option " + name + (nearest.empty() ? "" : ", did you mean " + nearest + "?");
+  }
+  return text;
+}
+
+int act(const Command& command, const std::vector<std::string>& arguments, Output& output) {
+  CLI::App app(command.help, "kvexa " + std::string(command.words));
+  app.allow_windows_style_options(false);  // a path may start with a slash
+  Options options(app);
+  CommonOptions common;
+  const Action action = command.make(options);
+  if (command.needs != Command::Needs::nothing) addCommonOptions(options, common);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));  // it takes the last one first
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    throw UsageFailure(complaint(app, error, arguments),
+                       "kvexa help " + std::string(command.words) + " lists the options");
+  }
+  output.begin(command.words, common.json, common.quiet);
+  checkCommonOptions(common);
+  std::optional<Interrupt> interrupt;
+  if (command.needs != Command::Needs::nothing) interrupt.emplace();
+  std::optional<Session> session;
+  if (command.needs == Command::Needs::boards) session.emplace(common);
+  Context context{common, output, interrupt ? &*interrupt : nullptr};
+  action(context);
+  if (command.needs != Command::Needs::nothing) output.finish();
+  return static_cast<int>(context.exitCode);
+}
+
+int start(int argc, char** argv, Output& output) {
+  const std::vector<std::string> arguments = ownArguments(argc, argv);
+  const bool wantsJson = std::ranges::find(arguments, "--json") != arguments.end();
+  output.begin("", wantsJson, false);
+  const CommandLine line = readCommandLine(arguments, allCommands());
+  if (line.wantsVersion) {
+    std::printf("kvexa %d.%d.%d\n", KVEXA_VERSION_MAJOR, KVEXA_VERSION_MINOR, KVEXA_VERSION_PATCH);
+    return 0;
+  }
+  if (line.command == nullptr) {
+    std::fputs(helpText(line.group, allCommands()).c_str(), stdout);
+    return 0;
+  }
+  output.begin(line.command->words, wantsJson, false);
+  if (line.command->needs != Command::Needs::nothing) checkLetters();
+  return act(*line.command, line.arguments, output);
+}
+
+int guarded(int argc, char** argv, Output& output) {
+  const bool runs = argc > 1 && std::strcmp(argv[1], "run") == 0;
+  try {
+    return start(argc, argv, output);
+  } catch (const RunFailure& failure) {
+    std::fprintf(stderr, "kvexa: %s\n", failure.what());
+    return failure.exitCode;
+  } catch (const CallFailure& failure) {
+    return tell(output, failure, &failure);
+  } catch (const Failure& failure) {
+    const int code = tell(output, failure, nullptr);
+    return runs ? static_cast<int>(runFailed) : code;
+  } catch (const kvexa::Error& error) {
+    return tell(output, Failure(error.what(), exitCodeOf(error.result()), error.advice()), nullptr);
+  } catch (const std::bad_alloc&) {
+    return tell(output, Failure("there is not enough memory", ExitCode::board), nullptr);
+  } catch (const std::exception& error) {
+    return tell(output, Failure(error.what()), nullptr);
+  }
 }
 
 }  // namespace
 
+}  // namespace cli
+
 int main(int argc, char** argv) {
-  try {
-    CLI::App app("Drives camera-module test boards through KVEXA_LIB.dll.", "kvexa");
-    app.require_subcommand(1);
-    app.allow_windows_style_options(false);  // a path may start with a slash
-    cli::SessionOptions session;
-    cli::CaptureOptions captureOptions;
-    addCapture(app, session, captureOptions);
-    cli::StreamOptions streamOptions;
-    addStream(app, session, streamOptions);
-    addList(app, session);
-    std::uint32_t boardIndex = 0;
-    addVersion(app, session, boardIndex);
-    addFileCommand(app, "params", "explain a capture-parameter file", cli::explainParameters);
-    addFileCommand(app, "regs", "explain a register-setting file", cli::explainRegisters);
-    cli::RunOptions runOptions;
-    std::uint32_t exitCode = 0;
-    addRun(app, runOptions, exitCode);
-    try {
-      app.parse(ownArguments(argc, argv), argv);
-    } catch (const CLI::Success& help) {
-      return app.exit(help);
-    } catch (const CLI::ParseError& error) {
-      std::fprintf(stderr, "kvexa: %s (kvexa --help lists the options)\n", error.what());
-      return app.got_subcommand("run") ? cli::runFailed : usageError;
-    }
-    return static_cast<int>(exitCode);
-  } catch (const cli::RunFailure& failure) {
-    std::fprintf(stderr, "kvexa: %s\n", failure.what());
-    return failure.exitCode;
-  } catch (const std::exception& failure) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "kvexa: %s\n", failure.what());
-    return 1;
-  }
+  cli::Output output;
+  return cli::guarded(argc, argv, output);
 }

@@ -5,6 +5,8 @@
 #include <memory>
 #include <optional>
 
+#include "cli/Commands.h"
+#include "cli/Paths.h"
 #include "cli/run/CommandTail.h"
 #include "sim/bench/DescribedBench.h"
 #include "sim/bench/Description.h"
@@ -20,6 +22,8 @@ namespace {
 constexpr DWORD errorVirusInfected = 225;
 constexpr DWORD errorElevationRequired = 740;
 
+constexpr std::uint32_t mostBoards = 100;
+
 // The loader brings the boards in before the program's own code runs, so this is reached only when it cannot.
 constexpr DWORD longestBringIn = 60000;  // milliseconds
 
@@ -29,16 +33,14 @@ struct HandleCloser {
 };
 using UniqueHandle = std::unique_ptr<void, HandleCloser>;
 
-std::string ansiToUtf8(const std::string& text) {
-  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_ACP, 0, text.data(),
-                                                                 static_cast<int>(text.size()), nullptr, 0)),
-                    L'\0');
-  MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(),
-                      static_cast<int>(wide.size()));
-  return sim::utf8Text(wide);
-}
-
-std::string absolute(const std::string& ansiPath) { return sim::absolutePath(ansiToUtf8(ansiPath)); }
+struct RunOptions {
+  std::string description;                 // a file; empty for the boards below
+  std::optional<std::uint32_t> usbBoards;  // nothing for both: one USB board
+  std::optional<std::uint32_t> pcieBoards;
+  std::string scene;
+  std::string trace;
+  bool simulatedTime = false;
+};
 
 // A TOML text in single quotes holds everything but a single quote and control characters.
 std::string quoted(const std::string& text) {
@@ -61,7 +63,7 @@ std::string describe(const RunOptions& options) {
   const bool namesBoards = options.usbBoards || options.pcieBoards;
   const bool isKnownScene =
       options.scene == "chart" || options.scene.starts_with('#') || options.scene.empty();
-  const std::string scene = isKnownScene ? options.scene : absolute(options.scene);
+  const std::string scene = isKnownScene ? options.scene : absoluteUtf8(options.scene);
   std::string text;
   addBoards(text, "usb", options.usbBoards.value_or(namesBoards ? 0 : 1), scene);
   addBoards(text, "pcie", options.pcieBoards.value_or(0), scene);
@@ -73,7 +75,7 @@ void check(const RunOptions& options, const std::string& text) {
   try {
     const sim::Description description = options.description.empty()
                                              ? sim::parseDescription(text, "boards", ".")
-                                             : sim::readDescription(absolute(options.description));
+                                             : sim::readDescription(absoluteUtf8(options.description));
     sim::checkScenes(description);
   } catch (const std::exception& error) {
     throw RunFailure(runFailed, error.what());
@@ -87,7 +89,7 @@ void setVariable(const wchar_t* name, const std::string& value) {
 // Every process of the run writes behind what is there, so the file is emptied here.
 std::string prepareTrace(const std::string& trace) {
   if (trace.empty()) return {};
-  std::string path = absolute(trace);
+  std::string path = absoluteUtf8(trace);
   const HANDLE file = CreateFileW(sim::wideText(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                   CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) throw RunFailure(runFailed, trace + ": cannot be written");
@@ -98,7 +100,8 @@ std::string prepareTrace(const std::string& trace) {
 void setVariables(const RunOptions& options, const std::string& text) {
   namespace variables = sim::variables;
   setVariable(variables::description, options.description.empty() ? text : std::string());
-  setVariable(variables::file, options.description.empty() ? std::string() : absolute(options.description));
+  setVariable(variables::file,
+              options.description.empty() ? std::string() : absoluteUtf8(options.description));
   setVariable(variables::trace, prepareTrace(options.trace));
   setVariable(variables::time, options.simulatedTime ? "simulated" : "");
 }
@@ -203,8 +206,8 @@ void awaitBoards(const Process& process, HANDLE ready, const std::string& progra
 // Ctrl-C and the like are the program's to answer; this one lasts as long as it.
 BOOL WINAPI stay(DWORD) { return TRUE; }
 
-}  // namespace
-
+// Starts the program of this process' own command line after "--", and gives back its exit code when it has
+// ended. Throws RunFailure.
 std::uint32_t run(const RunOptions& options) {
   const auto commandLine = tailAfterDashes(GetCommandLineW());
   if (!commandLine || commandLine->empty()) {
@@ -228,6 +231,29 @@ std::uint32_t run(const RunOptions& options) {
   DWORD code = 0;
   GetExitCodeProcess(process.process.get(), &code);
   return code;
+}
+
+void checkExclusions(const RunOptions& options) {
+  const bool namesOthers = options.usbBoards || options.pcieBoards || !options.scene.empty();
+  if (!options.description.empty() && namesOthers) {
+    throw RunFailure(runFailed, "--boards excludes --usb, --pcie and --scene: the file says what there is");
+  }
+}
+
+}  // namespace
+
+Action runCommand(Options& options) {
+  const auto values = std::make_shared<RunOptions>();
+  options.text("--boards", values->description, "description of the boards (TOML)")
+      .number("--usb", values->usbBoards, 0, mostBoards, "so many USB boards (one, when no boards are named)")
+      .number("--pcie", values->pcieBoards, 0, mostBoards, "so many PCIe boards")
+      .text("--scene", values->scene, "BMP or JPEG picture in front of the simulated cameras")
+      .text("--trace", values->trace, "write every driver request into a file")
+      .flag("--simulated-time", values->simulatedTime, "let time pass only while the program waits");
+  return [values](Context& context) {
+    checkExclusions(*values);
+    context.exitCode = run(*values);
+  };
 }
 
 }  // namespace cli

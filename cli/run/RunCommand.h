@@ -8,15 +8,6 @@
 
 namespace cli {
 
-struct RunOptions {
-  std::string description;                 // a file; empty for the boards below
-  std::optional<std::uint32_t> usbBoards;  // nothing for both: one USB board
-  std::optional<std::uint32_t> pcieBoards;
-  std::string scene;
-  std::string trace;
-  bool simulatedTime = false;
-};
-
 // A failure with an exit code of its own.
 struct RunFailure : std::runtime_error {
   RunFailure(int code, const std::string& text) : std::runtime_error(text), exitCode(code) {}
@@ -27,9 +18,5 @@ struct RunFailure : std::runtime_error {
 constexpr int runFailed = 125;       // the options or the description
 constexpr int runCannotStart = 126;  // the program is there, but cannot be started with boards
 constexpr int runProgramMissing = 127;
-
-// Starts the program of this process' own command line after "--", and gives back its exit code when it has
-// ended. Throws RunFailure.
-std::uint32_t run(const RunOptions& options);
 
 }  // namespace cli

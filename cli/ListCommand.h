@@ -1,8 +1,0 @@
-// kvexa list: which boards are there.
-#pragma once
-
-namespace cli {
-
-void list();
-
-}  // namespace cli
