@@ -10,6 +10,7 @@
 #include <string>
 
 #include "CaptureCommand.h"
+#include "FrameCommands.h"
 #include "ListCommand.h"
 #include "ParamsCommand.h"
 #include "RegsCommand.h"
@@ -181,6 +182,8 @@ int main(int argc, char** argv) {
     addVersion(app, session, boardIndex);
     addFileCommand(app, "params", "explain a capture-parameter file", cli::explainParameters);
     addFileCommand(app, "regs", "explain a register-setting file", cli::explainRegisters);
+    cli::addConvert(app);
+    cli::addStatistics(app);
     cli::RunOptions runOptions;
     std::uint32_t exitCode = 0;
     addRun(app, runOptions, exitCode);
