@@ -1,7 +1,7 @@
 // A raw frame as a picture of any kind that the tool writes.
 #pragma once
 
-#include <kvexa.hpp>
+#include <kvexa_frames.hpp>
 
 #include <array>
 #include <cstdint>

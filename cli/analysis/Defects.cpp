@@ -39,7 +39,8 @@ class Rows {
       const std::uint16_t least = std::min({above[x], above[x + 1], above[x + 2], own[x], below[x + 1]});
       const std::uint16_t greatest = std::max({above[x], above[x + 1], above[x + 2], own[x], below[x + 1]});
       const int value = own[x + 1];
-      marks[x] = static_cast<std::uint8_t>((value - least > threshold) | (greatest - value > threshold));
+      const bool isFar = value - least > threshold || greatest - value > threshold;
+      marks[x] = isFar ? 1 : 0;
       any |= marks[x];
     }
     return any != 0;

@@ -189,7 +189,7 @@ double riseOf(const EdgeSpread& spread, const EdgeSides& sides) {
     const double share = (level == 0) != falls ? 0.1 : 0.9;
     const double wanted = sides.low + share * (sides.high - sides.low);
     // Outward from the edge: noise far away does not count.
-    std::size_t i = spread.values.size() / 2;
+    std::size_t i = spread.middle();
     const auto isBeyond = [&](double value) { return (value < wanted) == (share < 0.5); };
     while (!isBeyond(spread.values[i]) && i > 0 && i + 1 < spread.values.size()) level == 0 ? --i : ++i;
     places[level] = spread.distance(i);
@@ -198,7 +198,7 @@ double riseOf(const EdgeSpread& spread, const EdgeSides& sides) {
 }
 
 EdgeResponse::EdgeResponse(const EdgeSpread& spread) : line_(spread.values.size()) {
-  const double reach = static_cast<double>(spread.values.size() / 2) / EdgeSpread::oversampling;
+  const double reach = static_cast<double>(spread.middle()) / EdgeSpread::oversampling;
   for (std::size_t i = 1; i + 1 < line_.size(); ++i) {
     line_[i] = (spread.values[i + 1] - spread.values[i - 1]) / 2 * edgeWindow(spread.distance(i), reach);
     sum_ += line_[i];

@@ -27,8 +27,11 @@ struct EdgeSpread {
   std::size_t emptyBins = 0;
   std::size_t rows = 0;  // that were used
 
+  std::size_t middle() const { return values.size() / 2; }
+
+  // From the edge, in pixels.
   double distance(std::size_t index) const {
-    return (static_cast<double>(index) - static_cast<double>(values.size() / 2)) / oversampling;
+    return (static_cast<double>(index) - static_cast<double>(middle())) / oversampling;
   }
 };
 
