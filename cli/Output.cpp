@@ -41,6 +41,8 @@ void Output::begin(const std::string& command, bool json, bool quiet) {
   restart();
 }
 
+void Output::putMembers(const std::string& object) { object_->json.update(Json::parse(object)); }
+
 void Output::restart() {
   object_->json = Json::object();
   object_->json["command"] = command_;

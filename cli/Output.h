@@ -42,6 +42,8 @@ class Output {
   requires(!std::same_as<T, bool>) void put(const std::string& place, T value) {
     putInteger(place, static_cast<std::int64_t>(value));
   }
+  // The members of a JSON object that was put together elsewhere.
+  void putMembers(const std::string& object);
   // A list that may stay empty.
   void putList(const std::string& place);
 
