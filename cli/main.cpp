@@ -142,16 +142,33 @@ void addRun(CLI::App& app, cli::RunOptions& options, std::uint32_t& exitCode) {
       "run", "start any 32-bit program with simulated boards: kvexa run [OPTIONS] -- PROGRAM ARGUMENTS");
   CLI::Option* file =
       command->add_option("--boards", options.description, "description of the boards (TOML)");
-  command->add_option("--usb", options.usbBoards, "so many USB boards (one, when no boards are named)")
+  CLI::Option* usb = command->add_option("--usb", options.usbBoards, "so many USB boards (one, when no boards are named)")
       ->check(CLI::Range(0U, 100U))
       ->excludes(file);
-  command->add_option("--pcie", options.pcieBoards, "so many PCIe boards")
+  CLI::Option* pcie = command->add_option("--pcie", options.pcieBoards, "so many PCIe boards")
       ->check(CLI::Range(0U, 100U))
       ->excludes(file);
-  command->add_option("--scene", options.scene, "BMP or JPEG picture in front of the simulated cameras")
-      ->excludes(file);
-  command->add_option("--trace", options.trace, "write every driver request into a file");
-  command->add_flag("--simulated-time", options.simulatedTime, "let time pass only while the program waits");
+  CLI::Option* scene =
+      command->add_option("--scene", options.scene, "BMP or JPEG picture in front of the simulated cameras")
+          ->excludes(file);
+  CLI::Option* trace = command->add_option("--trace", options.trace, "write every driver request into a file");
+  CLI::Option* time =
+      command->add_flag("--simulated-time", options.simulatedTime, "let time pass only while the program waits");
+  CLI::Option* record =
+      command->add_option("--record", options.record, "record everything that reaches boards and comes back");
+  command->add_flag("--frames", options.frames, "keep image data in the recording")->needs(record);
+  CLI::Option* real =
+      command->add_flag("--real", options.realBoards, "record the real boards instead of simulated ones")
+          ->needs(record);
+  CLI::Option* replay = command->add_option("--replay", options.replay, "boards that answer as a recording says");
+  command->add_flag("--lenient", options.lenient, "answer a program that asks something else, too")->needs(replay);
+  command->add_flag("--fast", options.fast, "do not let pass the time that answers took")->needs(replay);
+  for (CLI::Option* boards : {file, usb, pcie, scene, trace, time}) {
+    real->excludes(boards);
+    replay->excludes(boards);
+  }
+  replay->excludes(real);
+  replay->excludes(record);
   command->callback([&] { exitCode = cli::run(options); });
 }
 

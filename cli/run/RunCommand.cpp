@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "cli/run/CommandTail.h"
+#include "cli/trace/RecordingFile.h"
 #include "sim/bench/DescribedBench.h"
 #include "sim/bench/Description.h"
 #include "sim/bench/Files.h"
@@ -68,9 +69,17 @@ std::string describe(const RunOptions& options) {
   return text;
 }
 
+void checkRecording(const std::string& path) {
+  const trace::RecordingFile file(absolute(path));
+  sim::record::RecordingReader reader = file.reader();
+  for (sim::record::Line line; reader.next(line);) continue;
+}
+
 // A wrong description must start nothing, and say what is wrong before the program runs.
 void check(const RunOptions& options, const std::string& text) {
   try {
+    if (!options.replay.empty()) return checkRecording(options.replay);
+    if (options.realBoards) return;
     sim::Description description = options.description.empty()
                                        ? sim::parseDescription(text, "boards", ".")
                                        : sim::readDescription(absolute(options.description));
@@ -99,10 +108,17 @@ std::string prepareTrace(const std::string& trace) {
 
 void setVariables(const RunOptions& options, const std::string& text) {
   namespace variables = sim::variables;
-  setVariable(variables::description, options.description.empty() ? text : std::string());
+  const bool isSimulated = !options.realBoards && options.replay.empty();
+  setVariable(variables::description, isSimulated && options.description.empty() ? text : std::string());
   setVariable(variables::file, options.description.empty() ? std::string() : absolute(options.description));
   setVariable(variables::trace, prepareTrace(options.trace));
   setVariable(variables::time, options.simulatedTime ? "simulated" : "");
+  setVariable(variables::real, options.realBoards ? "1" : "");
+  setVariable(variables::replay, options.replay.empty() ? std::string() : absolute(options.replay));
+  setVariable(variables::lenient, options.lenient ? "1" : "");
+  setVariable(variables::fast, options.fast ? "1" : "");
+  setVariable(variables::record, prepareTrace(options.record));
+  setVariable(variables::frames, options.frames ? "1" : "");
 }
 
 // kvexa_sim.dll lies beside this program.

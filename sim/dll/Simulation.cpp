@@ -9,6 +9,8 @@
 #include "sim/bench/Files.h"
 #include "sim/dll/LoadWatch.h"
 #include "sim/program/Variables.h"
+#include "sim/record/RecordingPlatform.h"
+#include "sim/record/ReplayPlatform.h"
 
 namespace sim {
 
@@ -34,6 +36,34 @@ Description describedByEnvironment() {
   return description;
 }
 
+// Processes of one run write recordings of their own: beside a file that has something in it already.
+std::string freeName(const std::string& path) {
+  for (unsigned number = 1;; ++number) {
+    const std::string name = number == 1 ? path : path + "-" + std::to_string(number);
+    const HANDLE file = CreateFileW(wideText(name).c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    LARGE_INTEGER size{};
+    const bool isFree = file != INVALID_HANDLE_VALUE && GetFileSizeEx(file, &size) != FALSE && size.QuadPart == 0;
+    const bool isHeld = file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION;
+    if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+    if (isFree || (file == INVALID_HANDLE_VALUE && !isHeld)) return name;
+  }
+}
+
+void startByEnvironment() {
+  Simulation& simulation = Simulation::instance();
+  const std::string replay = utf8Text(variable(variables::replay));
+  if (!replay.empty()) {
+    simulation.startReplay(replay, !variable(variables::lenient).empty(), !variable(variables::fast).empty());
+  } else if (variable(variables::real).empty()) {
+    simulation.start(describedByEnvironment());
+  }
+  const std::string recording = utf8Text(variable(variables::record));
+  if (!recording.empty()) simulation.record(freeName(recording), !variable(variables::frames).empty());
+}
+
+void tell(const std::string& text) { std::fprintf(stderr, "kvexa_sim: %s", text.c_str()); }
+
 // Starts the simulation at the first call that looks for boards, and hands that call on.
 class StartingPlatform : public Platform {
  public:
@@ -54,8 +84,9 @@ class StartingPlatform : public Platform {
   // A program must not go on without its boards and not know it.
   static std::shared_ptr<Platform> started() noexcept {
     try {
-      Simulation::instance().start(describedByEnvironment());
-    } catch (const SimulationRuns&) {  // another thread was first
+      static std::once_flag once;
+      std::call_once(once, startByEnvironment);
+    } catch (const SimulationRuns&) {  // the program itself was first
     } catch (const std::exception& error) {
       std::fprintf(stderr, "kvexa_sim: %s\n", error.what());
       TerminateProcess(GetCurrentProcess(), cannotRun);
@@ -73,13 +104,82 @@ Simulation& Simulation::instance() {
 
 void Simulation::start(const Description& description) {
   const std::lock_guard lock(mutex_);
-  if (bench_) throw SimulationRuns("a simulation runs already");
+  if (bench_ || replay_) throw SimulationRuns("a simulation runs already");
   removeRetired();
   auto bench = std::make_shared<DescribedBench>(description);
   watchLoads();
   const std::shared_ptr<Machine> machine(bench, &bench->machine());
-  ProgramAttachment::instance().use(makeSimulatedPlatform(machine));
   bench_ = std::move(bench);
+  answer(makeSimulatedPlatform(machine));
+}
+
+void Simulation::startReplay(const std::string& path, bool isLenient, bool isFast) {
+  const std::lock_guard lock(mutex_);
+  if (bench_ || replay_) throw SimulationRuns("a simulation runs already");
+  record::Replay::Options options;
+  options.isLenient = isLenient;
+  if (!isFast) options.clock = std::make_shared<Clock>(Pace::real);
+  options.depart = [](const std::string& report) {
+    tell(report);
+    TerminateProcess(GetCurrentProcess(), variables::departed);
+  };
+  auto script = std::make_shared<const record::Script>(path);
+  if (!script->hasFrames()) tell(path + ": holds no frames, so image data are zeros\n");
+  auto replay = std::make_shared<record::Replay>(std::move(script), std::move(options));
+  watchLoads();
+  answer(record::makeReplayPlatform(replay));
+  replay_ = std::move(replay);
+}
+
+void Simulation::answer(std::shared_ptr<Platform> boards) {
+  boards_ = std::move(boards);
+  answer();
+}
+
+void Simulation::answer() {
+  if (!recorder_) return ProgramAttachment::instance().use(boards_);
+  std::shared_ptr<const Clock> clock;
+  if (bench_) clock = std::shared_ptr<const Clock>(bench_, &bench_->machine().clock());
+  if (!clock) clock = std::make_shared<Clock>(Pace::real);
+  auto boards = boards_ ? boards_ : std::make_shared<Platform>();
+  ProgramAttachment::instance().use(record::makeRecordingPlatform(std::move(boards), recorder_, std::move(clock)));
+}
+
+bool Simulation::record(const std::string& path, bool frames) {
+  const std::lock_guard lock(mutex_);
+  if (path.empty()) {
+    if (!recorder_) return false;
+    const std::shared_ptr<record::Recorder> ended = std::move(recorder_);
+    recorder_.reset();
+    answer();
+    ended->close();
+    return true;
+  }
+  if (recorder_) throw SimulationRuns("a recording is written already");
+  record::Recorder::Options options;
+  options.path = path;
+  options.frames = frames;
+  options.isSimulated = bench_ != nullptr;
+  options.isSimulatedTime = bench_ && !bench_->machine().clock().isReal();
+  recorder_ = std::make_shared<record::Recorder>(options);
+  watchLoads();
+  answer();
+  return true;
+}
+
+// Locks are not taken: threads were stopped with them in their hands.
+void Simulation::atExit() noexcept {
+  if (recorder_) recorder_->finishAtExit();
+  if (!replay_) return;
+  try {
+    const std::string remarks = replay_->remarks();
+    if (!remarks.empty()) tell(remarks + "\n");
+    const std::string left = replay_->leftOver();
+    if (left.empty()) return;
+    tell(left);
+    TerminateProcess(GetCurrentProcess(), variables::departed);
+  } catch (...) {  // no memory
+  }
 }
 
 bool Simulation::stop() {
@@ -88,8 +188,9 @@ bool Simulation::stop() {
   for (const std::uint32_t type : {KVEXA_BOARD_USB, KVEXA_BOARD_PCIE}) {
     for (unsigned index = 0; bench_->plug(type, index, false); ++index) continue;
   }
-  ProgramAttachment::instance().use(nullptr);
   retired_.push_back(std::move(bench_));
+  bench_.reset();
+  answer(nullptr);
   removeRetired();
   return true;
 }
@@ -104,7 +205,10 @@ void Simulation::removeRetired() {
 }
 
 bool Simulation::isDescribed() {
-  return !variable(variables::description).empty() || !variable(variables::file).empty();
+  for (const wchar_t* name : {variables::description, variables::file, variables::real, variables::replay}) {
+    if (!variable(name).empty()) return true;
+  }
+  return false;
 }
 
 void Simulation::startWhenNeeded() {

@@ -6,7 +6,10 @@
 #include <stdexcept>
 #include <vector>
 
+#include "sim/attach/Redirection.h"
 #include "sim/bench/DescribedBench.h"
+#include "sim/record/Recorder.h"
+#include "sim/record/Replay.h"
 
 namespace sim {
 
@@ -26,10 +29,20 @@ class Simulation {
   // False when none runs.
   bool stop();
 
+  // The boards of a recording instead of simulated ones. Throws RecordingError and SimulationRuns.
+  void startReplay(const std::string& path, bool isLenient, bool isFast);
+
+  // Records from now on what reaches boards, simulated or real; an empty path ends that. Throws RecorderError, and
+  // SimulationRuns when a recording is written already. False when there was none to end.
+  bool record(const std::string& path, bool frames);
+
+  // The process ends: no other thread runs any more.
+  void atExit() noexcept;
+
   // Null when none runs. Whoever holds it keeps it.
   std::shared_ptr<DescribedBench> bench() const;
 
-  // Whether the environment describes a simulation, which then begins when a library first looks for boards.
+  // Whether the environment names boards, which then come when a library first looks for them.
   static bool isDescribed();
   void startWhenNeeded();
 
@@ -37,9 +50,14 @@ class Simulation {
   Simulation() = default;
 
   void removeRetired();
+  void answer(std::shared_ptr<Platform> boards);
+  void answer();
 
   mutable std::mutex mutex_;
   std::shared_ptr<DescribedBench> bench_;
+  std::shared_ptr<Platform> boards_;  // null: the real ones
+  std::shared_ptr<record::Recorder> recorder_;
+  std::shared_ptr<record::Replay> replay_;
   // Stopped ones that calls of other threads may still be in. They are destroyed by a later start or stop: it
   // takes a thread that may wait, and a redirected call can be inside the loader.
   std::vector<std::shared_ptr<DescribedBench>> retired_;
