@@ -20,6 +20,7 @@ enum class Call : std::uint8_t {
   sleep,         // a = milliseconds
   signal,        // SetEvent; an order mark
   thread,        // a thread begins; an order mark
+  wait,          // a wait for events or threads begins; an order mark
   deviceInfo,    // PCI functions from here: a = index
   property,      // a = property, size, out
   parameters,    // in = class install parameters
@@ -88,7 +89,7 @@ struct Line {
 };
 
 // Lines that only say in which order threads went on.
-constexpr bool isMark(Call call) { return call == Call::signal || call == Call::thread; }
+constexpr bool isMark(Call call) { return call == Call::signal || call == Call::thread || call == Call::wait; }
 
 // What a file begins with.
 struct Header {

@@ -55,7 +55,7 @@ constexpr Field headerTable[] = {
 
 constexpr std::array<const char*, callCount> callNames = {
     "list",    "interface",    "path",    "endList",     "open",       "close",     "request",
-    "complete", "sleep",       "signal",  "thread",      "deviceInfo", "property",  "parameters",
+    "complete", "sleep",       "signal",  "thread",  "wait",    "deviceInfo", "property",  "parameters",
     "install", "installState", "connect", "locate",      "rescan",     "disconnect", "folder",
     "versionSize", "version",  "versionValue", "lost",   "end"};
 

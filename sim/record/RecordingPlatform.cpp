@@ -278,11 +278,13 @@ class RecordingPlatform : public Platform {
 
   // Whoever waits sees what the driver has completed.
   DWORD waitForSingleObject(HANDLE object, DWORD milliseconds) override {
+    if (milliseconds != 0) mark(Call::wait);
     const DWORD waited = inner_->waitForSingleObject(object, milliseconds);
     look();
     return waited;
   }
   DWORD waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all, DWORD milliseconds) override {
+    if (milliseconds != 0) mark(Call::wait);
     const DWORD waited = inner_->waitForMultipleObjects(count, objects, all, milliseconds);
     look();
     return waited;

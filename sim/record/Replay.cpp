@@ -61,13 +61,27 @@ Replay::Replay(std::shared_ptr<const Script> script, Options options)
     }
     return;
   }
+  places_.resize(script_->threadCount());
+  for (std::uint32_t i = 0; i < places_.size(); ++i) {
+    places_[i].steps = script_->stepsOf(i + 1);
+    expect(places_[i]);
+  }
   for (const Step& step : steps) {
-    if (step.call == Call::complete && step.completion == 0) continue;  // its request was lost
+    if (step.call != Call::complete || step.completion == 0) continue;  // one whose request was lost stays away
     turns_.expect(step.n);
     turns_.expect(step.e);
   }
-  places_.resize(script_->threadCount());
-  for (std::uint32_t i = 0; i < places_.size(); ++i) places_[i].steps = script_->stepsOf(i + 1);
+}
+
+// Marks behind the last call may stay away: nothing would tell that they do.
+void Replay::expect(const Place& place) {
+  const auto& steps = script_->steps();
+  std::size_t count = place.steps.size();
+  while (count != 0 && isMark(steps[place.steps[count - 1]].call)) --count;
+  for (std::size_t i = 0; i < count; ++i) {
+    turns_.expect(steps[place.steps[i]].n);
+    turns_.expect(steps[place.steps[i]].e);
+  }
 }
 
 std::unique_ptr<Reply> Replay::take(Line& asked) {
@@ -90,16 +104,19 @@ void Replay::noteDone(const Step& step) {
 
 // Events that this run did not set: which thread has to wake which differs from run to run.
 void Replay::skipMarks(Place& place) {
-  for (; place.at < place.steps.size() && isMark(script_->steps()[place.steps[place.at]].call); ++place.at) {
+  for (const std::size_t end = callBehindMarks(place); place.at < end; ++place.at) {
     noteDone(script_->steps()[place.steps[place.at]]);
   }
 }
 
-bool Replay::standsFor(const Place& place, const Line& asked) {
+std::size_t Replay::callBehindMarks(const Place& place) const {
   std::size_t at = place.at;
-  if (!isMark(asked.call)) {
-    while (at < place.steps.size() && isMark(script_->steps()[place.steps[at]].call)) ++at;
-  }
+  while (at < place.steps.size() && isMark(script_->steps()[place.steps[at]].call)) ++at;
+  return at;
+}
+
+bool Replay::standsFor(const Place& place, const Line& asked) {
+  const std::size_t at = isMark(asked.call) ? place.at : callBehindMarks(place);
   if (at == place.steps.size()) return false;
   LineMemory memory;
   return sameQuestion(script_->line(place.steps[at], memory), asked);
@@ -155,19 +172,29 @@ void Replay::finish(const Reply& reply) {
   if (step.holdUntil != 0) turns_.await(step.holdUntil);
 }
 
-void Replay::mark(Call call) {
-  if (options_.isLenient) return;
+// Marks before it that did not come are passed over: which thread has to wait for which differs from run to run.
+const Step* Replay::takeMark(Call call) {
   Line asked;
   asked.call = call;
-  const Step* step = nullptr;
-  {
-    const std::lock_guard lock(lock_);
-    Place* const place = placeOfThread(asked);
-    if (place == nullptr || !standsFor(*place, asked)) return;
-    step = &script_->steps()[place->steps[place->at++]];
-  }
+  const std::lock_guard lock(lock_);
+  Place* const place = placeOfThread(asked);
+  if (place == nullptr) return nullptr;
+  const std::size_t end = callBehindMarks(*place);
+  std::size_t found = place->at;
+  while (found < end && script_->steps()[place->steps[found]].call != call) ++found;
+  if (found == end) return nullptr;
+  for (; place->at < found; ++place->at) noteDone(script_->steps()[place->steps[place->at]]);
+  return &script_->steps()[place->steps[place->at++]];
+}
+
+void Replay::mark(Call call) {
+  if (options_.isLenient) return;
+  const Step* const step = takeMark(call);
+  if (step == nullptr) return;
   turns_.await(step->n);
   noteDone(*step);
+  // A thread that begins another one may hold what that one needs.
+  if (call == Call::signal && step->holdUntil != 0) turns_.await(step->holdUntil);
 }
 
 bool Replay::awaitTurn(const Step& step, const std::atomic<std::uint32_t>& count, std::uint32_t seen) {
@@ -197,8 +224,7 @@ std::string Replay::report(const Place* place, const Line& asked) {
     return text + "  expected:  no further thread, the recording has " + std::to_string(places_.size()) +
            "\n  came:      " + described(asked) + "\n";
   }
-  std::size_t at = place->at;
-  while (at < place->steps.size() && isMark(script_->steps()[place->steps[at]].call)) ++at;
+  const std::size_t at = callBehindMarks(*place);
   const auto thread = static_cast<std::size_t>(place - places_.data()) + 1;
   if (at == place->steps.size()) {
     return text + "  expected:  nothing more of thread " + std::to_string(thread) +

@@ -44,7 +44,7 @@ class Replay {
   // call.
   void finish(const Reply& reply);
 
-  // The calling thread sets an event or begins a thread.
+  // The calling thread sets an event, begins a thread or a wait.
   void mark(Call call);
 
   // For completions: waits until everything before has happened, unless the count leaves the given one first; and
@@ -79,6 +79,9 @@ class Replay {
   Place* newPlace(const Line& asked);
   void skipMarks(Place& place);
   bool standsFor(const Place& place, const Line& asked);
+  std::size_t callBehindMarks(const Place& place) const;
+  const Step* takeMark(Call call);
+  void expect(const Place& place);
   std::size_t likest(const Place& place, const Line& asked, std::size_t from, std::size_t to);
   std::unique_ptr<Reply> replyOf(std::uint32_t step) const;
   std::string report(const Place* place, const Line& asked);

@@ -266,6 +266,16 @@ class ReplayPlatform : public Platform {
     return set;
   }
 
+  // Whoever sets something aside for another thread, and then waits for it, has done so by now.
+  DWORD waitForSingleObject(HANDLE object, DWORD milliseconds) override {
+    if (milliseconds != 0) replay_->mark(Call::wait);
+    return Platform::waitForSingleObject(object, milliseconds);
+  }
+  DWORD waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all, DWORD milliseconds) override {
+    if (milliseconds != 0) replay_->mark(Call::wait);
+    return Platform::waitForMultipleObjects(count, objects, all, milliseconds);
+  }
+
   std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*), void* argument,
                              unsigned flags, unsigned* identifier) override {
     replay_->mark(Call::thread);
