@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "CaptureCommand.h"
 #include "ListCommand.h"
@@ -17,6 +19,8 @@
 #include "StreamCommand.h"
 #include "VersionCommand.h"
 #include "run/RunCommand.h"
+#include "sim/record/RecordingReader.h"
+#include "trace/TraceCommand.h"
 
 namespace {
 
@@ -142,26 +146,30 @@ void addRun(CLI::App& app, cli::RunOptions& options, std::uint32_t& exitCode) {
       "run", "start any 32-bit program with simulated boards: kvexa run [OPTIONS] -- PROGRAM ARGUMENTS");
   CLI::Option* file =
       command->add_option("--boards", options.description, "description of the boards (TOML)");
-  CLI::Option* usb = command->add_option("--usb", options.usbBoards, "so many USB boards (one, when no boards are named)")
-      ->check(CLI::Range(0U, 100U))
-      ->excludes(file);
+  CLI::Option* usb =
+      command->add_option("--usb", options.usbBoards, "so many USB boards (one, when no boards are named)")
+          ->check(CLI::Range(0U, 100U))
+          ->excludes(file);
   CLI::Option* pcie = command->add_option("--pcie", options.pcieBoards, "so many PCIe boards")
-      ->check(CLI::Range(0U, 100U))
-      ->excludes(file);
+                          ->check(CLI::Range(0U, 100U))
+                          ->excludes(file);
   CLI::Option* scene =
       command->add_option("--scene", options.scene, "BMP or JPEG picture in front of the simulated cameras")
           ->excludes(file);
-  CLI::Option* trace = command->add_option("--trace", options.trace, "write every driver request into a file");
-  CLI::Option* time =
-      command->add_flag("--simulated-time", options.simulatedTime, "let time pass only while the program waits");
+  CLI::Option* trace =
+      command->add_option("--trace", options.trace, "write every driver request into a file");
+  CLI::Option* time = command->add_flag("--simulated-time", options.simulatedTime,
+                                        "let time pass only while the program waits");
   CLI::Option* record =
       command->add_option("--record", options.record, "record everything that reaches boards and comes back");
   command->add_flag("--frames", options.frames, "keep image data in the recording")->needs(record);
   CLI::Option* real =
       command->add_flag("--real", options.realBoards, "record the real boards instead of simulated ones")
           ->needs(record);
-  CLI::Option* replay = command->add_option("--replay", options.replay, "boards that answer as a recording says");
-  command->add_flag("--lenient", options.lenient, "answer a program that asks something else, too")->needs(replay);
+  CLI::Option* replay =
+      command->add_option("--replay", options.replay, "boards that answer as a recording says");
+  command->add_flag("--lenient", options.lenient, "answer a program that asks something else, too")
+      ->needs(replay);
   command->add_flag("--fast", options.fast, "do not let pass the time that answers took")->needs(replay);
   for (CLI::Option* boards : {file, usb, pcie, scene, trace, time}) {
     real->excludes(boards);
@@ -170,6 +178,45 @@ void addRun(CLI::App& app, cli::RunOptions& options, std::uint32_t& exitCode) {
   replay->excludes(real);
   replay->excludes(record);
   command->callback([&] { exitCode = cli::run(options); });
+}
+
+// Files that cannot be read end like other wrong arguments.
+void readRecordings(const std::function<void()>& command) {
+  try {
+    command();
+  } catch (const sim::record::RecordingError& error) {
+    throw cli::RunFailure(usageError, error.what());
+  }
+}
+
+void addTraceFile(CLI::App& group, const char* name, const char* what, void (*command)(const std::string&)) {
+  CLI::App* added = group.add_subcommand(name, what);
+  auto paths = std::make_shared<std::vector<std::string>>();
+  added->add_option("FILE", *paths, "recordings")->required();
+  added->callback([paths, command] {
+    readRecordings([&] {
+      for (const std::string& path : *paths) command(path);
+    });
+  });
+}
+
+void addTrace(CLI::App& app, std::uint32_t& exitCode) {
+  CLI::App* group = app.add_subcommand("trace", "look at recordings of kvexa run --record");
+  group->require_subcommand(1);
+  addTraceFile(*group, "show", "every call as text", cli::trace::show);
+  addTraceFile(*group, "summary", "calls by kind, the slowest, failures, frame intervals",
+               cli::trace::summarise);
+  addTraceFile(*group, "check", "read everything, and tell whether it is complete", cli::trace::check);
+  CLI::App* diff = group->add_subcommand("diff", "show the first difference of two recordings");
+  auto paths = std::make_shared<std::vector<std::string>>();
+  auto options = std::make_shared<cli::trace::DiffOptions>();
+  diff->add_option("FILE", *paths, "two recordings")->required()->expected(2);
+  diff->add_flag("--times", options->times, "compare times, too");
+  diff->add_flag("--frames", options->frames, "compare what frames show, too");
+  diff->add_flag("--addresses", options->addresses, "compare addresses and device paths, too");
+  diff->callback([paths, options, &exitCode] {
+    readRecordings([&] { exitCode = cli::trace::compare(paths->at(0), paths->at(1), *options) ? 0 : 1; });
+  });
 }
 
 // The program of kvexa run and its arguments are not this program's own.
@@ -201,6 +248,7 @@ int main(int argc, char** argv) {
     cli::RunOptions runOptions;
     std::uint32_t exitCode = 0;
     addRun(app, runOptions, exitCode);
+    addTrace(app, exitCode);
     try {
       app.parse(ownArguments(argc, argv), argv);
     } catch (const CLI::Success& help) {

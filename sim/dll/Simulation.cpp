@@ -43,7 +43,8 @@ std::string freeName(const std::string& path) {
     const HANDLE file = CreateFileW(wideText(name).c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     LARGE_INTEGER size{};
-    const bool isFree = file != INVALID_HANDLE_VALUE && GetFileSizeEx(file, &size) != FALSE && size.QuadPart == 0;
+    const bool isFree =
+        file != INVALID_HANDLE_VALUE && GetFileSizeEx(file, &size) != FALSE && size.QuadPart == 0;
     const bool isHeld = file == INVALID_HANDLE_VALUE && GetLastError() == ERROR_SHARING_VIOLATION;
     if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
     if (isFree || (file == INVALID_HANDLE_VALUE && !isHeld)) return name;
@@ -142,7 +143,8 @@ void Simulation::answer() {
   if (bench_) clock = std::shared_ptr<const Clock>(bench_, &bench_->machine().clock());
   if (!clock) clock = std::make_shared<Clock>(Pace::real);
   auto boards = boards_ ? boards_ : std::make_shared<Platform>();
-  ProgramAttachment::instance().use(record::makeRecordingPlatform(std::move(boards), recorder_, std::move(clock)));
+  ProgramAttachment::instance().use(
+      record::makeRecordingPlatform(std::move(boards), recorder_, std::move(clock)));
 }
 
 bool Simulation::record(const std::string& path, bool frames) {

@@ -1,5 +1,6 @@
 #include "sim/record/Description.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <vector>
@@ -20,18 +21,28 @@ std::string nameOf(const BoardName& board) {
 
 std::string textOf(const Bytes& bytes) { return {reinterpret_cast<const char*>(bytes.data), bytes.size}; }
 
+// As traces show what came in.
+std::string bytesText(const Bytes& bytes) {
+  constexpr std::uint32_t most = 16;
+  constexpr char digits[] = "0123456789abcdef";
+  std::string text = "[";
+  for (std::uint32_t i = 0; i < std::min(bytes.size, most); ++i) {
+    if (i != 0) text += ' ';
+    text += digits[bytes.data[i] >> 4];
+    text += digits[bytes.data[i] & 15];
+  }
+  return text + (bytes.size > most ? " ..]" : "]");
+}
+
 std::string pipeText(const Line& line) {
   if (usb::Pipe::isOutbound(line.a)) {
-    return usb::requestText(nameOf(line.board), {line.a, line.b, {line.in.data, line.in.size}, line.moved, line.error,
-                                                 !line.statusKept});
+    return usb::requestText(
+        nameOf(line.board),
+        {line.a, line.b, {line.in.data, line.in.size}, line.moved, line.error, !line.statusKept});
   }
-  std::string text = nameOf(line.board) + " pipe" + std::to_string(line.a) + " in " + std::to_string(line.b) + "ms " +
-                     std::to_string(line.moved) + "/" + std::to_string(line.size);
-  if (line.out.size != 0) {
-    // As an outbound request shows its bytes.
-    const std::string bytes = usb::requestText("", {usb::Pipe::command, 0, {line.out.data, line.out.size}, 0, 0, true});
-    text += bytes.substr(bytes.find('[') - 1);
-  }
+  std::string text = nameOf(line.board) + " pipe" + std::to_string(line.a) + " in " + std::to_string(line.b) +
+                     "ms " + std::to_string(line.moved) + "/" + std::to_string(line.size);
+  if (line.out.size != 0) text += " " + bytesText(line.out);
   return text + outcome(line.error, !line.statusKept);
 }
 
@@ -56,14 +67,15 @@ std::string pcieText(const Line& line, const pcie::Shape& shape) {
 std::string otherText(const Line& line) {
   std::array<char, 16> name{};
   requestName(line.code, name);
-  return nameOf(line.board) + " " + name.data() + " " + std::to_string(line.moved) + "/" + std::to_string(line.size) +
-         outcome(line.error, true);
+  return nameOf(line.board) + " " + name.data() + " " + std::to_string(line.moved) + "/" +
+         std::to_string(line.size) + outcome(line.error, true);
 }
 
 std::string requestLine(const Line& line) {
   if (line.code == usb::Control::pipeTransfer) return pipeText(line);
   const pcie::Shape* const shape = pcie::findShape(line.code);
-  return shape != nullptr && line.in.size >= shape->headerWords * 4 ? pcieText(line, *shape) : otherText(line);
+  return shape != nullptr && line.in.size >= shape->headerWords * 4 ? pcieText(line, *shape)
+                                                                    : otherText(line);
 }
 
 std::string completionText(const Line& line) {

@@ -15,9 +15,11 @@ constexpr std::size_t likenessWindow = 256;
 
 // Of requests of the same kind, how much of what goes in is the same; nothing for other kinds.
 std::size_t likeness(const Line& a, const Line& b) {
-  if (a.call != b.call || a.code != b.code || a.a != b.a || a.size != b.size || a.in.size != b.in.size) return 0;
+  if (a.call != b.call || a.code != b.code || a.a != b.a || a.size != b.size || a.in.size != b.in.size)
+    return 0;
   std::size_t same = 1;
-  for (std::uint32_t i = 0; i < a.in.size; ++i) same += a.in.data[i] == b.in.data[i] || isAddress(a.code, i) ? 1 : 0;
+  for (std::uint32_t i = 0; i < a.in.size; ++i)
+    same += a.in.data[i] == b.in.data[i] || isAddress(a.code, i) ? 1 : 0;
   return same;
 }
 
@@ -37,8 +39,8 @@ std::size_t Replay::likest(const Place& place, const Line& asked, std::size_t fr
   return best;
 }
 
-// What stands next; what was answered last, again, for a program that looks again; the next one with the same content;
-// the last one with it; then one that is only like it.
+// What stands next; what was answered last, again, for a program that looks again; the next one with the same
+// content; the last one with it; then one that is only like it.
 std::unique_ptr<Reply> Replay::takeLeniently(Line& asked) {
   const std::lock_guard lock(lock_);
   const auto lane = std::ranges::find(lanes_, addressee(asked));
@@ -74,8 +76,8 @@ std::unique_ptr<Reply> Replay::takeLeniently(Line& asked) {
 
 std::string Replay::remarks() const {
   if (!options_.isLenient || (skipped_ == 0 && likened_ == 0)) return {};
-  std::string text = script_->path() + ": " + std::to_string(skipped_) + " recorded calls were passed over, " +
-                     std::to_string(likened_) + " calls are not in it";
+  std::string text = script_->path() + ": " + std::to_string(skipped_) +
+                     " recorded calls were passed over, " + std::to_string(likened_) + " calls are not in it";
   return firstRemark_.empty() ? text : text + ", first " + firstRemark_;
 }
 

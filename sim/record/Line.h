@@ -9,11 +9,11 @@ namespace sim::record {
 
 // What a line is about. The names of the file's lines are in LineFields.cpp.
 enum class Call : std::uint8_t {
-  list,          // a list of devices is made: text = whose, result = 1 when it was
-  interface,     // entry of a list: a = index
-  path,          // path of an entry: a = index, size = bytes of the caller's record, result, text
+  list,       // a list of devices is made: text = whose, result = 1 when it was
+  interface,  // entry of a list: a = index
+  path,       // path of an entry: a = index, size = bytes of the caller's record, result, text
   endList,
-  open,          // text = path, a = access, b = flags
+  open,  // text = path, a = access, b = flags
   close,
   request,       // DeviceIoControl
   complete,      // of a pended request: of = its order
@@ -89,7 +89,9 @@ struct Line {
 };
 
 // Lines that only say in which order threads went on.
-constexpr bool isMark(Call call) { return call == Call::signal || call == Call::thread || call == Call::wait; }
+constexpr bool isMark(Call call) {
+  return call == Call::signal || call == Call::thread || call == Call::wait;
+}
 
 // What a file begins with.
 struct Header {

@@ -54,10 +54,10 @@ constexpr Field headerTable[] = {
 };
 
 constexpr std::array<const char*, callCount> callNames = {
-    "list",    "interface",    "path",    "endList",     "open",       "close",     "request",
-    "complete", "sleep",       "signal",  "thread",  "wait",    "deviceInfo", "property",  "parameters",
-    "install", "installState", "connect", "locate",      "rescan",     "disconnect", "folder",
-    "versionSize", "version",  "versionValue", "lost",   "end"};
+    "list",       "interface",   "path",         "endList",      "open",   "close",      "request",
+    "complete",   "sleep",       "signal",       "thread",       "wait",   "deviceInfo", "property",
+    "parameters", "install",     "installState", "connect",      "locate", "rescan",     "disconnect",
+    "folder",     "versionSize", "version",      "versionValue", "lost",   "end"};
 
 constexpr std::uint32_t pcieCodes[] = {0x80002008, 0x8000200C, 0x80002010, 0x80002014, 0x80002018,
                                        0x80002020, 0x80002024, 0x80002028, 0x800020C8, 0x800020CC,
@@ -71,7 +71,8 @@ std::span<const Field> headerFields() { return headerTable; }
 const char* callName(Call call) { return callNames[static_cast<std::size_t>(call)]; }
 
 bool findCall(std::string_view name, Call& call) {
-  const auto* const found = std::ranges::find(callNames, name, [](const char* each) { return std::string_view(each); });
+  const auto* const found =
+      std::ranges::find(callNames, name, [](const char* each) { return std::string_view(each); });
   if (found == callNames.end()) return false;
   call = static_cast<Call>(found - callNames.begin());
   return true;

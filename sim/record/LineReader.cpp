@@ -118,7 +118,8 @@ Bytes bytesOf(std::string_view text) {
 
 // In the place of the digits.
 Bytes unhexed(std::string_view key, std::string_view digits, LineMemory& memory) {
-  if (digits.size() % 2 != 0 || digits.size() / 2 > mostPayload) failAt(key, "is not so many bytes in hexadecimal");
+  if (digits.size() % 2 != 0 || digits.size() / 2 > mostPayload)
+    failAt(key, "is not so many bytes in hexadecimal");
   std::uint8_t* const to = memory.data() + (memory.size() - digits.size());
   for (std::size_t i = 0; i < digits.size(); i += 2) {
     const int high = hexDigit(digits[i]);
@@ -180,7 +181,8 @@ void readField(const Field& field, Scanner& scanner, void* record) {
 }
 
 // Which of the fields were there, as bits.
-std::uint32_t readObject(std::string_view text, LineMemory& memory, std::span<const Field> fields, void* record) {
+std::uint32_t readObject(std::string_view text, LineMemory& memory, std::span<const Field> fields,
+                         void* record) {
   Scanner scanner(text, memory);
   scanner.expect('{', "is no object of JSON");
   std::uint32_t seen = 0;
@@ -188,7 +190,8 @@ std::uint32_t readObject(std::string_view text, LineMemory& memory, std::span<co
     if (seen != 0) scanner.expect(',', "a comma is missing");
     const std::string_view key = scanner.string();
     scanner.expect(':', "a colon is missing");
-    const auto field = std::ranges::find(fields, key, [](const Field& each) { return std::string_view(each.key); });
+    const auto field =
+        std::ranges::find(fields, key, [](const Field& each) { return std::string_view(each.key); });
     if (field == fields.end()) fail("the key \"" + std::string(key) + "\" is unknown");
     const std::uint32_t bit = 1U << (field - fields.begin());
     if ((seen & bit) != 0) failAt(field->key, "is there twice");

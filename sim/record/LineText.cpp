@@ -14,7 +14,8 @@ constexpr char digits[] = "0123456789abcdef";
 
 class Writer {
  public:
-  explicit Writer(std::span<char> buffer) : begin_(buffer.data()), at_(begin_), end_(begin_ + buffer.size()) {}
+  explicit Writer(std::span<char> buffer)
+      : begin_(buffer.data()), at_(begin_), end_(begin_ + buffer.size()) {}
 
   std::size_t length() const { return static_cast<std::size_t>(at_ - begin_); }
 
@@ -128,7 +129,8 @@ void writeField(Writer& writer, const Field& field, const void* record) {
       return;
     case Kind::text:
     case Kind::hex: return writeBytes(writer, field, memberAt<Bytes>(record, field.offset));
-    case Kind::hash: return writeHash(writer, field, memberAt<std::array<std::uint32_t, 4>>(record, field.offset));
+    case Kind::hash:
+      return writeHash(writer, field, memberAt<std::array<std::uint32_t, 4>>(record, field.offset));
     case Kind::board: return writeBoard(writer, field, memberAt<BoardName>(record, field.offset));
     case Kind::call: return writeName(writer, field, callName(memberAt<Call>(record, field.offset)));
     case Kind::request: return writeRequest(writer, field, memberAt<std::uint32_t>(record, field.offset));

@@ -43,8 +43,8 @@ std::string momentNow() {
   SYSTEMTIME now;
   GetSystemTime(&now);
   char text[32];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", now.wYear, now.wMonth, now.wDay, now.wHour,
-                now.wMinute, now.wSecond);
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02dZ", now.wYear, now.wMonth, now.wDay,
+                now.wHour, now.wMinute, now.wSecond);
   return text;
 }
 
@@ -71,7 +71,9 @@ void eachPayload(Line& line, Function function) {
 Recorder::Recorder(const Options& options)
     : lines_(make(options.path)),
       frames_(options.frames ? make(options.path + ".frames") : File()),
-      capacity_(options.memory != 0 ? rounded(options.memory) : options.frames ? memoryForFrames : memoryForLines),
+      capacity_(options.memory != 0 ? rounded(options.memory)
+                : options.frames    ? memoryForFrames
+                                    : memoryForLines),
       waiting_(static_cast<std::uint8_t*>(
           VirtualAlloc(nullptr, capacity_, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE))),
       text_(textBytes),

@@ -48,8 +48,8 @@ class Recorder {
   // The order of a begin. Ends take theirs when their line is added.
   std::uint64_t begin();
 
-  // Completes the line with its end and takes a copy of all that it refers to, with the image when the frames are
-  // kept. Never waits for the file: without memory the line is lost, and counted.
+  // Completes the line with its end and takes a copy of all that it refers to, with the image when the frames
+  // are kept. Never waits for the file: without memory the line is lost, and counted.
   void add(Line& line, std::span<const std::uint8_t> image = {});
 
   // Writes what is left, and the last line; what is added later is not recorded. Once.
@@ -58,7 +58,8 @@ class Recorder {
   // Brings into the file what is there.
   void flush();
 
-  // The same, and the last line, in a process that ends: no other thread runs any more, wherever it was stopped.
+  // The same, and the last line, in a process that ends: no other thread runs any more, wherever it was
+  // stopped.
   void finishAtExit() noexcept;
 
  private:

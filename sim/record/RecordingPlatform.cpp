@@ -114,10 +114,13 @@ class RecordingPlatform : public Platform {
                : plain(*known, request, returned, send);
   }
 
-  HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner, DWORD flags) override {
+  HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner,
+                        DWORD flags) override {
     const BoardClass* const boardClass = findBoardClass(interfaceClass);
-    const bool isPci = interfaceClass == nullptr && enumerator != nullptr && std::strcmp(enumerator, "PCI") == 0;
-    if (boardClass == nullptr && !isPci) return inner_->getClassDevs(interfaceClass, enumerator, owner, flags);
+    const bool isPci =
+        interfaceClass == nullptr && enumerator != nullptr && std::strcmp(enumerator, "PCI") == 0;
+    if (boardClass == nullptr && !isPci)
+      return inner_->getClassDevs(interfaceClass, enumerator, owner, flags);
     Line line = begin(Call::list);
     const HDEVINFO set = inner_->getClassDevs(interfaceClass, enumerator, owner, flags);
     const DWORD error = GetLastError();
@@ -152,8 +155,8 @@ class RecordingPlatform : public Platform {
     line.a = board.index;
     line.size = size;
     DWORD needed = 0;
-    const BOOL found =
-        inner_->getDeviceInterfaceDetail(set, data, detail, size, requiredSize != nullptr ? requiredSize : &needed, device);
+    const BOOL found = inner_->getDeviceInterfaceDetail(
+        set, data, detail, size, requiredSize != nullptr ? requiredSize : &needed, device);
     const DWORD error = GetLastError();
     line.moved = requiredSize != nullptr ? *requiredSize : needed;
     if (found != FALSE && detail != nullptr) {
@@ -222,7 +225,8 @@ class RecordingPlatform : public Platform {
   }
 
   // Whatever is given as the list: programs give other things too.
-  BOOL getDeviceInstallParams(HDEVINFO set, SP_DEVINFO_DATA* data, SP_DEVINSTALL_PARAMS_A* parameters) override {
+  BOOL getDeviceInstallParams(HDEVINFO set, SP_DEVINFO_DATA* data,
+                              SP_DEVINSTALL_PARAMS_A* parameters) override {
     Line line = begin(Call::installState);
     const BOOL got = inner_->getDeviceInstallParams(set, data, parameters);
     if (got != FALSE && parameters != nullptr) line.out = bytesOf(parameters, sizeof *parameters);
@@ -296,8 +300,8 @@ class RecordingPlatform : public Platform {
     return inner_->setEvent(event);
   }
 
-  std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*), void* argument,
-                             unsigned flags, unsigned* identifier) override {
+  std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),
+                             void* argument, unsigned flags, unsigned* identifier) override {
     mark(Call::thread);
     return inner_->beginThread(security, stack, start, argument, flags, identifier);
   }
@@ -317,7 +321,8 @@ class RecordingPlatform : public Platform {
   }
   HGLOBAL globalAlloc(UINT flags, SIZE_T bytes) override { return inner_->globalAlloc(flags, bytes); }
   void* allocateMemory(std::size_t bytes) override { return inner_->allocateMemory(bytes); }
-  BOOL writeFile(HANDLE file, const void* bytes, DWORD count, DWORD* written, OVERLAPPED* overlapped) override {
+  BOOL writeFile(HANDLE file, const void* bytes, DWORD count, DWORD* written,
+                 OVERLAPPED* overlapped) override {
     return inner_->writeFile(file, bytes, count, written, overlapped);
   }
 
@@ -417,7 +422,8 @@ class RecordingPlatform : public Platform {
       line.in = bytesOf(request.out, request.outLength);
     } else {
       line.size = request.outLength;
-      image = took(line, request.out, std::min(line.moved, request.outLength), record.pipe == usb::Pipe::image);
+      image =
+          took(line, request.out, std::min(line.moved, request.outLength), record.pipe == usb::Pipe::image);
     }
     if (accepted != FALSE && record.statusAddress != 0) {
       std::uint32_t status = 0;
@@ -432,7 +438,8 @@ class RecordingPlatform : public Platform {
   BOOL plain(const Known& known, const ControlRequest& request, const DWORD* returned, Send send) {
     Line line = begin(Call::request, known.board, known.number);
     line.code = request.code;
-    const ByteSpan in(static_cast<const std::uint8_t*>(request.in), request.in != nullptr ? request.inLength : 0);
+    const ByteSpan in(static_cast<const std::uint8_t*>(request.in),
+                      request.in != nullptr ? request.inLength : 0);
     const std::vector<std::uint8_t> before(in.begin(), in.end());
     line.in = bytesOf(before.data(), bytesThatGoIn(request.code, before));
     line.size = request.outLength;
@@ -460,7 +467,8 @@ class RecordingPlatform : public Platform {
   }
 
   // Bytes that came: in the line, or by their hash.
-  ByteSpan took(Line& line, const void* data, std::uint32_t bytes, bool isImage, std::uint32_t offset = 0) const {
+  ByteSpan took(Line& line, const void* data, std::uint32_t bytes, bool isImage,
+                std::uint32_t offset = 0) const {
     if (data == nullptr || bytes == 0) return {};
     if (!isImage && bytes <= mostPayload) {
       line.out = bytesOf(data, bytes);
@@ -473,7 +481,8 @@ class RecordingPlatform : public Platform {
   }
 
   // A record that is input and output at once is kept as far as it was changed.
-  ByteSpan tookRecord(Line& line, const std::vector<std::uint8_t>& before, const ControlRequest& request) const {
+  ByteSpan tookRecord(Line& line, const std::vector<std::uint8_t>& before,
+                      const ControlRequest& request) const {
     const ByteSpan after(static_cast<const std::uint8_t*>(request.out),
                          request.out != nullptr ? request.outLength : 0);
     const bool isSame = request.in == request.out;
@@ -488,14 +497,17 @@ class RecordingPlatform : public Platform {
     const auto request = static_cast<pcie::Request>(line.code);
     const auto word = [&](std::size_t at) {
       std::uint32_t value = 0;
-      if (line.in.size >= (at + 1) * sizeof value) std::memcpy(&value, line.in.data + at * sizeof value, sizeof value);
+      if (line.in.size >= (at + 1) * sizeof value)
+        std::memcpy(&value, line.in.data + at * sizeof value, sizeof value);
       return value;
     };
     const std::lock_guard lock(lock_);
     if (request == pcie::Request::capture) {
-      captures_[line.board.index] = {reinterpret_cast<const std::uint8_t*>(std::uintptr_t{word(pcie::Word::captureBuffer)}),
-                                     word(pcie::Word::captureLength), 0};
-    } else if (request == pcie::Request::writeRegister && word(pcie::Word::registerAddress) == intervalRegister) {
+      captures_[line.board.index] = {
+          reinterpret_cast<const std::uint8_t*>(std::uintptr_t{word(pcie::Word::captureBuffer)}),
+          word(pcie::Word::captureLength), 0};
+    } else if (request == pcie::Request::writeRegister &&
+               word(pcie::Word::registerAddress) == intervalRegister) {
       frameBytes_[line.board.index] = word(pcie::Word::registerValue);
     }
   }
@@ -526,7 +538,8 @@ class RecordingPlatform : public Platform {
       return image;
     }
     const std::uint32_t bytes = frameBytes_[line.board.index];
-    if (static_cast<pcie::Request>(line.code) != pcie::Request::interval || bytes == 0 || bytes > capture.bytes) {
+    if (static_cast<pcie::Request>(line.code) != pcie::Request::interval || bytes == 0 ||
+        bytes > capture.bytes) {
       return {};
     }
     const std::uint32_t offset = capture.frame++ % (capture.bytes / bytes) * bytes;
@@ -553,7 +566,8 @@ class RecordingPlatform : public Platform {
 
 }  // namespace
 
-std::shared_ptr<Platform> makeRecordingPlatform(std::shared_ptr<Platform> inner, std::shared_ptr<Recorder> recorder,
+std::shared_ptr<Platform> makeRecordingPlatform(std::shared_ptr<Platform> inner,
+                                                std::shared_ptr<Recorder> recorder,
                                                 std::shared_ptr<const Clock> clock) {
   return std::make_shared<RecordingPlatform>(std::move(inner), std::move(recorder), std::move(clock));
 }

@@ -10,7 +10,8 @@
 namespace sim::record {
 
 // Times are the clock's. All three are kept as long as the platform.
-std::shared_ptr<Platform> makeRecordingPlatform(std::shared_ptr<Platform> inner, std::shared_ptr<Recorder> recorder,
+std::shared_ptr<Platform> makeRecordingPlatform(std::shared_ptr<Platform> inner,
+                                                std::shared_ptr<Recorder> recorder,
                                                 std::shared_ptr<const Clock> clock);
 
 }  // namespace sim::record

@@ -24,8 +24,8 @@ RecordingReader::RecordingReader(Source source, std::string name)
     fail(std::string("is no recording: ") + error.what());
   }
   if (header_.format > Header::version) {
-    fail("is a recording of format " + std::to_string(header_.format) + "; this program reads formats up to " +
-         std::to_string(Header::version));
+    fail("is a recording of format " + std::to_string(header_.format) +
+         "; this program reads formats up to " + std::to_string(Header::version));
   }
 }
 
@@ -45,7 +45,8 @@ bool RecordingReader::next(Line& line) {
 
 void RecordingReader::checkOrder(const Line& line) {
   if (line.call == Call::lost || line.call == Call::end) return;
-  if (line.e <= lastEnd_) fail("comes out of order: e is " + std::to_string(line.e) + " after " + std::to_string(lastEnd_));
+  if (line.e <= lastEnd_)
+    fail("comes out of order: e is " + std::to_string(line.e) + " after " + std::to_string(lastEnd_));
   lastEnd_ = line.e;
 }
 

@@ -14,7 +14,6 @@ namespace sim::record {
 
 namespace {
 
-
 std::uint64_t lastOrder(const Script& script) { return script.steps().empty() ? 0 : script.steps().back().e; }
 
 std::string hexadecimal(std::uint8_t byte) {
@@ -32,14 +31,16 @@ std::string firstDifferenceText(const Line& expected, const Line& came) {
   }
   const std::uint32_t at = firstDifference(came.code, expected.in, came.in);
   if (at < std::min(expected.in.size, came.in.size)) {
-    return "byte " + std::to_string(at) + " of what goes in: " + hexadecimal(expected.in.data[at]) + " expected, " +
-           hexadecimal(came.in.data[at]) + " came";
+    return "byte " + std::to_string(at) + " of what goes in: " + hexadecimal(expected.in.data[at]) +
+           " expected, " + hexadecimal(came.in.data[at]) + " came";
   }
   if (expected.in.size != came.in.size) {
-    return std::to_string(expected.in.size) + " bytes to go in expected, " + std::to_string(came.in.size) + " came";
+    return std::to_string(expected.in.size) + " bytes to go in expected, " + std::to_string(came.in.size) +
+           " came";
   }
   if (expected.size != came.size) {
-    return std::to_string(expected.size) + " bytes asked for expected, " + std::to_string(came.size) + " came";
+    return std::to_string(expected.size) + " bytes asked for expected, " + std::to_string(came.size) +
+           " came";
   }
   return "the text";
 }
@@ -67,7 +68,8 @@ Replay::Replay(std::shared_ptr<const Script> script, Options options)
     expect(places_[i]);
   }
   for (const Step& step : steps) {
-    if (step.call != Call::complete || step.completion == 0) continue;  // one whose request was lost stays away
+    if (step.call != Call::complete || step.completion == 0)
+      continue;  // one whose request was lost stays away
     turns_.expect(step.n);
     turns_.expect(step.e);
   }
@@ -172,7 +174,8 @@ void Replay::finish(const Reply& reply) {
   if (step.holdUntil != 0) turns_.await(step.holdUntil);
 }
 
-// Marks before it that did not come are passed over: which thread has to wait for which differs from run to run.
+// Marks before it that did not come are passed over: which thread has to wait for which differs from run to
+// run.
 const Step* Replay::takeMark(Call call) {
   Line asked;
   asked.call = call;
@@ -207,7 +210,8 @@ void Replay::awaitTime(Microseconds asked, Microseconds passed) {
   const Microseconds until = asked + passed;
   if (!options_.clock->isReal()) return options_.clock->advanceTo(until);
   for (Microseconds present = now(); present + millisecond / 2 < until; present = now()) {
-    Sleep(static_cast<DWORD>(std::min<Microseconds>((until - present + millisecond / 2) / millisecond, 1000)));
+    Sleep(
+        static_cast<DWORD>(std::min<Microseconds>((until - present + millisecond / 2) / millisecond, 1000)));
   }
 }
 
@@ -242,8 +246,9 @@ std::string Replay::report(const Place* place, const Line& asked) {
   expected.pending = false;
   expected.out = {};
   return text + "  expected:  " + described(expected) + "\n  came:      " + described(asked) +
-         "\n  where:     thread " + std::to_string(thread) + ", line " + std::to_string(script_->steps()[step].number) +
-         "\n  differs:   " + difference + "\n" + whereElse(asked, script_->steps()[step].number);
+         "\n  where:     thread " + std::to_string(thread) + ", line " +
+         std::to_string(script_->steps()[step].number) + "\n  differs:   " + difference + "\n" +
+         whereElse(asked, script_->steps()[step].number);
 }
 
 // Whether the recording has what came at another place.
@@ -278,8 +283,8 @@ std::string Replay::leftOver() const {
   LineMemory memory;
   const auto index = static_cast<std::uint32_t>(first - script_->steps().data());
   return "the program ended before " + script_->path() + ": " + std::to_string(count) +
-         " calls did not come, first line " + std::to_string(first->number) + "\n  expected:  " +
-         described(script_->line(index, memory)) + "\n";
+         " calls did not come, first line " + std::to_string(first->number) +
+         "\n  expected:  " + described(script_->line(index, memory)) + "\n";
 }
 
 }  // namespace sim::record

@@ -29,7 +29,8 @@ class Replay {
     bool isLenient = false;
     // Answers take as long as they took, by this clock; null: no time. A clock of simulated time is moved on.
     std::shared_ptr<Clock> clock;
-    // Hears in words what the program did that the recording does not have. The call fails then, if it comes back.
+    // Hears in words what the program did that the recording does not have. The call fails then, if it comes
+    // back.
     std::function<void(const std::string& report)> depart;
   };
 
@@ -40,15 +41,15 @@ class Replay {
   // The answer to what the calling thread asks; null when there is none. When its turn comes: see finish.
   std::unique_ptr<Reply> take(Line& asked);
 
-  // Comes when the answer is where it belongs: lets its time pass, and waits for what comes before the thread's next
-  // call.
+  // Comes when the answer is where it belongs: lets its time pass, and waits for what comes before the
+  // thread's next call.
   void finish(const Reply& reply);
 
   // The calling thread sets an event, begins a thread or a wait.
   void mark(Call call);
 
-  // For completions: waits until everything before has happened, unless the count leaves the given one first; and
-  // that it has happened.
+  // For completions: waits until everything before has happened, unless the count leaves the given one first;
+  // and that it has happened.
   bool awaitTurn(const Step& step, const std::atomic<std::uint32_t>& count, std::uint32_t seen);
   void look() { turns_.look(); }
   void noteDone(const Step& step);

@@ -90,22 +90,26 @@ class ReplayPlatform : public Platform {
   BOOL deviceIoControl(HANDLE file, DWORD code, void* in, DWORD inLength, void* out, DWORD outLength,
                        DWORD* returned, OVERLAPPED* overlapped) override {
     const std::optional<BoardName> board = boardOf(file);
-    if (!board) return Platform::deviceIoControl(file, code, in, inLength, out, outLength, returned, overlapped);
+    if (!board)
+      return Platform::deviceIoControl(file, code, in, inLength, out, outLength, returned, overlapped);
     if (overlapped != nullptr) completions_.beforeReuse(overlapped, sizeof *overlapped);
     Line line = question(Call::request, numberOf(firstFile, file));
     line.board = *board;
     line.code = code;
-    const Buffers buffers{in, inLength, static_cast<std::uint8_t*>(out), out != nullptr ? outLength : 0, returned,
-                          overlapped};
+    const Buffers buffers{
+        in, inLength, static_cast<std::uint8_t*>(out), out != nullptr ? outLength : 0, returned, overlapped};
     return code == usb::Control::pipeTransfer && in != nullptr && inLength == sizeof(usb::Control::PipeRecord)
                ? pipe(line, buffers)
                : plain(line, buffers);
   }
 
-  HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner, DWORD flags) override {
+  HDEVINFO getClassDevs(const GUID* interfaceClass, const char* enumerator, HWND owner,
+                        DWORD flags) override {
     const BoardClass* const boardClass = findBoardClass(interfaceClass);
-    const bool isPci = interfaceClass == nullptr && enumerator != nullptr && std::strcmp(enumerator, "PCI") == 0;
-    if (boardClass == nullptr && !isPci) return Platform::getClassDevs(interfaceClass, enumerator, owner, flags);
+    const bool isPci =
+        interfaceClass == nullptr && enumerator != nullptr && std::strcmp(enumerator, "PCI") == 0;
+    if (boardClass == nullptr && !isPci)
+      return Platform::getClassDevs(interfaceClass, enumerator, owner, flags);
     Line line = question(Call::list);
     line.text = bytesOf(isPci ? "pci" : boardClass->tracePrefix);
     HDEVINFO set = INVALID_HANDLE_VALUE;
@@ -174,7 +178,8 @@ class ReplayPlatform : public Platform {
   BOOL getDeviceProperty(HDEVINFO set, SP_DEVINFO_DATA* data, DWORD property, DWORD* type, BYTE* buffer,
                          DWORD size, DWORD* requiredSize) override {
     const std::uint32_t number = numberOf(firstSet, set);
-    if (number == 0) return Platform::getDeviceProperty(set, data, property, type, buffer, size, requiredSize);
+    if (number == 0)
+      return Platform::getDeviceProperty(set, data, property, type, buffer, size, requiredSize);
     Line line = question(Call::property, number);
     line.a = property;
     line.size = size;
@@ -276,8 +281,8 @@ class ReplayPlatform : public Platform {
     return Platform::waitForMultipleObjects(count, objects, all, milliseconds);
   }
 
-  std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*), void* argument,
-                             unsigned flags, unsigned* identifier) override {
+  std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),
+                             void* argument, unsigned flags, unsigned* identifier) override {
     replay_->mark(Call::thread);
     return Platform::beginThread(security, stack, start, argument, flags, identifier);
   }
@@ -317,8 +322,8 @@ class ReplayPlatform : public Platform {
     if (count != 0) std::memcpy(to, from.data, count);
   }
 
-  // Gives the recorded result and last error; `fill` takes what came out. A success of other calls than requests leaves
-  // the last error alone.
+  // Gives the recorded result and last error; `fill` takes what came out. A success of other calls than
+  // requests leaves the last error alone.
   template <class Fill>
   BOOL answer(Line& asked, Fill fill) {
     const DWORD before = GetLastError();
@@ -331,8 +336,9 @@ class ReplayPlatform : public Platform {
     fill(recorded);
     replay_->finish(*reply);
     const bool isRequest = asked.call == Call::request;
-    SetLastError(recorded.pending ? DWORD{ERROR_IO_PENDING}
-                                  : recorded.error != 0 || isRequest ? recorded.error : before);
+    SetLastError(recorded.pending                   ? DWORD{ERROR_IO_PENDING}
+                 : recorded.error != 0 || isRequest ? recorded.error
+                                                    : before);
     return static_cast<BOOL>(recorded.result);
   }
 
@@ -361,7 +367,8 @@ class ReplayPlatform : public Platform {
       line.size = buffers.outLength;
     }
     return answer(line, [&](const Line& recorded) {
-      if (recorded.image.bytes != 0) fillImage(recorded, buffers.out, std::min(recorded.image.bytes, buffers.outLength));
+      if (recorded.image.bytes != 0)
+        fillImage(recorded, buffers.out, std::min(recorded.image.bytes, buffers.outLength));
       copy(recorded.out, buffers.out, buffers.outLength);
       if (buffers.returned != nullptr) *buffers.returned = recorded.moved;
       if (recorded.result == 0 || recorded.statusKept || record.statusAddress == 0) return;
@@ -471,8 +478,9 @@ class ReplayPlatform : public Platform {
   std::map<std::uint32_t, BoardName> files_;
   std::map<std::uint32_t, RunningCapture> captures_;
   std::vector<std::vector<std::uint8_t>> values_;
-  ReplayedCompletions completions_{
-      *replay_, [this](const Line& line, std::uint8_t* to, std::uint32_t bytes) { fillImage(line, to, bytes); }};
+  ReplayedCompletions completions_{*replay_, [this](const Line& line, std::uint8_t* to, std::uint32_t bytes) {
+                                     fillImage(line, to, bytes);
+                                   }};
 };
 
 }  // namespace

@@ -17,8 +17,8 @@ std::uint32_t changedBytes(std::span<const std::uint8_t> before, std::span<const
 // Whether the byte of what goes in is part of an address or a handle, which differs from run to run.
 bool isAddress(std::uint32_t code, std::uint32_t at);
 
-// The first byte in which two requests' inputs differ, addresses left out; their size when they are alike, and no more
-// than the smaller size when one is longer.
+// The first byte in which two requests' inputs differ, addresses left out; their size when they are alike,
+// and no more than the smaller size when one is longer.
 std::uint32_t firstDifference(std::uint32_t code, const Bytes& a, const Bytes& b);
 
 inline bool sameInput(std::uint32_t code, const Bytes& a, const Bytes& b) {

@@ -40,8 +40,9 @@ bool sameQuestion(const Line& a, const Line& b) {
   const bool givesHandle = a.call == Call::open || a.call == Call::list;
   // The number of a device node is an answer too.
   const bool givesNumber = a.call == Call::locate;
-  return a.call == b.call && addressee(a) == addressee(b) && a.code == b.code && (givesNumber || a.a == b.a) &&
-         a.b == b.b && a.size == b.size && (givesHandle || handleSlot(a.handle) == handleSlot(b.handle)) &&
+  return a.call == b.call && addressee(a) == addressee(b) && a.code == b.code &&
+         (givesNumber || a.a == b.a) && a.b == b.b && a.size == b.size &&
+         (givesHandle || handleSlot(a.handle) == handleSlot(b.handle)) &&
          sameBytes(nameAsked(a), nameAsked(b)) && sameInput(a.code, a.in, b.in);
 }
 
@@ -119,8 +120,8 @@ void Script::joinCompletions() {
   }
 }
 
-// A thread waits for what the others did before its own next call: a loop that looks again and again then ends where it
-// ended. But once another thread has set an event, this one may have been woken by it.
+// A thread waits for what the others did before its own next call: a loop that looks again and again then
+// ends where it ended. But once another thread has set an event, this one may have been woken by it.
 void Script::orderThreads() {
   std::vector<std::uint64_t> signals;
   for (const Step& step : steps_) {

@@ -9,8 +9,8 @@
 
 namespace sim::record {
 
-// Begins and ends are numbered from 1. The order helps the program to do the same again; it is no promise: a thread
-// that waits while nothing happens for a time goes on, so nobody waits for ever.
+// Begins and ends are numbered from 1. The order helps the program to do the same again; it is no promise: a
+// thread that waits while nothing happens for a time goes on, so nobody waits for ever.
 class Turns {
  public:
   explicit Turns(std::uint64_t last) : done_(static_cast<std::size_t>(last) + 1, true) {}
@@ -23,7 +23,8 @@ class Turns {
   // Waits until everything before the number has happened.
   void await(std::uint64_t number);
 
-  // The same, but false when the count has left the given one first; whoever changes it calls look() afterwards.
+  // The same, but false when the count has left the given one first; whoever changes it calls look()
+  // afterwards.
   bool awaitUnless(std::uint64_t number, const std::atomic<std::uint32_t>& count, std::uint32_t seen);
   void look();
 
