@@ -1,11 +1,15 @@
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <cstring>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "cli/trace/RecordingFile.h"
 #include "cli/trace/TraceCommand.h"
+#include "sim/pcie/Protocol.h"
 #include "sim/record/Description.h"
 #include "sim/record/LineFields.h"
 #include "sim/usb/Protocol.h"
@@ -62,6 +66,21 @@ bool endsFrame(const Line& line) {
   return line.call == Call::complete || line.size < wholePiece;
 }
 
+// Of a PCIe board the record's first word tells what became of a request, and the program's own zero stays
+// there when all went well. The cancelling of an interval sends something else in it.
+bool failed(const Line& line) {
+  if (line.error != 0 || line.statusKept) return true;
+  const bool isAnswer = line.call == Call::complete || (line.call == Call::request && !line.pending);
+  if (!isAnswer || line.board.type != 1 ||
+      line.code == static_cast<std::uint32_t>(sim::pcie::Request::cancelInterval)) {
+    return false;
+  }
+  std::uint32_t status = 0;
+  if (line.out.size != 0)
+    std::memcpy(&status, line.out.data, std::min<std::size_t>(sizeof status, line.out.size));
+  return status != 0 || (line.call == Call::complete && line.result != 0);
+}
+
 class Summary {
  public:
   void add(const Line& line, std::uint64_t number) {
@@ -71,6 +90,10 @@ class Summary {
     began_ = true;
     last_ = std::max(last_, line.t + line.d);
     noteKind(line);
+    if (failed(line) && failures_.size() < mostShown && line.call != Call::interface &&
+        line.call != Call::path) {
+      failures_.push_back({number, line.d, sim::record::described(line)});
+    }
     if (line.call == Call::request) noteRequest(line, number);
     if (line.call == Call::sleep) sleeping_ += line.d;
     if (endsFrame(line)) noteFrame(line);
@@ -89,16 +112,13 @@ class Summary {
   void noteKind(const Line& line) {
     Kind& kind = kinds_[kindOf(line)];
     ++kind.count;
-    kind.failures += line.error != 0 || line.statusKept ? 1 : 0;
+    kind.failures += failed(line) ? 1 : 0;
     kind.time += line.d;
     kind.longest = std::max(kind.longest, line.d);
   }
 
   void noteRequest(const Line& line, std::uint64_t number) {
     inDriver_ += line.d;
-    const bool failed = line.error != 0 || line.statusKept;
-    if (failed && failures_.size() < mostShown)
-      failures_.push_back({number, line.d, sim::record::described(line)});
     if (slowest_.size() == mostShown && slowest_.back().time >= line.d) return;
     const auto place = std::ranges::upper_bound(slowest_, line.d, std::greater(), &Noted::time);
     slowest_.insert(place, {number, line.d, sim::record::described(line)});

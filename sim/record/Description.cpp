@@ -82,7 +82,8 @@ std::string completionText(const Line& line) {
   std::array<char, 16> name{};
   requestName(line.code, name);
   std::uint32_t status = 0;
-  if (line.out.size >= sizeof status) std::memcpy(&status, line.out.data, sizeof status);
+  if (line.out.size != 0)
+    std::memcpy(&status, line.out.data, std::min<std::size_t>(sizeof status, line.out.size));
   constexpr char digits[] = "0123456789abcdef";
   std::string text = nameOf(line.board) + " " + name.data() + " complete ";
   for (int shift = 28; shift >= 0; shift -= 4) text += digits[status >> shift & 15];
