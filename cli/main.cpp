@@ -194,6 +194,7 @@ void addTraceFile(CLI::App& group, const char* name, const char* what, void (*co
   auto paths = std::make_shared<std::vector<std::string>>();
   added->add_option("FILE", *paths, "recordings")->required();
   added->callback([paths, command] {
+    std::setvbuf(stdout, nullptr, _IOFBF, std::size_t{1} << 16);  // there may be millions of lines
     readRecordings([&] {
       for (const std::string& path : *paths) command(path);
     });

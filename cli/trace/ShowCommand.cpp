@@ -39,12 +39,18 @@ void showLine(const Line& line, RegisterNames& names) {
     std::printf("# %s\n", sim::record::described(line).c_str());
     return;
   }
-  constexpr double million = 1e6;
+  constexpr std::uint64_t million = 1000000;
+  char begin[80];
+  const int length = std::snprintf(begin, sizeof begin, "%5llu.%06u %8u us  t%-3u ",
+                                   static_cast<unsigned long long>(line.t / million),
+                                   static_cast<unsigned>(line.t % million), static_cast<unsigned>(line.d),
+                                   static_cast<unsigned>(line.thread));
+  std::string text(begin, static_cast<std::size_t>(length));
+  text += sim::record::described(line);
+  text += imageText(line.image);
   const std::string remark = names.remark(line);
-  std::printf("%12.6f %8u us  t%-3u %s%s%s%s\n", static_cast<double>(line.t) / million,
-              static_cast<unsigned>(line.d), static_cast<unsigned>(line.thread),
-              sim::record::described(line).c_str(), imageText(line.image).c_str(), remark.empty() ? "" : "  ",
-              remark.c_str());
+  if (!remark.empty()) text += "  " + remark;
+  std::puts(text.c_str());
 }
 
 }  // namespace
