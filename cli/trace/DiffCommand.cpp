@@ -74,7 +74,8 @@ class Fingerprints {
 // Completions come when somebody looks, so their order is that of their board.
 std::uint64_t sequenceOf(const Line& line) {
   constexpr std::uint64_t completions = std::uint64_t{1} << 40;
-  return line.call == Call::complete ? completions + line.board.type * 256 + line.board.index : line.thread;
+  return line.call == Call::complete ? completions + line.board.type * std::uint64_t{256} + line.board.index
+                                     : line.thread;
 }
 
 bool counts(const Line& line) {

@@ -13,7 +13,7 @@ RecordingFile::RecordingFile(const std::string& path)
       file_(CreateFileW(sim::wideText(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                         nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)) {
   if (file_.get() != INVALID_HANDLE_VALUE) return;
-  file_.release();
+  static_cast<void>(file_.release());
   throw sim::record::RecordingError(path + ": cannot be read");
 }
 

@@ -39,7 +39,7 @@ Description describedByEnvironment() {
 // Processes of one run write recordings of their own: beside a file that has something in it already.
 std::string freeName(const std::string& path) {
   for (unsigned number = 1;; ++number) {
-    const std::string name = number == 1 ? path : path + "-" + std::to_string(number);
+    std::string name = number == 1 ? path : path + "-" + std::to_string(number);
     const HANDLE file = CreateFileW(wideText(name).c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     LARGE_INTEGER size{};

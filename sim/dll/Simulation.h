@@ -32,8 +32,8 @@ class Simulation {
   // The boards of a recording instead of simulated ones. Throws RecordingError and SimulationRuns.
   void startReplay(const std::string& path, bool isLenient, bool isFast);
 
-  // Records from now on what reaches boards, simulated or real; an empty path ends that. Throws RecorderError, and
-  // SimulationRuns when a recording is written already. False when there was none to end.
+  // Records from now on what reaches boards, simulated or real; an empty path ends that. Throws
+  // RecorderError, and SimulationRuns when a recording is written already. False when there was none to end.
   bool record(const std::string& path, bool frames);
 
   // The process ends: no other thread runs any more.

@@ -111,7 +111,7 @@ Recorder::File Recorder::make(const std::string& path) {
   File file(CreateFileW(wideText(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
                         FILE_ATTRIBUTE_NORMAL, nullptr));
   if (file.get() != INVALID_HANDLE_VALUE) return file;
-  file.release();
+  static_cast<void>(file.release());
   throw RecorderError(path + ": cannot be written");
 }
 

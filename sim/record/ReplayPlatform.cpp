@@ -53,6 +53,9 @@ class ReplayPlatform : public Platform {
                             FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
                             nullptr)) {}
 
+  ReplayPlatform(const ReplayPlatform&) = delete;
+  ReplayPlatform& operator=(const ReplayPlatform&) = delete;
+
   ~ReplayPlatform() override {
     if (frames_ != INVALID_HANDLE_VALUE) CloseHandle(frames_);
   }

@@ -23,7 +23,7 @@ class ThreadNumbers {
     return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(value));
   }
 
-  void set(std::uint32_t number) {
+  void set(std::uint32_t number) const {
     const DWORD error = GetLastError();
     TlsSetValue(slot_, reinterpret_cast<void*>(static_cast<std::uintptr_t>(number)));
     SetLastError(error);
