@@ -48,6 +48,12 @@ constexpr Command table[] = {
     {"recover", Needs::boards, "reset a USB board's command pipes after an error on the sensor bus",
      recoverCommand},
     {"reload", Needs::boards, "restart the driver of all PCIe boards", reloadCommand},
+    {"trace show", Needs::nothing, "show every call of recordings as text", traceShowCommand},
+    {"trace summary", Needs::nothing,
+     "sum recordings up: calls by kind, the slowest, failures, frame intervals", traceSummaryCommand},
+    {"trace diff", Needs::nothing, "show the first difference of two recordings", traceDiffCommand},
+    {"trace check", Needs::nothing, "read recordings whole, and say whether they are complete",
+     traceCheckCommand},
     {"run", Needs::nothing,
      "start any 32-bit program with simulated boards: kvexa run [OPTIONS] -- PROGRAM ARGUMENTS", runCommand},
 };

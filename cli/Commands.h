@@ -37,6 +37,10 @@ Action runCommand(Options& options);
 Action statisticsCommand(Options& options);
 Action statusCommand(Options& options);
 Action streamCommand(Options& options);
+Action traceCheckCommand(Options& options);
+Action traceDiffCommand(Options& options);
+Action traceShowCommand(Options& options);
+Action traceSummaryCommand(Options& options);
 Action versionCommand(Options& options);
 
 }  // namespace cli

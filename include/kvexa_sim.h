@@ -206,6 +206,17 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimAdvanceTime(uint64_t microseconds) KVEXA_SIM_N
  */
 KVEXA_SIM_EXPORT(int32_t) kvexaSimTrace(const char* path) KVEXA_SIM_NOEXCEPT;
 
+/*
+ * Records from now on everything that reaches boards and comes back from them, as docs/recordings.md describes
+ * it: of the simulated boards, or of the real ones while no simulation runs. Boards that were opened before
+ * are not recorded. What the library gets is not changed.
+ *   path   [in] the file, which is overwritten; null or an empty text ends the recording
+ *   frames [in] 0: image data by their hash; 1: whole, in a file beside it (".frames" is appended to its name)
+ * Results: KVEXA_SIM_OK, KVEXA_SIM_BAD_ARGUMENT, KVEXA_SIM_RUNNING (a recording is written already),
+ * KVEXA_SIM_NOT_RUNNING (none is, so none can be ended), KVEXA_SIM_BAD_FILE, KVEXA_SIM_NO_MEMORY.
+ */
+KVEXA_SIM_EXPORT(int32_t) kvexaSimRecord(const char* path, uint32_t frames) KVEXA_SIM_NOEXCEPT;
+
 #ifdef __cplusplus
 }
 #endif

@@ -8,6 +8,7 @@
 #include "cli/Commands.h"
 #include "cli/Paths.h"
 #include "cli/run/CommandTail.h"
+#include "cli/trace/RecordingFile.h"
 #include "sim/bench/DescribedBench.h"
 #include "sim/bench/Description.h"
 #include "sim/bench/Files.h"
@@ -40,6 +41,12 @@ struct RunOptions {
   std::string scene;
   std::string trace;
   bool simulatedTime = false;
+  bool realBoards = false;
+  std::string record;
+  bool frames = false;
+  std::string replay;
+  bool lenient = false;
+  bool fast = false;
 };
 
 // A TOML text in single quotes holds everything but a single quote and control characters.
@@ -70,9 +77,17 @@ std::string describe(const RunOptions& options) {
   return text;
 }
 
+void checkRecording(const std::string& path) {
+  const trace::RecordingFile file(absoluteUtf8(path));
+  sim::record::RecordingReader reader = file.reader();
+  for (sim::record::Line line; reader.next(line);) continue;
+}
+
 // A wrong description must start nothing, and say what is wrong before the program runs.
 void check(const RunOptions& options, const std::string& text) {
   try {
+    if (!options.replay.empty()) return checkRecording(options.replay);
+    if (options.realBoards) return;
     const sim::Description description = options.description.empty()
                                              ? sim::parseDescription(text, "boards", ".")
                                              : sim::readDescription(absoluteUtf8(options.description));
@@ -99,11 +114,18 @@ std::string prepareTrace(const std::string& trace) {
 
 void setVariables(const RunOptions& options, const std::string& text) {
   namespace variables = sim::variables;
-  setVariable(variables::description, options.description.empty() ? text : std::string());
+  const bool isSimulated = !options.realBoards && options.replay.empty();
+  setVariable(variables::description, isSimulated && options.description.empty() ? text : std::string());
   setVariable(variables::file,
               options.description.empty() ? std::string() : absoluteUtf8(options.description));
   setVariable(variables::trace, prepareTrace(options.trace));
   setVariable(variables::time, options.simulatedTime ? "simulated" : "");
+  setVariable(variables::real, options.realBoards ? "1" : "");
+  setVariable(variables::replay, options.replay.empty() ? std::string() : absoluteUtf8(options.replay));
+  setVariable(variables::lenient, options.lenient ? "1" : "");
+  setVariable(variables::fast, options.fast ? "1" : "");
+  setVariable(variables::record, prepareTrace(options.record));
+  setVariable(variables::frames, options.frames ? "1" : "");
 }
 
 // kvexa_sim.dll lies beside this program.
@@ -238,6 +260,19 @@ void checkExclusions(const RunOptions& options) {
   if (!options.description.empty() && namesOthers) {
     throw RunFailure(runFailed, "--boards excludes --usb, --pcie and --scene: the file says what there is");
   }
+  const bool namesBoards =
+      namesOthers || !options.description.empty() || !options.trace.empty() || options.simulatedTime;
+  if (!options.replay.empty() && (namesBoards || options.realBoards || !options.record.empty())) {
+    throw RunFailure(runFailed,
+                     "--replay excludes --record, --real and what describes boards: the recording has them");
+  }
+  if (options.realBoards && (namesBoards || options.record.empty())) {
+    throw RunFailure(runFailed, "--real goes with --record, and without what describes simulated boards");
+  }
+  if (options.frames && options.record.empty()) throw RunFailure(runFailed, "--frames goes with --record");
+  if ((options.lenient || options.fast) && options.replay.empty()) {
+    throw RunFailure(runFailed, "--lenient and --fast go with --replay");
+  }
 }
 
 }  // namespace
@@ -249,7 +284,13 @@ Action runCommand(Options& options) {
       .number("--pcie", values->pcieBoards, 0, mostBoards, "so many PCIe boards")
       .text("--scene", values->scene, "BMP or JPEG picture in front of the simulated cameras")
       .text("--trace", values->trace, "write every driver request into a file")
-      .flag("--simulated-time", values->simulatedTime, "let time pass only while the program waits");
+      .flag("--simulated-time", values->simulatedTime, "let time pass only while the program waits")
+      .text("--record", values->record, "record everything that reaches boards and comes back")
+      .flag("--frames", values->frames, "keep image data in the recording")
+      .flag("--real", values->realBoards, "record the real boards instead of simulated ones")
+      .text("--replay", values->replay, "boards that answer as a recording says")
+      .flag("--lenient", values->lenient, "answer a program that asks something else, too")
+      .flag("--fast", values->fast, "do not let pass the time that answers took");
   return [values](Context& context) {
     checkExclusions(*values);
     context.exitCode = run(*values);

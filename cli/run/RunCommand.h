@@ -15,6 +15,7 @@ struct RunFailure : std::runtime_error {
 };
 
 // Exit codes of kvexa run; every other one is the program's.
+constexpr int runDeparted = 124;     // the program departs from the recording
 constexpr int runFailed = 125;       // the options or the description
 constexpr int runCannotStart = 126;  // the program is there, but cannot be started with boards
 constexpr int runProgramMissing = 127;

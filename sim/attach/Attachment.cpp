@@ -35,6 +35,9 @@ Attachment::Attachment(HMODULE module, Machine& machine)
 Attachment::Attachment(HMODULE module, Trace& trace)
     : inside_(std::make_unique<Inside>(module, makeTracedPlatform(trace))) {}
 
+Attachment::Attachment(HMODULE module, std::shared_ptr<Platform> platform)
+    : inside_(std::make_unique<Inside>(module, std::move(platform))) {}
+
 Attachment::~Attachment() = default;
 
 }  // namespace sim

@@ -9,6 +9,7 @@
 namespace sim {
 
 class Machine;
+class Platform;
 class Trace;
 
 // Redirects `module`'s calls for device I/O, device enumeration and Sleep until it is destroyed. Destroy
@@ -22,6 +23,9 @@ class Attachment {
 
   // Real boards: every call passes on to Windows, and the requests are written to the trace.
   Attachment(HMODULE module, Trace& trace);
+
+  // Whoever answers.
+  Attachment(HMODULE module, std::shared_ptr<Platform> platform);
 
   ~Attachment();
   Attachment(const Attachment&) = delete;

@@ -41,6 +41,10 @@ int32_t guarded(Call call) noexcept {
     return failed(KVEXA_SIM_BAD_FILE, error.what());
   } catch (const sim::TraceError& error) {
     return failed(KVEXA_SIM_BAD_FILE, error.what());
+  } catch (const sim::record::RecorderError& error) {
+    return failed(KVEXA_SIM_BAD_FILE, error.what());
+  } catch (const sim::record::RecordingError& error) {
+    return failed(KVEXA_SIM_BAD_FILE, error.what());
   } catch (const std::bad_alloc&) {
     return failed(KVEXA_SIM_NO_MEMORY, "there is no memory");
   } catch (const std::exception& error) {
@@ -263,6 +267,16 @@ KVEXA_SIM_EXPORT(int32_t) kvexaSimAdvanceTime(uint64_t microseconds) noexcept {
 KVEXA_SIM_EXPORT(int32_t) kvexaSimTrace(const char* path) noexcept {
   return guarded([&] {
     running()->traceTo(path != nullptr ? path : "");
+    return KVEXA_SIM_OK;
+  });
+}
+
+KVEXA_SIM_EXPORT(int32_t) kvexaSimRecord(const char* path, uint32_t frames) noexcept {
+  return guarded([&] {
+    require(frames <= 1, "\"frames\" is 0 or 1");
+    const bool ends = path == nullptr || *path == '\0';
+    const bool done = Simulation::instance().record(ends ? "" : path, frames != 0);
+    if (!done) fail(KVEXA_SIM_NOT_RUNNING, "no recording is written");
     return KVEXA_SIM_OK;
   });
 }

@@ -56,5 +56,6 @@ bool begin(HINSTANCE module) noexcept {
 BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
   if (reason == DLL_PROCESS_ATTACH) return sim::begin(module) ? TRUE : FALSE;
   if (reason == DLL_THREAD_DETACH) sim::forgetLastError();
+  if (reason == DLL_PROCESS_DETACH) sim::Simulation::instance().atExit();
   return TRUE;
 }

@@ -6,7 +6,10 @@
 #include <stdexcept>
 #include <vector>
 
+#include "sim/attach/Redirection.h"
 #include "sim/bench/DescribedBench.h"
+#include "sim/record/Recorder.h"
+#include "sim/record/Replay.h"
 
 namespace sim {
 
@@ -26,23 +29,43 @@ class Simulation {
   // False when none runs.
   bool stop();
 
-  // Null when none runs. Whoever holds it keeps it. Begins the one that is due, and throws what start throws.
+  // The boards of a recording instead of simulated ones. Throws RecordingError and SimulationRuns.
+  void startReplay(const std::string& path, bool isLenient, bool isFast);
+
+  // Records from now on what reaches boards, simulated or real; an empty path ends that. Throws
+  // RecorderError, and SimulationRuns when a recording is written already. False when there was none to end.
+  bool record(const std::string& path, bool frames);
+
+  // The process ends: no other thread runs any more.
+  void atExit() noexcept;
+
+  // Null when none runs. Whoever holds it keeps it. Begins what is due, and throws what start throws.
   std::shared_ptr<DescribedBench> bench();
 
-  // Whether the environment describes a simulation. It runs from startWhenNeeded on, and begins when a
-  // library first looks for boards or the program first asks for them.
+  // Whether the environment names boards. They are there from startWhenNeeded on, and begin when a library
+  // first looks for them or the program first asks for them.
   static bool isDescribed();
   void startWhenNeeded();
 
  private:
   Simulation() = default;
 
+  // With the lock held.
   void begin(const Description& description);
+  void beginReplay(const std::string& path, bool isLenient, bool isFast);
+  void beginRecording(const std::string& path, bool frames);
+  void beginDue();
+  bool isRunning() const { return bench_ || replay_ || isDue_; }
   void removeRetired();
+  void answer(std::shared_ptr<Platform> boards);
+  void answer();
 
   std::mutex mutex_;
   std::shared_ptr<DescribedBench> bench_;
-  bool isDue_ = false;
+  bool isDue_ = false;                // what the environment names
+  std::shared_ptr<Platform> boards_;  // null: the real ones
+  std::shared_ptr<record::Recorder> recorder_;
+  std::shared_ptr<record::Replay> replay_;
   // Stopped ones that calls of other threads may still be in. They are destroyed by a later start or stop: it
   // takes a thread that may wait, and a redirected call can be inside the loader.
   std::vector<std::shared_ptr<DescribedBench>> retired_;
