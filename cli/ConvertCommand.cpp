@@ -155,6 +155,7 @@ ConvertReport convert(const ConvertOptions& options) {
     makeFolder(output);
   } else {
     if (!fs::is_regular_file(input, error)) throw Failure(options.input + ": cannot be opened");
+    if (fs::equivalent(input, output, error)) throw Failure(options.output + ": is the raw file itself");
     makeFolder(output.parent_path());
     jobs.push_back({input, output});
   }

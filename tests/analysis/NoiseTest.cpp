@@ -75,18 +75,18 @@ TEST(Noise, OfOneFrameIsAnUpperBound) {
 }
 
 TEST(Noise, APatternThatIsNotThereIsNotMeasured) {
-  // Its variance comes out below zero as often as above.
+  // Its variance comes out below zero as often as above; with these numbers in some channels.
   unsigned missing = 0;
   for (const auto& channel : shoot({.pattern = 0}, 3).channels) {
     if (!channel.noise.fixedPattern) ++missing;
     EXPECT_LT(channel.noise.fixedPattern.value_or(0), 1.5);
   }
+  EXPECT_GT(missing, 0U);
   const auto still = shoot({.temporal = 0, .pattern = 0, .shading = 0}, 4);
   for (const auto& channel : still.channels) {
     EXPECT_DOUBLE_EQ(channel.noise.temporal.value(), 0);
     EXPECT_DOUBLE_EQ(channel.noise.fixedPattern.value(), 0);
   }
-  EXPECT_LE(missing, 4U);
 }
 
 TEST(Noise, FramesOfAnotherKindAreNotAdded) {
