@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "bench/Timing.h"
-#include "cli/ConvertCommand.h"
+#include "cli/raw/ConvertCommand.h"
 
 namespace {
 

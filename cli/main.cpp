@@ -12,11 +12,11 @@
 
 #include <shellapi.h>
 
-#include "Command.h"
-#include "CommandLine.h"
-#include "Failure.h"
-#include "Paths.h"
-#include "run/RunCommand.h"
+#include "cli/base/Failure.h"
+#include "cli/base/Paths.h"
+#include "cli/board/Command.h"
+#include "cli/commands/CommandLine.h"
+#include "cli/run/RunCommand.h"
 
 namespace cli {
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "cli/Commands.h"
-#include "cli/Paths.h"
+#include "cli/base/Paths.h"
+#include "cli/commands/Commands.h"
 #include "cli/run/CommandTail.h"
 #include "cli/trace/RecordingFile.h"
 #include "sim/bench/DescribedBench.h"

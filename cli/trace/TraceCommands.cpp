@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "Commands.h"
-#include "Failure.h"
+#include "cli/base/Failure.h"
+#include "cli/commands/Commands.h"
+#include "cli/trace/TraceCommand.h"
 #include "sim/record/RecordingReader.h"
-#include "trace/TraceCommand.h"
 
 namespace cli {
 
