@@ -17,7 +17,8 @@ namespace cli {
 
 namespace {
 
-constexpr std::uint32_t mostSide = 65535;
+// Raw files have limits of their own, which say more than a range.
+constexpr std::uint32_t anyNumber = 0xFFFFFFFF;
 constexpr std::uint32_t mostLevel = 65535;
 
 constexpr std::array<Choice, 4> patterns{{{"grbg", KVEXA_BAYER_GRBG},
@@ -48,12 +49,12 @@ struct LayoutOptions {
   RawLayout layout;
 
   void add(Options& options) {
-    options.number("--width", layout.width, 1, mostSide, "pixels of a row")
+    options.number("--width", layout.width, 0, anyNumber, "pixels of a row")
         .required()
-        .number("--height", layout.height, 1, mostSide, "rows")
+        .number("--height", layout.height, 0, anyNumber, "rows")
         .required()
         .choice("--format", format, formats, "what the samples are")
-        .number("--bits", layout.bits, 8, 16, "bits of a sample; more than 8 take two bytes")
+        .number("--bits", layout.bits, 0, anyNumber, "bits of a sample; more than 8 take two bytes")
         .choice("--pattern", layout.pattern, patterns, "Bayer pattern of the sensor");
   }
 
@@ -92,7 +93,7 @@ struct Conversion {
       const bool isLast = i + 1 == options.settings.gains.size();
       const std::size_t comma = isLast ? rest.size() : rest.find(',');
       if (comma == std::string::npos) throw UsageFailure("--gains: three numbers, as 1.9,1,1.6");
-      options.settings.gains[i] = parseReal(rest.substr(0, comma), "--gains", 1e-6, 1e6);
+      options.settings.gains[i] = parseReal(rest.substr(0, comma), "--gains", -1e6, 1e6);
       rest.erase(0, comma + 1);
     }
   }

@@ -264,7 +264,9 @@ void checkExclusions(const RunOptions& options) {
       namesOthers || !options.description.empty() || !options.trace.empty() || options.simulatedTime;
   if (!options.replay.empty() && (namesBoards || options.realBoards || !options.record.empty())) {
     throw RunFailure(runFailed,
-                     "--replay excludes --record, --real and what describes boards: the recording has them");
+                     "--replay excludes --boards, --usb, --pcie, --scene, --trace, --simulated-time, "
+                     "--record and --real: the "
+                     "recording has what they say");
   }
   if (options.realBoards && (namesBoards || options.record.empty())) {
     throw RunFailure(runFailed, "--real goes with --record, and without what describes simulated boards");
