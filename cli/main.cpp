@@ -17,6 +17,7 @@
 #include "StreamCommand.h"
 #include "VersionCommand.h"
 #include "run/RunCommand.h"
+#include "selftest/AddSelfTest.h"
 
 namespace {
 
@@ -184,6 +185,7 @@ int main(int argc, char** argv) {
     cli::RunOptions runOptions;
     std::uint32_t exitCode = 0;
     addRun(app, runOptions, exitCode);
+    cli::addSelfTest(app, exitCode);
     try {
       app.parse(ownArguments(argc, argv), argv);
     } catch (const CLI::Success& help) {

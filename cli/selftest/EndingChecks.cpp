@@ -1,0 +1,154 @@
+// How captures end: aborted at any moment, timed out, and started and stopped a hundred times.
+#include <algorithm>
+#include <vector>
+
+#include "selftest/Check.h"
+#include "selftest/Frames.h"
+#include "selftest/Rig.h"
+
+namespace cli::selftest {
+
+namespace {
+
+constexpr std::uint32_t usbModeRegister = 0x0102;
+
+bool isAll(const std::vector<std::uint8_t>& bytes, std::uint8_t mark) {
+  return std::all_of(bytes.begin(), bytes.end(), [mark](std::uint8_t byte) { return byte == mark; });
+}
+
+std::string milliseconds(std::uint64_t time) { return std::to_string(time) + " ms"; }
+
+// An endless capture into one buffer.
+struct Endless {
+  explicit Endless(const Rig& rig) : memory(rig.layout().bytes) {
+    expectOk("kVexaMultiShotCaptureEx",
+             kVexaMultiShotCaptureEx(rig.board(), static_cast<std::uint32_t>(memory.size()), 0, memory.data(),
+                                     timeout, frame.get(), end.get(), &result));
+  }
+
+  static constexpr std::uint32_t timeout = 1000;
+
+  std::vector<std::uint8_t> memory;
+  kvexa::Event frame;
+  kvexa::Event end;
+  std::int32_t result = KVEXA_OK;
+};
+
+// What must hold once a capture has been aborted.
+void expectEnded(const Rig& rig, Endless& capture, double period, const std::string& when) {
+  expect(rig.pace().wait(capture.end.get(), Endless::timeout + 500), "the end event behind an abort " + when,
+         "none");
+  if (rig.isUsb())
+    expectHex("the capture mode behind an abort " + when, 0, rig.boardRegister(usbModeRegister));
+  std::ranges::fill(capture.memory, guardMark);
+  rig.pace().sleep(static_cast<DWORD>(3 * period));
+  expect(isAll(capture.memory, guardMark), "no frame behind an abort " + when, "one");
+}
+
+void aborts(Rig& rig) {
+  rig.stream();
+  const double period = rig.framePeriod();
+  for (const double part : {0.0, 0.1, 0.5, 0.97, 1.0, 1.03, 2.0, 3.4}) {
+    const auto moment = static_cast<DWORD>(part * period);
+    const std::string when = milliseconds(moment) + " behind the start";
+    Endless capture(rig);
+    rig.pace().sleep(moment);
+    const std::uint64_t begin = rig.pace().now();
+    const std::int32_t aborted = kVexaAbortCapture(rig.board());
+    const std::uint64_t lasted = (rig.pace().now() - begin) / 1000;
+    // The memory is the capture's until it has ended.
+    expectEnded(rig, capture, period, when);
+    expectOk("kVexaAbortCapture " + when, aborted);
+    const auto longest = static_cast<std::uint64_t>(3 * period) + 100;
+    expect(lasted <= longest, "an abort " + when + " within " + milliseconds(longest), milliseconds(lasted));
+  }
+}
+
+void captureBehindAbort(Rig& rig) {
+  rig.stream();
+  for (unsigned i = 0; i < 3; ++i) {
+    {
+      const Endless capture(rig);
+      rig.pace().sleep(70);
+      expectOk("kVexaAbortCapture", kVexaAbortCapture(rig.board()));
+    }
+    const auto frame = rig.oneShot(rig.layout().bytes, guardMark);
+    expect(!isAll(frame, guardMark), "a frame behind an abort", "none");
+  }
+}
+
+void abortOfNothing(Rig& rig) {
+  expectOk("kVexaAbortCapture while nothing runs", kVexaAbortCapture(rig.board()));
+}
+
+void expectLasted(std::uint64_t lasted, std::uint32_t timeout) {
+  const std::uint32_t longest = timeout + timeout / 2 + 100;
+  expect(lasted + 1 >= timeout && lasted <= longest,
+         "a time-out within " + milliseconds(timeout) + " to " + milliseconds(longest), milliseconds(lasted));
+}
+
+// The sensor answers, and sends no frames.
+void oneShotTimeout(Rig& rig) {
+  rig.powerUp();
+  expectOk("kVexaSetCapParam", kVexaSetCapParam(rig.board(), &*rig.sensor().parameters));
+  constexpr std::uint32_t timeout = 400;
+  std::vector<std::uint8_t> frame(rig.layout().bytes, guardMark);
+  const std::uint64_t begin = rig.pace().now();
+  const std::int32_t result = kVexaOneShotCapture(rig.board(), rig.layout().bytes, frame.data(), timeout);
+  const std::uint64_t lasted = (rig.pace().now() - begin) / 1000;
+  expectResult("kVexaOneShotCapture while no frames come", rig.isUsb() ? KVEXA_OK : KVEXA_TIMED_OUT, result);
+  expect(isAll(frame, guardMark), "no frame of a sensor that sends none", "one");
+  expectLasted(lasted, timeout);
+}
+
+void countedTimeout(Rig& rig) {
+  rig.powerUp();
+  expectOk("kVexaSetCapParam", kVexaSetCapParam(rig.board(), &*rig.sensor().parameters));
+  constexpr std::uint32_t timeout = 400;
+  const std::uint32_t bytes = rig.layout().bytes;
+  std::vector<std::uint8_t> memory(std::size_t{bytes} * 2, guardMark);
+  const kvexa::Event frame;
+  const kvexa::Event end;
+  std::int32_t result = KVEXA_OK;
+  const std::uint64_t begin = rig.pace().now();
+  expectOk("kVexaMultiShotCaptureEx", kVexaMultiShotCaptureEx(rig.board(), bytes, 1, memory.data(), timeout,
+                                                              frame.get(), end.get(), &result));
+  const bool ended = rig.pace().wait(end.get(), 4 * timeout);
+  const std::uint64_t lasted = (rig.pace().now() - begin) / 1000;
+  const std::int32_t atEnd = result;
+  kVexaAbortCapture(rig.board());
+  expect(ended, "the end of a capture that gets no frames", "none");
+  if (!rig.isUsb()) expectResult("the capture", KVEXA_TIMED_OUT, atEnd);
+  expect(isAll(memory, guardMark), "no frame of a sensor that sends none", "one");
+  expectLasted(lasted, timeout);
+}
+
+void startsAndStops(Rig& rig) {
+  rig.stream();
+  constexpr unsigned rounds = 100;
+  for (unsigned round = 0; round < rounds; ++round) {
+    const std::string which = "in round " + std::to_string(round + 1);
+    Endless capture(rig);
+    const bool came = rig.pace().wait(capture.frame.get(), Rig::patience);
+    const std::int32_t aborted = kVexaAbortCapture(rig.board());
+    const bool ended = rig.pace().wait(capture.end.get(), Endless::timeout + 500);
+    expect(came, "a frame " + which, "none");
+    expectOk("kVexaAbortCapture " + which, aborted);
+    expect(ended, "the end event " + which, "none");
+  }
+}
+
+constexpr Check checks[] = {
+    {"aborts", bothBoards, writes | frames, aborts},
+    {"capture-behind-abort", bothBoards, writes | frames, captureBehindAbort},
+    {"abort-of-nothing", bothBoards, writes, abortOfNothing},
+    {"one-shot-time-out", bothBoards, writes | frames, oneShotTimeout},
+    {"counted-time-out", bothBoards, writes | frames, countedTimeout},
+    {"starts-and-stops", bothBoards, writes | frames, startsAndStops},
+};
+
+}  // namespace
+
+std::span<const Check> endingChecks() { return checks; }
+
+}  // namespace cli::selftest
