@@ -82,9 +82,9 @@ void versions(Rig& rig) {
   }
   constexpr std::array<const char*, 4> names{"FPGA", "firmware", "driver", "library"};
   for (std::size_t i = 0; i < names.size(); ++i) {
-    expectHex("the " + std::string(names[i]) + " version to stay", read[0][i], read[1][i]);
+    expectHex("as the " + std::string(names[i]) + " version in both readings", read[0][i], read[1][i]);
   }
-  expectHex("the FPGA version in its register to be", read[0][0],
+  expectHex("as the FPGA version in its register", read[0][0],
             rig.boardRegister(rig.isUsb() ? usbVersionRegister : pcieVersionRegister));
   expect(read[0][0] != 0, "an FPGA version", "0");
 }

@@ -25,8 +25,8 @@ void expectEqual(const std::string& what, std::uint64_t expected, std::uint64_t 
   expect(expected == found, what + " " + std::to_string(expected), std::to_string(found));
 }
 
-void expectHex(const std::string& what, std::uint32_t expected, std::uint32_t found) {
-  expect(expected == found, what + " " + hex(expected), hex(found));
+void expectHex(const std::string& where, std::uint32_t expected, std::uint32_t found) {
+  expect(expected == found, hex(expected) + " " + where, hex(found));
 }
 
 void expectResult(const std::string& call, std::int32_t expected, std::int32_t found) {

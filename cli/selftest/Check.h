@@ -35,7 +35,8 @@ std::string resultText(std::int32_t result);
 
 void expect(bool condition, const std::string& expected, const std::string& found);
 void expectEqual(const std::string& what, std::uint64_t expected, std::uint64_t found);
-void expectHex(const std::string& what, std::uint32_t expected, std::uint32_t found);
+// "0x0010 in register 0x0302".
+void expectHex(const std::string& where, std::uint32_t expected, std::uint32_t found);
 void expectResult(const std::string& call, std::int32_t expected, std::int32_t found);
 
 inline void expectOk(const std::string& call, std::int32_t found) { expectResult(call, KVEXA_OK, found); }

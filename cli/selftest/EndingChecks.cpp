@@ -12,37 +12,34 @@ namespace {
 
 constexpr std::uint32_t usbModeRegister = 0x0102;
 
-bool isAll(const std::vector<std::uint8_t>& bytes, std::uint8_t mark) {
-  return std::all_of(bytes.begin(), bytes.end(), [mark](std::uint8_t byte) { return byte == mark; });
-}
-
 std::string milliseconds(std::uint64_t time) { return std::to_string(time) + " ms"; }
 
 // An endless capture into one buffer.
 struct Endless {
-  explicit Endless(const Rig& rig) : memory(rig.layout().bytes) {
+  explicit Endless(const Rig& rig) : memory(rig.newCapture(rig.layout().bytes, 2)) {
     expectOk("kVexaMultiShotCaptureEx",
-             kVexaMultiShotCaptureEx(rig.board(), static_cast<std::uint32_t>(memory.size()), 0, memory.data(),
-                                     timeout, frame.get(), end.get(), &result));
+             kVexaMultiShotCaptureEx(rig.board(), static_cast<std::uint32_t>(memory.frames.size()), 0,
+                                     memory.frames.data(), timeout, frame(), end(), &memory.result));
   }
+
+  HANDLE frame() const { return memory.handles[0]; }
+  HANDLE end() const { return memory.handles[1]; }
 
   static constexpr std::uint32_t timeout = 1000;
 
-  std::vector<std::uint8_t> memory;
-  kvexa::Event frame;
-  kvexa::Event end;
-  std::int32_t result = KVEXA_OK;
+  CaptureMemory& memory;
 };
 
 // What must hold once a capture has been aborted.
-void expectEnded(const Rig& rig, Endless& capture, double period, const std::string& when) {
-  expect(rig.pace().wait(capture.end.get(), Endless::timeout + 500), "the end event behind an abort " + when,
+void expectEnded(const Rig& rig, const Endless& capture, double period, const std::string& when) {
+  expect(rig.pace().wait(capture.end(), Endless::timeout + 500), "the end event behind an abort " + when,
          "none");
   if (rig.isUsb())
-    expectHex("the capture mode behind an abort " + when, 0, rig.boardRegister(usbModeRegister));
-  std::ranges::fill(capture.memory, guardMark);
+    expectHex("as the capture mode behind an abort " + when, 0, rig.boardRegister(usbModeRegister));
+  std::ranges::fill(capture.memory.frames, guardMark);
   rig.pace().sleep(static_cast<DWORD>(3 * period));
-  expect(isAll(capture.memory, guardMark), "no frame behind an abort " + when, "one");
+  expect(isMarked(capture.memory.frames), "no frame behind an abort " + when, "one");
+  capture.memory.isOver = true;
 }
 
 void aborts(Rig& rig) {
@@ -51,7 +48,7 @@ void aborts(Rig& rig) {
   for (const double part : {0.0, 0.1, 0.5, 0.97, 1.0, 1.03, 2.0, 3.4}) {
     const auto moment = static_cast<DWORD>(part * period);
     const std::string when = milliseconds(moment) + " behind the start";
-    Endless capture(rig);
+    const Endless capture(rig);
     rig.pace().sleep(moment);
     const std::uint64_t begin = rig.pace().now();
     const std::int32_t aborted = kVexaAbortCapture(rig.board());
@@ -71,9 +68,11 @@ void captureBehindAbort(Rig& rig) {
       const Endless capture(rig);
       rig.pace().sleep(70);
       expectOk("kVexaAbortCapture", kVexaAbortCapture(rig.board()));
+      expect(rig.pace().wait(capture.end(), Endless::timeout + 500), "the end event behind an abort", "none");
+      capture.memory.isOver = rig.isUsb() || capture.memory.result == KVEXA_OK;
     }
     const auto frame = rig.oneShot(rig.layout().bytes, guardMark);
-    expect(!isAll(frame, guardMark), "a frame behind an abort", "none");
+    expect(!isMarked(frame), "a frame behind an abort", "none");
   }
 }
 
@@ -97,7 +96,7 @@ void oneShotTimeout(Rig& rig) {
   const std::int32_t result = kVexaOneShotCapture(rig.board(), rig.layout().bytes, frame.data(), timeout);
   const std::uint64_t lasted = (rig.pace().now() - begin) / 1000;
   expectResult("kVexaOneShotCapture while no frames come", rig.isUsb() ? KVEXA_OK : KVEXA_TIMED_OUT, result);
-  expect(isAll(frame, guardMark), "no frame of a sensor that sends none", "one");
+  expect(isMarked(frame), "no frame of a sensor that sends none", "one");
   expectLasted(lasted, timeout);
 }
 
@@ -106,20 +105,19 @@ void countedTimeout(Rig& rig) {
   expectOk("kVexaSetCapParam", kVexaSetCapParam(rig.board(), &*rig.sensor().parameters));
   constexpr std::uint32_t timeout = 400;
   const std::uint32_t bytes = rig.layout().bytes;
-  std::vector<std::uint8_t> memory(std::size_t{bytes} * 2, guardMark);
-  const kvexa::Event frame;
-  const kvexa::Event end;
-  std::int32_t result = KVEXA_OK;
+  CaptureMemory& capture = rig.newCapture(std::size_t{bytes} * 2, 2, guardMark);
   const std::uint64_t begin = rig.pace().now();
-  expectOk("kVexaMultiShotCaptureEx", kVexaMultiShotCaptureEx(rig.board(), bytes, 1, memory.data(), timeout,
-                                                              frame.get(), end.get(), &result));
-  const bool ended = rig.pace().wait(end.get(), 4 * timeout);
+  expectOk("kVexaMultiShotCaptureEx",
+           kVexaMultiShotCaptureEx(rig.board(), bytes, 1, capture.frames.data(), timeout, capture.handles[0],
+                                   capture.handles[1], &capture.result));
+  const bool ended = rig.pace().wait(capture.handles[1], 4 * timeout);
   const std::uint64_t lasted = (rig.pace().now() - begin) / 1000;
-  const std::int32_t atEnd = result;
+  const std::int32_t atEnd = capture.result;
   kVexaAbortCapture(rig.board());
+  capture.isOver = ended;
   expect(ended, "the end of a capture that gets no frames", "none");
   if (!rig.isUsb()) expectResult("the capture", KVEXA_TIMED_OUT, atEnd);
-  expect(isAll(memory, guardMark), "no frame of a sensor that sends none", "one");
+  expect(isMarked(capture.frames), "no frame of a sensor that sends none", "one");
   expectLasted(lasted, timeout);
 }
 
@@ -128,10 +126,11 @@ void startsAndStops(Rig& rig) {
   constexpr unsigned rounds = 100;
   for (unsigned round = 0; round < rounds; ++round) {
     const std::string which = "in round " + std::to_string(round + 1);
-    Endless capture(rig);
-    const bool came = rig.pace().wait(capture.frame.get(), Rig::patience);
+    const Endless capture(rig);
+    const bool came = rig.pace().wait(capture.frame(), Rig::patience);
     const std::int32_t aborted = kVexaAbortCapture(rig.board());
-    const bool ended = rig.pace().wait(capture.end.get(), Endless::timeout + 500);
+    const bool ended = rig.pace().wait(capture.end(), Endless::timeout + 500);
+    capture.memory.isOver = ended && (rig.isUsb() || capture.memory.result == KVEXA_OK);
     expect(came, "a frame " + which, "none");
     expectOk("kVexaAbortCapture " + which, aborted);
     expect(ended, "the end event " + which, "none");

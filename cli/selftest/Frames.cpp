@@ -10,25 +10,11 @@ namespace {
 constexpr unsigned cells = 32;
 constexpr unsigned cellSize = 4;
 
-struct Events {
-  explicit Events(std::size_t count) : owned(count) {
-    for (const kvexa::Event& each : owned) handles.push_back(each.get());
-  }
-  std::vector<kvexa::Event> owned;
-  std::vector<void*> handles;
-};
-
 [[noreturn]] void missed(const Rig& rig, std::size_t frames, std::size_t wanted, std::int32_t result) {
   kVexaAbortCapture(rig.board());
   throw Departure(std::to_string(wanted) + " frames", std::to_string(frames) + ", then none within " +
                                                           std::to_string(Rig::patience) + " ms and result " +
                                                           resultText(result));
-}
-
-Arrival arrivalOf(const Rig& rig, std::vector<std::uint8_t> bytes, std::uint64_t at) {
-  Arrival arrival{at, 0, std::move(bytes)};
-  if (showsNumbers(rig, *rig.sensor().parameters)) arrival.number = drawnNumber(arrival.bytes);
-  return arrival;
 }
 
 // The picture without the row of cells in which the number stands.
@@ -47,8 +33,6 @@ std::string placeOfDifference(const kvexa::FrameLayout& layout, const Arrival& o
   return "column " + std::to_string(at % row / layout.unit) + ", line " + std::to_string(at / row);
 }
 
-std::uint32_t usualTimeout() { return Rig::patience; }
-
 }  // namespace
 
 bool showsNumbers(const Rig& rig, const CapParam& parameters) {
@@ -63,36 +47,43 @@ std::uint32_t drawnNumber(std::span<const std::uint8_t> frame) {
   return number;
 }
 
+Arrival arrivalOf(const Rig& rig, std::span<const std::uint8_t> bytes, std::uint64_t at) {
+  Arrival arrival{at, 0, {bytes.begin(), bytes.end()}};
+  if (showsNumbers(rig, *rig.sensor().parameters)) arrival.number = drawnNumber(arrival.bytes);
+  return arrival;
+}
+
+bool isMarked(std::span<const std::uint8_t> bytes) {
+  return std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte == guardMark; });
+}
+
 std::vector<Arrival> captureCounted(const Rig& rig, std::uint32_t frames) {
   const std::uint32_t bytes = rig.layout().bytes;
   const std::uint32_t stride = bytes / 4 * 4;
   // A USB board's worker reads one frame more than it was asked for.
   const std::size_t room = std::size_t{stride} * (rig.isUsb() ? frames + 1 : frames);
-  std::vector<std::uint8_t> memory(room + guardBytes, guardMark);
-  Events events(2);
-  std::int32_t result = KVEXA_OK;
+  CaptureMemory& capture = rig.newCapture(room + guardBytes, 2, guardMark);
   expectOk("kVexaMultiShotCaptureEx",
-           kVexaMultiShotCaptureEx(rig.board(), bytes, frames, memory.data(), usualTimeout(),
-                                   events.handles[0], events.handles[1], &result));
+           kVexaMultiShotCaptureEx(rig.board(), bytes, frames, capture.frames.data(), Rig::patience,
+                                   capture.handles[0], capture.handles[1], &capture.result));
   std::vector<std::uint64_t> moments;
-  while (moments.size() < frames && rig.pace().wait(events.handles[0], Rig::patience)) {
-    events.owned[0].reset();
+  while (moments.size() < frames && rig.pace().wait(capture.handles[0], Rig::patience)) {
+    capture.events[0].reset();
     moments.push_back(rig.pace().now());
   }
-  if (moments.size() < frames) missed(rig, moments.size(), frames, result);
-  const bool ended = rig.pace().wait(events.handles[1], Rig::patience);
-  const std::int32_t atEnd = result;
+  if (moments.size() < frames) missed(rig, moments.size(), frames, capture.result);
+  const bool ended = rig.pace().wait(capture.handles[1], Rig::patience);
+  const std::int32_t atEnd = capture.result;
   expectOk("kVexaAbortCapture", kVexaAbortCapture(rig.board()));
   expect(ended, "the end of a counted capture", "none within " + std::to_string(Rig::patience) + " ms");
   // On a USB board the word says busy while the frame more is on its way.
   if (!rig.isUsb()) expectResult("a counted capture", KVEXA_OK, atEnd);
-  const bool isWhole = std::all_of(memory.end() - guardBytes, memory.end(),
-                                   [](std::uint8_t byte) { return byte == guardMark; });
-  expect(isWhole, "nothing behind the frames", "bytes that changed there");
+  capture.isOver = true;
+  const std::span<const std::uint8_t> memory(capture.frames);
+  expect(isMarked(memory.last(guardBytes)), "nothing behind the frames", "bytes that changed there");
   std::vector<Arrival> seen;
   for (std::uint32_t i = 0; i < frames; ++i) {
-    const auto begin = memory.begin() + static_cast<std::ptrdiff_t>(std::size_t{i} * stride);
-    seen.push_back(arrivalOf(rig, {begin, begin + static_cast<std::ptrdiff_t>(stride)}, moments[i]));
+    seen.push_back(arrivalOf(rig, memory.subspan(std::size_t{i} * stride, stride), moments[i]));
   }
   return seen;
 }
@@ -101,46 +92,49 @@ std::vector<Arrival> captureThrough(const Rig& rig, Buffers kind, std::uint32_t 
   constexpr std::size_t ringSize = 4;
   constexpr double boardMemory = 8.0;
   const std::uint32_t bytes = rig.layout().bytes;
-  std::vector<std::vector<std::uint8_t>> memory(ringSize,
-                                                std::vector<std::uint8_t>(bytes + guardBytes, guardMark));
-  std::vector<void*> buffers;
-  for (auto& each : memory) buffers.push_back(each.data());
-  Events events(ringSize + 1);
-  std::int32_t result = KVEXA_OK;
+  const std::size_t room = std::size_t{bytes} + guardBytes;
+  CaptureMemory& capture = rig.newCapture(room * ringSize, ringSize + 1, guardMark);
+  for (std::size_t i = 0; i < ringSize; ++i) capture.buffers.push_back(&capture.frames[i * room]);
   const bool isArray = kind == Buffers::array;
   if (isArray) expectOk("kVexaSetBufSize", kVexaSetBufSize(rig.board(), boardMemory));
   const auto start = isArray ? kVexaMultiShotCapArrayStart : kVexaMultiShotCaptureArratEx;
-  expectOk("the start", start(rig.board(), bytes, ringSize, buffers.data(), usualTimeout(),
-                              events.handles.data(), &result));
+  expectOk(isArray ? "kVexaMultiShotCapArrayStart" : "kVexaMultiShotCaptureArratEx",
+           start(rig.board(), bytes, ringSize, capture.buffers.data(), Rig::patience, capture.handles.data(),
+                 &capture.result));
   std::vector<Arrival> seen;
   bool isGuarded = true;
-  while (seen.size() < frames && rig.pace().wait(events.handles[seen.size() % ringSize], Rig::patience)) {
+  while (seen.size() < frames && rig.pace().wait(capture.handles[seen.size() % ringSize], Rig::patience)) {
     const std::size_t index = seen.size() % ringSize;
-    const auto end = memory[index].end() - guardBytes;
-    isGuarded = isGuarded &&
-                std::all_of(end, memory[index].end(), [](std::uint8_t byte) { return byte == guardMark; });
-    seen.push_back(arrivalOf(rig, {memory[index].begin(), end}, rig.pace().now()));
-    events.owned[index].reset();
+    const auto memory = std::span<const std::uint8_t>(capture.frames).subspan(index * room, room);
+    isGuarded = isGuarded && isMarked(memory.last(guardBytes));
+    seen.push_back(arrivalOf(rig, memory.first(bytes), rig.pace().now()));
+    capture.events[index].reset();
   }
   const bool dropped = kVexaIsDropFrame(rig.board()) != 0;
   const std::int32_t stopped =
       isArray ? kVexaMultiShotCapArrayStop(rig.board()) : kVexaAbortCapture(rig.board());
-  const bool ended = rig.pace().wait(events.handles[ringSize], Rig::patience * 2);
-  if (seen.size() < frames) missed(rig, seen.size(), frames, result);
-  expectOk("the stop", stopped);
+  const bool ended = rig.pace().wait(capture.handles[ringSize], Rig::patience * 2);
+  if (seen.size() < frames) missed(rig, seen.size(), frames, capture.result);
   expect(ended, "the end of the capture", "none within " + std::to_string(Rig::patience * 2) + " ms");
-  expectResult("the capture", isArray ? KVEXA_OK : KVEXA_ABORTED, result);
+  capture.isOver = true;
+  expectOk(isArray ? "kVexaMultiShotCapArrayStop" : "kVexaAbortCapture", stopped);
+  expectResult("the capture", isArray ? KVEXA_OK : KVEXA_ABORTED, capture.result);
   expect(isGuarded, "nothing behind the frames", "bytes that changed there");
   expect(!dropped, "no report of dropped frames", "one");
   return seen;
+}
+
+void expectBehind(std::uint32_t before, std::uint32_t step, std::uint32_t found) {
+  expect(found == before + step,
+         "frame " + std::to_string(before + step) + " behind frame " + std::to_string(before),
+         "frame " + std::to_string(found));
 }
 
 void expectNumbers(const Rig& rig, const std::vector<Arrival>& frames) {
   if (!showsNumbers(rig, *rig.sensor().parameters)) return;
   const std::uint32_t step = rig.sensor().parameters->FRMSKP + 1U;
   for (std::size_t i = 1; i < frames.size(); ++i) {
-    expectEqual("behind frame " + std::to_string(frames[i - 1].number) + " frame",
-                frames[i - 1].number + step, frames[i].number);
+    expectBehind(frames[i - 1].number, step, frames[i].number);
   }
 }
 

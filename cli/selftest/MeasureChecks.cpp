@@ -58,7 +58,7 @@ void parameters(Rig& rig) {
   for (const CapParam& set : {other, own}) {
     expectOk("kVexaSetCapParam", kVexaSetCapParam(rig.board(), &set));
     for (const Place& place : places) {
-      expectHex(std::string(place.name) + " in its register", place.value(set),
+      expectHex("as " + std::string(place.name) + " in its register", place.value(set),
                 rig.boardRegister(rig.isUsb() ? place.usb : place.pcie));
     }
   }

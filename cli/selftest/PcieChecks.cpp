@@ -1,7 +1,8 @@
 // What PCIe boards alone have: locked memory, the look-up table, intervals, one capture at a time.
 #include <windows.h>
 
-#include <array>
+#include <cstdint>
+#include <span>
 #include <vector>
 
 #include "selftest/Check.h"
@@ -54,7 +55,7 @@ void acknowledgeWait(Rig& rig) {
   const std::uint32_t atLongest = rig.boardRegister(waitRegister);
   expectResult("kVexaSetWaitAckTimes beyond the longest time", KVEXA_BAD_ARGUMENT,
                kVexaSetWaitAckTimes(rig.board(), longest + 1));
-  expectHex("the acknowledge wait to stay at", atLongest, rig.boardRegister(waitRegister));
+  expectHex("as the acknowledge wait still", atLongest, rig.boardRegister(waitRegister));
   expectOk("kVexaSetWaitAckTimes", kVexaSetWaitAckTimes(rig.board(), 0));
   expect(rig.boardRegister(waitRegister) != atLongest, "the acknowledge wait to change with the time",
          "the same register");
@@ -63,59 +64,71 @@ void acknowledgeWait(Rig& rig) {
 // A capture without end, for as long as it lives.
 class Running {
  public:
-  explicit Running(const Rig& rig) : rig_(rig), memory_(rig.layout().bytes) {
+  explicit Running(const Rig& rig) : rig_(rig), capture_(rig.newCapture(rig.layout().bytes, 1)) {
+    const auto bytes = static_cast<std::uint32_t>(capture_.frames.size());
     expectOk("kVexaMultiShotCaptureEx",
-             kVexaMultiShotCaptureEx(rig.board(), static_cast<std::uint32_t>(memory_.size()), 0,
-                                     memory_.data(), Rig::patience, nullptr, end_.get(), &result_));
+             kVexaMultiShotCaptureEx(rig.board(), bytes, 0, capture_.frames.data(), Rig::patience, nullptr,
+                                     capture_.handles[0], &capture_.result));
     // The worker sends its request on a thread of its own.
     rig.pace().sleep(1);
   }
-  ~Running() { kVexaAbortCapture(rig_.board()); }
+  ~Running() {
+    kVexaAbortCapture(rig_.board());
+    capture_.isOver = rig_.pace().isSet(capture_.handles[0]) && capture_.result == KVEXA_OK;
+  }
   Running(const Running&) = delete;
   Running& operator=(const Running&) = delete;
 
  private:
   const Rig& rig_;
-  std::vector<std::uint8_t> memory_;
-  kvexa::Event end_;
-  std::int32_t result_ = KVEXA_OK;
+  CaptureMemory& capture_;
 };
 
 // The request to the driver, which is its own until it is over or cancelled.
-struct Interval {
-  Interval() { overlapped.hEvent = event.get(); }
-  kvexa::Event event;
-  OVERLAPPED overlapped{};
+class Interval {
+ public:
+  explicit Interval(const Rig& rig) : rig_(rig), memory_(rig.newCapture(0, 1)) {
+    memory_.overlapped.hEvent = memory_.handles[0];
+  }
+
+  void start() const {
+    memory_.events[0].reset();
+    expectOk("kVexaWaitInterval", kVexaWaitInterval(rig_.board(), &memory_.overlapped));
+  }
+  bool passes(double milliseconds) const {
+    return rig_.pace().wait(memory_.handles[0], static_cast<DWORD>(milliseconds));
+  }
+  void forget() const { memory_.events[0].reset(); }
+
+ private:
+  const Rig& rig_;
+  CaptureMemory& memory_;
 };
 
 void intervals(Rig& rig) {
   rig.stream();
   const double period = rig.framePeriod();
   expectOk("kVexaSetWaitIntervalParam", kVexaSetWaitIntervalParam(rig.board(), rig.layout().bytes));
-  Interval interval;
+  const Interval interval(rig);
   const Running capture(rig);
   for (unsigned i = 0; i < 5; ++i) {
-    interval.event.reset();
-    expectOk("kVexaWaitInterval", kVexaWaitInterval(rig.board(), &interval.overlapped));
-    const bool passed = rig.pace().wait(interval.event.get(), static_cast<DWORD>(3 * period));
+    interval.start();
+    const bool passed = interval.passes(3 * period);
     if (!passed) kVexaCancelInterval(rig.board());
     expect(passed, "an interval to pass within three frames", "none");
-    // Once for each request.
-    interval.event.reset();
-    expect(!rig.pace().wait(interval.event.get(), static_cast<DWORD>(2.5 * period)),
-           "an interval to be told once", "it told again");
+    interval.forget();
+    expect(!interval.passes(2.5 * period), "an interval to be told once", "it told again");
   }
 }
 
 void intervalCancelled(Rig& rig) {
   rig.powerUp();
   expectOk("kVexaSetWaitIntervalParam", kVexaSetWaitIntervalParam(rig.board(), rig.layout().bytes));
-  Interval interval;
-  expectOk("kVexaWaitInterval", kVexaWaitInterval(rig.board(), &interval.overlapped));
-  expect(!rig.pace().wait(interval.event.get(), 100), "no interval while nothing is captured", "one");
+  const Interval interval(rig);
+  interval.start();
+  expect(!interval.passes(100), "no interval while nothing is captured", "one");
   expectOk("kVexaCancelInterval", kVexaCancelInterval(rig.board()));
-  expect(rig.pace().wait(interval.event.get(), Rig::patience), "an interval that is cancelled to end",
-         "it still waits");
+  expect(interval.passes(Rig::patience), "an interval that is cancelled to end", "it still waits");
 }
 
 void oneAtATime(Rig& rig) {
@@ -130,21 +143,19 @@ void multiShot2(Rig& rig) {
   rig.stream();
   constexpr std::uint32_t frames = 6;
   const std::uint32_t bytes = rig.layout().bytes;
-  std::vector<std::uint8_t> memory(std::size_t{bytes} * frames);
-  const kvexa::Event end;
-  std::int32_t result = KVEXA_OK;
-  expectOk("kVexaMultiShotCapture2", kVexaMultiShotCapture2(rig.board(), bytes, frames, 0, memory.data(),
-                                                            Rig::patience, nullptr, end.get(), &result));
-  const bool ended = rig.pace().wait(end.get(), 2 * Rig::patience);
+  CaptureMemory& capture = rig.newCapture(std::size_t{bytes} * frames, 1);
+  expectOk("kVexaMultiShotCapture2",
+           kVexaMultiShotCapture2(rig.board(), bytes, frames, 0, capture.frames.data(), Rig::patience,
+                                  nullptr, capture.handles[0], &capture.result));
+  const bool ended = rig.pace().wait(capture.handles[0], 2 * Rig::patience);
   kVexaAbortCapture(rig.board());
   expect(ended, "the end of a counted capture", "none");
-  expectResult("the capture", KVEXA_OK, result);
+  expectResult("the capture", KVEXA_OK, capture.result);
+  capture.isOver = true;
   std::vector<Arrival> seen;
   for (std::uint32_t i = 0; i < frames; ++i) {
-    const auto begin = memory.begin() + static_cast<std::ptrdiff_t>(std::size_t{i} * bytes);
-    Arrival each{0, 0, {begin, begin + static_cast<std::ptrdiff_t>(bytes)}};
-    if (showsNumbers(rig, *rig.sensor().parameters)) each.number = drawnNumber(each.bytes);
-    seen.push_back(std::move(each));
+    seen.push_back(arrivalOf(
+        rig, std::span<const std::uint8_t>(capture.frames).subspan(std::size_t{i} * bytes, bytes), 0));
   }
   expectNumbers(rig, seen);
 }

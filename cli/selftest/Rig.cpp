@@ -80,6 +80,11 @@ std::vector<std::uint8_t> Rig::oneShot(std::uint32_t bytes, std::uint8_t mark, s
   return frame;
 }
 
+CaptureMemory& Rig::newCapture(std::size_t bytes, std::size_t events, std::uint8_t mark) const {
+  captures_.remove_if([](const CaptureMemory& each) { return each.isOver; });
+  return captures_.emplace_back(bytes, events, mark);
+}
+
 double Rig::framePeriod() const {
   AutoActual actual{};
   expectOk("kVexaAutoActualEx", kVexaAutoActualEx(board(), &actual, patience));

@@ -4,6 +4,7 @@
 #include <kvexa.hpp>
 
 #include <cstdint>
+#include <list>
 #include <optional>
 #include <string>
 #include <utility>
@@ -29,6 +30,22 @@ struct RigOptions {
   std::uint32_t boardType = KVEXA_BOARD_USB;
   std::uint32_t boardIndex = 0;
   SensorSetup sensor;
+};
+
+// What a capture is given. A board that does not end it may write there for as long as it is open.
+struct CaptureMemory {
+  CaptureMemory(std::size_t bytes, std::size_t eventCount, std::uint8_t mark)
+      : frames(bytes, mark), events(eventCount) {
+    for (const kvexa::Event& each : events) handles.push_back(each.get());
+  }
+
+  std::vector<std::uint8_t> frames;
+  std::vector<kvexa::Event> events;
+  std::vector<void*> handles;
+  std::vector<void*> buffers;
+  std::int32_t result = KVEXA_OK;
+  OVERLAPPED overlapped{};
+  bool isOver = false;  // the capture has ended in order
 };
 
 class Rig {
@@ -73,6 +90,9 @@ class Rig {
   std::vector<std::uint8_t> oneShot(std::uint32_t bytes, std::uint8_t mark,
                                     std::uint32_t timeout = patience) const;
 
+  // For one capture; stays until that is over, or until the board is closed at the very end.
+  CaptureMemory& newCapture(std::size_t bytes, std::size_t events, std::uint8_t mark = 0) const;
+
   // Milliseconds from one frame to the next, by the board's measurement; 100 when it has none.
   double framePeriod() const;
 
@@ -82,6 +102,7 @@ class Rig {
  private:
   RigOptions options_;
   const Pace& pace_;
+  mutable std::list<CaptureMemory> captures_;  // outlives the open board
   kvexa::Board board_;
 };
 

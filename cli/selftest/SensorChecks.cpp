@@ -60,7 +60,8 @@ void identity(Rig& rig) {
   const auto first = rig.sensorBytes(0, 2);
   const auto second = rig.sensorBytes(0, 2);
   for (std::size_t i = 0; i < first.size(); ++i) {
-    expectHex("sensor register " + hex(static_cast<std::uint32_t>(i)) + " to stay", first[i], second[i]);
+    expectHex("in sensor register " + hex(static_cast<std::uint32_t>(i)) + " in both readings", first[i],
+              second[i]);
   }
 }
 

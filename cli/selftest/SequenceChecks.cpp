@@ -1,7 +1,7 @@
 // Frame after frame: counted, endless, through a ring, an array, the board's memory; and what is told of
 // drops.
-#include <algorithm>
-#include <atomic>
+#include <cstdint>
+#include <span>
 #include <vector>
 
 #include "selftest/Check.h"
@@ -33,23 +33,21 @@ void array(Rig& rig) {
 void endless(Rig& rig) {
   rig.stream();
   const std::uint32_t bytes = rig.layout().bytes;
-  std::vector<std::uint8_t> memory(bytes);
-  const kvexa::Event frame;
-  const kvexa::Event end;
-  std::int32_t result = KVEXA_OK;
+  CaptureMemory& capture = rig.newCapture(bytes, 2);
   expectOk("kVexaMultiShotCaptureEx",
-           kVexaMultiShotCaptureEx(rig.board(), bytes, 0, memory.data(), Rig::patience, frame.get(),
-                                   end.get(), &result));
+           kVexaMultiShotCaptureEx(rig.board(), bytes, 0, capture.frames.data(), Rig::patience,
+                                   capture.handles[0], capture.handles[1], &capture.result));
   unsigned seen = 0;
-  while (seen < manyFrames && rig.pace().wait(frame.get(), Rig::patience)) {
-    frame.reset();
+  while (seen < manyFrames && rig.pace().wait(capture.handles[0], Rig::patience)) {
+    capture.events[0].reset();
     ++seen;
   }
   const std::int32_t aborted = kVexaAbortCapture(rig.board());
-  expectEqual("frames of an endless capture", manyFrames, seen);
+  expectEqual("frames of an endless capture:", manyFrames, seen);
   expectOk("kVexaAbortCapture", aborted);
-  expect(rig.pace().wait(end.get(), Rig::patience), "the end event behind the abort", "none");
-  if (rig.isUsb()) expectResult("the capture", KVEXA_ABORTED, result);
+  expect(rig.pace().wait(capture.handles[1], Rig::patience), "the end event behind the abort", "none");
+  if (rig.isUsb()) expectResult("the capture", KVEXA_ABORTED, capture.result);
+  capture.isOver = rig.isUsb() || capture.result == KVEXA_OK;
 }
 
 // Ends a call that waits without limit.
@@ -73,43 +71,42 @@ void storage(Rig& rig) {
   rig.stream();
   constexpr std::uint32_t frames = 8;
   const std::uint32_t bytes = rig.layout().bytes;
-  std::vector<std::uint8_t> memory(std::size_t{bytes} * frames + guardBytes, guardMark);
+  CaptureMemory& capture = rig.newCapture(std::size_t{bytes} * frames + guardBytes, 0, guardMark);
   std::int32_t result = KVEXA_OK;
   {
     const Rescue rescue(rig, 3 * Rig::patience);
-    result = kVexaMultiShotStorage(rig.board(), bytes, frames, memory.data(), Rig::patience);
+    result = kVexaMultiShotStorage(rig.board(), bytes, frames, capture.frames.data(), Rig::patience);
   }
+  capture.isOver = true;
   expectOk("kVexaMultiShotStorage within " + std::to_string(3 * Rig::patience) + " ms", result);
+  const std::span<const std::uint8_t> memory(capture.frames);
   std::vector<Arrival> seen;
   for (std::uint32_t i = 0; i < frames; ++i) {
-    const auto begin = memory.begin() + static_cast<std::ptrdiff_t>(std::size_t{i} * bytes);
-    Arrival frame{0, 0, {begin, begin + static_cast<std::ptrdiff_t>(bytes)}};
-    if (showsNumbers(rig, *rig.sensor().parameters)) frame.number = drawnNumber(frame.bytes);
-    seen.push_back(std::move(frame));
+    seen.push_back(arrivalOf(rig, memory.subspan(std::size_t{i} * bytes, bytes), 0));
   }
   expectNumbers(rig, seen);
-  const bool isGuarded = std::all_of(memory.end() - guardBytes, memory.end(),
-                                     [](std::uint8_t byte) { return byte == guardMark; });
-  expect(isGuarded, "nothing behind the stored frames", "bytes that changed there");
+  expect(isMarked(memory.last(guardBytes)), "nothing behind the stored frames", "bytes that changed there");
 }
 
 // An array capture whose reader sleeps, so that the board's memory fills up.
 class SleepyReader {
  public:
   explicit SleepyReader(const Rig& rig)
-      : rig_(rig), bytes_(rig.layout().bytes), memory_(2, std::vector<std::uint8_t>(bytes_)), events_(3) {
+      : rig_(rig), bytes_(rig.layout().bytes), capture_(rig.newCapture(std::size_t{bytes_} * 2, 3)) {
     const double period = rig.framePeriod();
     constexpr double mebibyte = 1048576.0;
     constexpr double boardFrames = 3.2;
     expectOk("kVexaSetBufSize", kVexaSetBufSize(rig.board(), boardFrames * bytes_ / mebibyte));
-    for (auto& each : memory_) buffers_.push_back(each.data());
-    for (const auto& each : events_) handles_.push_back(each.get());
+    capture_.buffers = {capture_.frames.data(), capture_.frames.data() + bytes_};
     expectOk("kVexaMultiShotCapArrayStart",
-             kVexaMultiShotCapArrayStart(rig.board(), bytes_, 2, buffers_.data(), timeout, handles_.data(),
-                                         &result_));
+             kVexaMultiShotCapArrayStart(rig.board(), bytes_, 2, capture_.buffers.data(), timeout,
+                                         capture_.handles.data(), &capture_.result));
     rig.pace().sleep(static_cast<DWORD>(12 * period));
   }
-  ~SleepyReader() { kVexaMultiShotCapArrayStop(rig_.board()); }
+  ~SleepyReader() {
+    kVexaMultiShotCapArrayStop(rig_.board());
+    capture_.isOver = rig_.pace().wait(capture_.handles[2], Rig::patience);
+  }
   SleepyReader(const SleepyReader&) = delete;
   SleepyReader& operator=(const SleepyReader&) = delete;
 
@@ -117,10 +114,11 @@ class SleepyReader {
   std::vector<std::uint32_t> numbers() {
     std::vector<std::uint32_t> all;
     constexpr std::size_t most = 40;
-    while (all.size() < most && rig_.pace().wait(handles_[all.size() % 2], timeout + 100)) {
+    while (all.size() < most && rig_.pace().wait(capture_.handles[all.size() % 2], timeout + 100)) {
       const std::size_t index = all.size() % 2;
-      all.push_back(drawnNumber(memory_[index]));
-      events_[index].reset();
+      all.push_back(
+          drawnNumber(std::span<const std::uint8_t>(capture_.frames).subspan(index * bytes_, bytes_)));
+      capture_.events[index].reset();
     }
     return all;
   }
@@ -130,11 +128,7 @@ class SleepyReader {
 
   const Rig& rig_;
   std::uint32_t bytes_;
-  std::vector<std::vector<std::uint8_t>> memory_;
-  std::vector<kvexa::Event> events_;
-  std::vector<void*> buffers_;
-  std::vector<void*> handles_;
-  std::int32_t result_ = KVEXA_OK;
+  CaptureMemory& capture_;
 };
 
 void dropReport(Rig& rig) {
@@ -161,8 +155,7 @@ void frameDropMode(Rig& rig) {
   expect(!numbers.empty() && numbers.size() <= most, "2 to 8 frames, and then the end of the capture",
          std::to_string(numbers.size()));
   for (std::size_t i = 1; i < numbers.size(); ++i) {
-    expectEqual("in frame-drop mode behind frame " + std::to_string(numbers[i - 1]) + " frame",
-                std::uint64_t{numbers[i - 1]} + 1 + rig.sensor().parameters->FRMSKP, numbers[i]);
+    expectBehind(numbers[i - 1], 1U + rig.sensor().parameters->FRMSKP, numbers[i]);
   }
 }
 

@@ -128,9 +128,9 @@ void dipSwitches(Rig& rig) {
     expectOk("kVexaSetSwDip", kVexaSetSwDip(rig.board(), &written));
     std::uint32_t read = 0;
     expectOk("kVexaGetSwDipStatus", kVexaGetSwDipStatus(rig.board(), &read));
-    expectHex("the software DIP switch at", value, read);
+    expectHex("in the software DIP switch", value, read);
     expectOk("kVexaGetHwDipStatus", kVexaGetHwDipStatus(rig.board(), &read));
-    expectHex("the hardware DIP switch to stay at", hardware, read);
+    expectHex("in the hardware DIP switch still", hardware, read);
   }
 }
 
@@ -145,7 +145,7 @@ void outputLines(Rig& rig) {
     expectOk("kVexaSetDout", kVexaSetDout(rig.board(), value));
     std::uint32_t read = 0;
     expectOk("kVexaGetDout", kVexaGetDout(rig.board(), &read));
-    expectHex("the output lines at", value, read);
+    expectHex("on the output lines", value, read);
   }
 }
 
