@@ -196,7 +196,8 @@ void Engine::finish(Entry entry, std::uint32_t outcome) {
 
 // The defect of a driver that completes an interval twice.
 void Engine::tellAgain(Waiting waiting) {
-  if (!registers_.defects().has(Defect::doubleCompletion)) return;
+  // Programs answer each one with another request: these must not add up.
+  if (!registers_.defects().has(Defect::doubleCompletion) || pending(Wait::interval) != 0) return;
   waiting.isTold = true;
   waiting.from = transfer_.isActive() ? transfer_.position() : 0;
   waiting.end.reset();
