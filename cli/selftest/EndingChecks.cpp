@@ -32,7 +32,7 @@ struct Endless {
 
 // What must hold once a capture has been aborted.
 void expectEnded(const Rig& rig, const Endless& capture, double period, const std::string& when) {
-  expect(rig.pace().wait(capture.end(), Endless::timeout + 500), "the end event behind an abort " + when,
+  expect(rig.pace().wait(capture.end(), 2 * Endless::timeout + 500), "the end event behind an abort " + when,
          "none");
   if (rig.isUsb())
     expectHex("as the capture mode behind an abort " + when, 0, rig.boardRegister(usbModeRegister));
@@ -68,7 +68,8 @@ void captureBehindAbort(Rig& rig) {
       const Endless capture(rig);
       rig.pace().sleep(70);
       expectOk("kVexaAbortCapture", kVexaAbortCapture(rig.board()));
-      expect(rig.pace().wait(capture.end(), Endless::timeout + 500), "the end event behind an abort", "none");
+      expect(rig.pace().wait(capture.end(), 2 * Endless::timeout + 500), "the end event behind an abort",
+             "none");
       capture.memory.isOver = rig.isUsb() || capture.memory.result == KVEXA_OK;
     }
     const auto frame = rig.oneShot(rig.layout().bytes, guardMark);
@@ -78,6 +79,15 @@ void captureBehindAbort(Rig& rig) {
 
 void abortOfNothing(Rig& rig) {
   expectOk("kVexaAbortCapture while nothing runs", kVexaAbortCapture(rig.board()));
+}
+
+// A USB board's frame comes in reads of 1 MiB and one for the rest, which share the time among the whole
+// ones.
+std::uint32_t timeoutOf(const Rig& rig, std::uint32_t bytes, std::uint32_t timeout) {
+  constexpr std::uint32_t oneRead = 1U << 20;
+  if (!rig.isUsb() || bytes <= oneRead) return timeout;
+  const std::uint32_t whole = bytes / oneRead;
+  return timeout / whole * (whole + (bytes % oneRead != 0 ? 1 : 0));
 }
 
 void expectLasted(std::uint64_t lasted, std::uint32_t timeout) {
@@ -97,7 +107,7 @@ void oneShotTimeout(Rig& rig) {
   const std::uint64_t lasted = (rig.pace().now() - begin) / 1000;
   expectResult("kVexaOneShotCapture while no frames come", rig.isUsb() ? KVEXA_OK : KVEXA_TIMED_OUT, result);
   expect(isMarked(frame), "no frame of a sensor that sends none", "one");
-  expectLasted(lasted, timeout);
+  expectLasted(lasted, timeoutOf(rig, rig.layout().bytes, timeout));
 }
 
 void countedTimeout(Rig& rig) {
@@ -110,7 +120,7 @@ void countedTimeout(Rig& rig) {
   expectOk("kVexaMultiShotCaptureEx",
            kVexaMultiShotCaptureEx(rig.board(), bytes, 1, capture.frames.data(), timeout, capture.handles[0],
                                    capture.handles[1], &capture.result));
-  const bool ended = rig.pace().wait(capture.handles[1], 4 * timeout);
+  const bool ended = rig.pace().wait(capture.handles[1], 6 * timeout);
   const std::uint64_t lasted = (rig.pace().now() - begin) / 1000;
   const std::int32_t atEnd = capture.result;
   kVexaAbortCapture(rig.board());
@@ -118,7 +128,7 @@ void countedTimeout(Rig& rig) {
   expect(ended, "the end of a capture that gets no frames", "none");
   if (!rig.isUsb()) expectResult("the capture", KVEXA_TIMED_OUT, atEnd);
   expect(isMarked(capture.frames), "no frame of a sensor that sends none", "one");
-  expectLasted(lasted, timeout);
+  expectLasted(lasted, timeoutOf(rig, bytes, timeout));
 }
 
 void startsAndStops(Rig& rig) {
@@ -129,7 +139,7 @@ void startsAndStops(Rig& rig) {
     const Endless capture(rig);
     const bool came = rig.pace().wait(capture.frame(), Rig::patience);
     const std::int32_t aborted = kVexaAbortCapture(rig.board());
-    const bool ended = rig.pace().wait(capture.end(), Endless::timeout + 500);
+    const bool ended = rig.pace().wait(capture.end(), 2 * Endless::timeout + 500);
     capture.memory.isOver = ended && (rig.isUsb() || capture.memory.result == KVEXA_OK);
     expect(came, "a frame " + which, "none");
     expectOk("kVexaAbortCapture " + which, aborted);

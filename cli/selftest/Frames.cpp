@@ -113,9 +113,9 @@ std::vector<Arrival> captureThrough(const Rig& rig, Buffers kind, std::uint32_t 
   const bool dropped = kVexaIsDropFrame(rig.board()) != 0;
   const std::int32_t stopped =
       isArray ? kVexaMultiShotCapArrayStop(rig.board()) : kVexaAbortCapture(rig.board());
-  const bool ended = rig.pace().wait(capture.handles[ringSize], Rig::patience * 2);
+  const bool ended = rig.pace().wait(capture.handles[ringSize], Rig::patience * 4);
   if (seen.size() < frames) missed(rig, seen.size(), frames, capture.result);
-  expect(ended, "the end of the capture", "none within " + std::to_string(Rig::patience * 2) + " ms");
+  expect(ended, "the end of the capture", "none within " + std::to_string(Rig::patience * 4) + " ms");
   capture.isOver = true;
   expectOk(isArray ? "kVexaMultiShotCapArrayStop" : "kVexaAbortCapture", stopped);
   expectResult("the capture", isArray ? KVEXA_OK : KVEXA_ABORTED, capture.result);
