@@ -34,6 +34,7 @@ Action reloadCommand(Options& options);
 Action resetOffCommand(Options& options);
 Action resetOnCommand(Options& options);
 Action runCommand(Options& options);
+Action selfTestCommand(Options& options);
 Action statisticsCommand(Options& options);
 Action statusCommand(Options& options);
 Action streamCommand(Options& options);

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 
+#include "sim/base/Defects.h"
 #include "sim/base/HeldRequests.h"
 
 namespace sim {
@@ -47,6 +48,10 @@ class Faults {
   // The requests that `hold` holds; other requests to the board are served meanwhile.
   HeldRequests& held() { return held_; }
 
+  // What is wrong by the board's build; clear() leaves it.
+  Defects& defects() { return defects_; }
+  const Defects& defects() const { return defects_; }
+
   // Forgets all faults. The request counter goes on. What is held stays held.
   void clear();
 
@@ -75,6 +80,7 @@ class Faults {
   bool acknowledgeHeld_ = false;
   bool framesHeld_ = false;
   HeldRequests held_;
+  Defects defects_;
 };
 
 }  // namespace sim

@@ -90,6 +90,7 @@ void DescribedBench::add(const BoardDescription& description, const std::shared_
   parts.sensor.setAddress(description.address);
   parts.sensor.setResetValues(description.sensorResets);
   for (const auto& [address, value] : description.registers) writeRegister(type, index, address, value);
+  for (const Defect each : description.defects) parts.faults.defects().add(each);
   for (const RequestFault& each : description.faults) {
     each.andAllAfter ? parts.faults.from(each.request, each.fault)
                      : parts.faults.at(each.request, each.fault);

@@ -159,6 +159,16 @@ void readFault(TableReader table, BoardDescription& board) {
   table.finish();
 }
 
+void readDefects(TableReader& table, BoardDescription& board) {
+  std::vector<NamedValue> names;
+  for (const DefectName& each : defectNames()) {
+    if (board.type == KVEXA_BOARD_USB ? each.onUsb : each.onPcie)
+      names.push_back({each.name, static_cast<std::uint32_t>(each.defect)});
+  }
+  for (const std::uint32_t each : table.words("defect", names))
+    board.defects.push_back(static_cast<Defect>(each));
+}
+
 void readEvent(TableReader table, BoardDescription& board) {
   const auto at = table.number("at", 0, longestMoment);
   if (!at) table.fail({}, "\"at\" is missing: seconds after the start");
@@ -191,6 +201,7 @@ void readBoards(TableReader table, Description& description, const std::string& 
                   [&](std::uint32_t address, std::uint32_t value) {
                     board.registers.emplace_back(static_cast<std::uint16_t>(address), value);
                   });
+  readDefects(table, board);
   for (TableReader& each : table.tables("fault")) readFault(std::move(each), board);
   for (TableReader& each : table.tables("event")) readEvent(std::move(each), board);
   table.finish();

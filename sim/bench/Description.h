@@ -52,6 +52,7 @@ struct BoardDescription {
   SensorAddress address;
   std::vector<SensorReset> sensorResets;
   std::vector<std::pair<std::uint16_t, std::uint32_t>> registers;
+  std::vector<Defect> defects;
   std::vector<RequestFault> faults;
   std::vector<BoardEvent> events;
 };

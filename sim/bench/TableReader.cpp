@@ -126,6 +126,25 @@ std::optional<std::uint32_t> TableReader::word(std::string_view key, std::span<c
   fail(key, quoted(key) + " must be " + listOf(names) + ", not " + quoted(*name));
 }
 
+std::vector<std::uint32_t> TableReader::words(std::string_view key, std::span<const NamedValue> words) {
+  const toml::node* const node = find(key);
+  if (node == nullptr) return {};
+  if (!node->is_array()) fail(key, quoted(key) + " must be a list of words");
+  std::vector<std::uint32_t> values;
+  for (const toml::node& each : *node->as_array()) {
+    const auto* const name = each.as_string();
+    if (name == nullptr) failAt(each.source(), quoted(key) + " must be a list of words");
+    const auto found = std::ranges::find(words, std::string_view(name->get()), &NamedValue::name);
+    if (found == words.end()) {
+      std::vector<std::string_view> names;
+      for (const NamedValue& known : words) names.push_back(known.name);
+      failAt(each.source(), quoted(key) + " must be of " + listOf(names) + ", not " + quoted(name->get()));
+    }
+    values.push_back(found->value);
+  }
+  return values;
+}
+
 std::optional<TableReader> TableReader::table(std::string_view key) {
   const toml::node* const node = find(key);
   if (node == nullptr) return std::nullopt;

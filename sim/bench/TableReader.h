@@ -37,6 +37,8 @@ class TableReader {
   std::optional<std::int64_t> integer(std::string_view key, std::int64_t least, std::int64_t most);
   std::optional<double> number(std::string_view key, double least, double most);
   std::optional<std::uint32_t> word(std::string_view key, std::span<const NamedValue> words);
+  // A list of words; empty when the key is not there.
+  std::vector<std::uint32_t> words(std::string_view key, std::span<const NamedValue> words);
   std::optional<TableReader> table(std::string_view key);
   std::vector<TableReader> tables(std::string_view key);
 

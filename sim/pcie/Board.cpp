@@ -207,7 +207,8 @@ Answer Board::start(const std::string& line, const Shape& shape, const ControlRe
   Words& words = made->words();
   const Wait kind = waitOf(shape.request);
   std::optional<std::uint32_t> own = statusOf(fault, words[Word::status]);
-  const bool isBusy = kind == Wait::capture && engine_.isCapturing();
+  const bool shares = faults_.defects().has(Defect::sharedCapture);
+  const bool isBusy = kind == Wait::capture && engine_.isCapturing() && !shares;
   if (isBusy && !own) own = Status::busy;
   const bool atOnce = isBusy || meets(fault, Fault::Kind::answer) || (kind == Wait::block && blocksAtOnce_);
   if (kind == Wait::block) words[Word::status] = run(shape.request, words);
@@ -225,7 +226,7 @@ Answer Board::start(const std::string& line, const Shape& shape, const ControlRe
 std::uint32_t Board::run(Request request, Words& words) {
   switch (request) {
     case Request::readRegister:
-      words[Word::registerValue] = registers_.value(words[Word::registerAddress]);
+      words[Word::registerValue] = registers_.read(words[Word::registerAddress]);
       break;
     case Request::writeRegister:
       registers_.write(words[Word::registerAddress], words[Word::registerValue]);
@@ -234,14 +235,16 @@ std::uint32_t Board::run(Request request, Words& words) {
       regions_.push_back({words[Word::regionStart], words[Word::regionLength]});
       break;
     case Request::unlockMemory: return unlock({words[Word::regionStart], words[Word::regionLength]});
-    case Request::stop: engine_.stop(); break;
+    case Request::stop:
+      if (!faults_.defects().has(Defect::ignoredAbort)) engine_.stop();
+      break;
     case Request::cancelInterval: engine_.cancelIntervals(); break;
     case Request::readSensor: return transferSensorWord(sensor_, faults_, false, words);
     case Request::writeSensor: return transferSensorWord(sensor_, faults_, true, words);
     case Request::readBlock: return transferSensorBlock(sensor_, faults_, false, words);
     case Request::writeBlock: return transferSensorBlock(sensor_, faults_, true, words);
     case Request::readLut: lut_.transfer(false, words); break;
-    case Request::writeLut: lut_.transfer(true, words); break;
+    case Request::writeLut: lut_.transfer(true, words, faults_.defects().has(Defect::brokenLut)); break;
     case Request::capture:
     case Request::autoActual:
     case Request::interval: break;
@@ -251,7 +254,9 @@ std::uint32_t Board::run(Request request, Words& words) {
 
 std::uint32_t Board::unlock(const Region& region) {
   const auto found = std::ranges::find(regions_, region);
-  if (found == regions_.end()) return Status::notLocked;
+  if (found == regions_.end()) {
+    return faults_.defects().has(Defect::looseUnlock) ? Status::success : Status::notLocked;
+  }
   regions_.erase(found);
   return Status::success;
 }

@@ -50,7 +50,7 @@ std::optional<Microseconds> Engine::nextDue() {
 }
 
 void Engine::add(Wait kind, RequestPointer request, std::optional<std::uint32_t> status) {
-  waiting_.push_back({kind, std::move(request), status, clock_.now(), 0, std::nullopt});
+  waiting_.push_back({kind, std::move(request), status, clock_.now(), 0, std::nullopt, false});
   begin(waiting_.back());
 }
 
@@ -173,8 +173,8 @@ void Engine::fillMeasurement(Waiting& measurement) {
   const SensorPicture picture = sensor_.picture();
   std::vector<std::uint32_t>& words = measurement.request->words();
   words[Word::measuredWidth] = picture.width;
-  words[Word::measuredHeight] = picture.height;
-  words[Word::measuredPeriod] = registers_.framePeriod();
+  words[Word::measuredHeight] = picture.height - (registers_.defects().has(Defect::heightOff) ? 1 : 0);
+  words[Word::measuredPeriod] = registers_.defects().period(registers_.framePeriod());
 }
 
 void Engine::end(Entry entry, std::uint32_t status) {
@@ -184,12 +184,24 @@ void Engine::end(Entry entry, std::uint32_t status) {
 }
 
 void Engine::finish(Entry entry, std::uint32_t outcome) {
-  const Waiting waiting = std::move(*entry);
+  Waiting waiting = std::move(*entry);
   waiting_.erase(entry);
   PendingRequest& request = *waiting.request;
+  if (waiting.isTold) return request.signalAgain();
   request.words()[Word::status] = *waiting.end;
   reported_(request);
   request.complete(outcome);
+  if (waiting.kind == Wait::interval && outcome == 0) tellAgain(std::move(waiting));
+}
+
+// The defect of a driver that completes an interval twice.
+void Engine::tellAgain(Waiting waiting) {
+  // Programs answer each one with another request: these must not add up.
+  if (!registers_.defects().has(Defect::doubleCompletion) || pending(Wait::interval) != 0) return;
+  waiting.isTold = true;
+  waiting.from = transfer_.isActive() ? transfer_.position() : 0;
+  waiting.end.reset();
+  waiting_.push_back(std::move(waiting));
 }
 
 }  // namespace sim::pcie

@@ -72,6 +72,7 @@ class Engine {
     Microseconds since = 0;            // measurement
     std::uint64_t from = 0;            // interval: the stream's position when it was armed
     std::optional<std::uint32_t> end;  // the status with which it is over
+    bool isTold = false;               // interval: it is over, and will be told once more
   };
   using Entry = std::list<Waiting>::iterator;
 
@@ -90,6 +91,7 @@ class Engine {
   void fillMeasurement(Waiting& measurement);
   void end(Entry entry, std::uint32_t status);
   void finish(Entry entry, std::uint32_t outcome);
+  void tellAgain(Waiting waiting);
   bool isHeld(Wait kind) const { return held_.contains(kind); }
 
   Clock& clock_;

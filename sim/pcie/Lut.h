@@ -17,7 +17,8 @@ class Lut {
   static constexpr std::size_t words = 65536;
 
   // The request's record. False when its count is 0 or too large.
-  bool transfer(bool isWrite, std::span<std::uint32_t> record);
+  // A broken one loses a bit of all words behind the first block.
+  bool transfer(bool isWrite, std::span<std::uint32_t> record, bool isBroken = false);
 
   std::uint32_t word(std::size_t index) const { return table_.empty() ? 0 : table_.at(index); }
 

@@ -51,4 +51,8 @@ std::uint32_t PendingRequest::complete(std::uint32_t outcome) {
   return bytes_;
 }
 
+void PendingRequest::signalAgain() const {
+  if (event_ != nullptr) timeline_.signal(ticket_->event, [this] { return SetEvent(event_); });
+}
+
 }  // namespace sim::pcie

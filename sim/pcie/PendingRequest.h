@@ -39,6 +39,9 @@ class PendingRequest {
   // that the driver carried out. Once. Returns the bytes that went back.
   std::uint32_t complete(std::uint32_t outcome);
 
+  // Wakes the program once more; its memory stays as it is.
+  void signalAgain() const;
+
  private:
   const Shape& shape_;
   std::vector<std::uint32_t> words_;

@@ -22,7 +22,7 @@ const std::map<std::uint32_t, std::uint32_t> powerUp = {
 
 }  // namespace
 
-Registers::Registers(const Clock& clock, Sensor& sensor, const Faults& faults)
+Registers::Registers(const Clock& clock, Sensor& sensor, Faults& faults)
     : clock_(clock), sensor_(sensor), faults_(faults), registers_(powerUp) {}
 
 std::uint32_t Registers::value(std::uint32_t address) {
@@ -38,8 +38,31 @@ void Registers::setValue(std::uint32_t address, std::uint32_t value) {
 }
 
 void Registers::write(std::uint32_t address, std::uint32_t value) {
+  const std::uint32_t whole = hostAddress(address);
+  if (whole == Register::fpgaVersion || whole == Register::inputLines) return;
+  if (faults_.defects().losesWrite()) return;
+  if (whole == Register::outputLines && stored(whole) != 0 && defects().has(Defect::frozenOutputs)) return;
+  constexpr std::uint32_t secondSupply = 2;
+  const bool isDead = whole == Register::switches && defects().has(Defect::deadSupply);
+  setValue(whole, isDead ? value & ~secondSupply : value);
+}
+
+std::uint32_t Registers::read(std::uint32_t address) {
+  const std::uint32_t whole = hostAddress(address);
+  std::uint32_t read = value(whole);
+  if (whole >= Register::areaLeft && whole <= Register::areaBottom) read = defects().areaWord(read);
+  if (whole == Register::framePeriod) read = defects().period(read);
+  if (whole == Register::switches) read = defects().switches(read);
+  if (whole == Register::fpgaVersion && defects().has(Defect::changingVersion)) read += ++versionReads_;
+  return defects().word(read);
+}
+
+// With a stuck address line the registers of the lines answer as those of the columns.
+std::uint32_t Registers::hostAddress(std::uint32_t address) const {
   const std::uint32_t whole = wordAddress(address);
-  if (whole != Register::fpgaVersion && whole != Register::inputLines) setValue(whole, value);
+  const bool isLine = whole == Register::areaTop || whole == Register::areaBottom;
+  if (!isLine || !defects().has(Defect::stuckAddressLine)) return whole;
+  return whole - (Register::areaTop - Register::areaLeft);
 }
 
 bool Registers::framesArrive() const { return sensor_.isStreaming() && !faults_.framesAreHeld(); }
@@ -51,10 +74,11 @@ std::uint32_t Registers::framePeriod() {
 
 Delivery Registers::delivery() const {
   const std::uint32_t flags = stored(Register::captureFlags);
-  const std::uint32_t reduction = stored(Register::reduction);
+  const std::uint32_t reduction = defects().has(Defect::ignoredReduction) ? 0 : stored(Register::reduction);
   Delivery delivery;
-  delivery.left = stored(Register::areaLeft) & areaMask;
-  delivery.right = stored(Register::areaRight) & areaMask;
+  const std::uint32_t left = stored(Register::areaLeft) & areaMask;
+  delivery.left = defects().has(Defect::ignoredArea) ? 0 : left;
+  delivery.right = (stored(Register::areaRight) & areaMask) - (left - delivery.left);
   delivery.top = stored(Register::areaTop) & areaMask;
   delivery.bottom = stored(Register::areaBottom) & areaMask;
   delivery.columnStep = (reduction & 15U) + 1;

@@ -38,7 +38,7 @@ constexpr std::uint32_t outputLines = 0xA08;
 
 class Registers {
  public:
-  Registers(const Clock& clock, Sensor& sensor, const Faults& faults);
+  Registers(const Clock& clock, Sensor& sensor, Faults& faults);
 
   // For the test, without the driver.
   std::uint32_t value(std::uint32_t address);
@@ -46,6 +46,7 @@ class Registers {
 
   // For the host: what is wired does not change.
   void write(std::uint32_t address, std::uint32_t value);
+  std::uint32_t read(std::uint32_t address);
 
   // Frames reach the board.
   bool framesArrive() const;
@@ -56,18 +57,24 @@ class Registers {
   std::uint32_t intervalBytes() const { return stored(Register::intervalBytes) & ~3U; }
 
   // Frames passed over before each one that is taken.
-  std::uint32_t frameSkip() const { return stored(Register::frameSkip) & 15U; }
+  std::uint32_t frameSkip() const {
+    return defects().has(Defect::ignoredSkip) ? 0 : stored(Register::frameSkip) & 15U;
+  }
 
   Delivery delivery() const;
 
+  const Defects& defects() const { return faults_.defects(); }
+
  private:
+  std::uint32_t hostAddress(std::uint32_t address) const;
   std::uint32_t stored(std::uint32_t address) const;
 
   const Clock& clock_;
   Sensor& sensor_;
-  const Faults& faults_;
+  Faults& faults_;
   std::map<std::uint32_t, std::uint32_t> registers_;
   std::uint32_t framePeriod_ = 0;
+  std::uint32_t versionReads_ = 0;
 };
 
 }  // namespace sim::pcie

@@ -24,16 +24,18 @@ std::uint32_t run(Sensor& sensor, const Faults& faults, const Transfer& transfer
                   std::span<std::uint32_t> words) {
   if (transfer.mode > lastAddressMode) return Status::badTransfer;
   if (faults.acknowledgeIsHeld() || transfer.slave > 0xFFFF) return Status::noAcknowledge;
+  const bool lies = faults.defects().has(Defect::lyingStatus);
+  const std::uint32_t refused = lies ? Status::success : Status::noAcknowledge;
   const auto slave = static_cast<std::uint16_t>(transfer.slave);
   const auto address = static_cast<std::uint16_t>(transfer.address & 0xFFFF);
   if (isWrite) {
     std::vector<std::uint8_t> bytes(words.size());
     std::ranges::transform(words, bytes.begin(),
                            [](std::uint32_t word) { return static_cast<std::uint8_t>(word & 0xFF); });
-    return sensor.write(slave, address, bytes, transfer.before) ? Status::success : Status::noAcknowledge;
+    return sensor.write(slave, address, bytes, transfer.before) ? Status::success : refused;
   }
   const auto bytes = sensor.read(slave, address, words.size(), transfer.before);
-  if (!bytes) return Status::noAcknowledge;
+  if (!bytes) return refused;
   std::ranges::copy(*bytes, words.begin());
   return Status::success;
 }

@@ -60,7 +60,8 @@ std::optional<Microseconds> Transfer::arrival(std::uint64_t position) const {
   const std::uint64_t bytes = position - run_->base;
   const std::uint64_t frame = (bytes - 1) / run_->frameBytes;
   const std::uint64_t within = bytes - frame * run_->frameBytes;
-  return run_->begin(frame) + (within * run_->period + run_->frameBytes - 1) / run_->frameBytes;
+  const Microseconds late = registers_.defects().lateness(run_->number(frame), run_->period);
+  return run_->begin(frame) + late + (within * run_->period + run_->frameBytes - 1) / run_->frameBytes;
 }
 
 std::optional<Microseconds> Transfer::completion() const {
@@ -72,7 +73,8 @@ std::optional<Microseconds> Transfer::completion() const {
 std::optional<Microseconds> Transfer::timeout() const {
   if (!active_ || order_.timeout == 0) return std::nullopt;
   const Microseconds last = order_.singleFrame ? patience_ : lastFrameEnd();
-  const Microseconds deadline = last + order_.timeout * microsecondsPerMillisecond;
+  const unsigned slowness = registers_.defects().has(Defect::slowTimeout) ? 2 : 1;
+  const Microseconds deadline = last + slowness * order_.timeout * microsecondsPerMillisecond;
   if (!run_) return deadline;
   const Microseconds nextEnd = run_->begin(framesDone()) + run_->period;
   return nextEnd <= deadline ? std::nullopt : std::optional(deadline);
@@ -96,7 +98,7 @@ std::optional<Transfer::Run> Transfer::present(Microseconds now) const {
   run.streamStart = sensor_.streamStart();
   run.period = sensor_.framePeriod();
   run.stride = std::uint64_t{registers_.frameSkip()} + 1;
-  run.frameBytes = roundUp(run.delivery.frameBytes(run.picture.yuv), 4);
+  run.frameBytes = roundUp(registers_.defects().bytes(run.delivery.frameBytes(run.picture.yuv)), 4);
   if (run.frameBytes == 0) return std::nullopt;
   const std::uint64_t whole =
       now <= run.streamStart ? 0 : (now - run.streamStart + run.period - 1) / run.period;
@@ -134,7 +136,9 @@ void Transfer::copy(std::uint64_t from, std::uint64_t to) {
 const std::vector<std::uint8_t>& Transfer::frame(std::uint64_t index) {
   const std::uint64_t number = run_->number(index);
   if (frameNumber_ != number) {
-    frame_ = run_->delivery.bytes(run_->picture, sensor_.frame(run_->picture, number));
+    const Defects& defects = registers_.defects();
+    frame_ = run_->delivery.bytes(run_->picture, sensor_.frame(run_->picture, defects.shownInStream(number)));
+    defects.spoil(number, frame_);
     frame_.resize(static_cast<std::size_t>(run_->frameBytes));
     frameNumber_ = number;
   }

@@ -47,7 +47,9 @@ class CameraBoard {
         timeline_(timeline),
         trace_(trace),
         sensor_(timeline.clock()),
-        faults_(timeline) {}
+        faults_(timeline) {
+    sensor_.setDefects(faults_.defects());
+  }
   virtual ~CameraBoard() = default;
 
   mutable std::recursive_mutex mutex_;

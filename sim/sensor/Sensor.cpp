@@ -45,19 +45,19 @@ void Sensor::setLines(SensorLines lines) {
   const Microseconds period = framePeriod();
   const bool wasAlive = isAlive();
   lines_ = lines;
-  if (wasAlive && !isAlive()) reset();
+  if (wasAlive && !isAlive() && !has(Defect::keptRegisters)) reset();
   settleStreaming(period);
 }
 
 bool Sensor::write(std::uint16_t slave, std::uint16_t registerAddress, std::span<const std::uint8_t> data,
                    std::size_t before) {
   const std::lock_guard lock(mutex_);
-  if (!answers(slave)) return false;
+  if (!answers(slave)) return has(Defect::wrongAcknowledge);
   std::uint16_t address = firstRegister(registerAddress, before);
   for (const std::uint8_t value : data) {
     // The identification is wired.
     if (address > SensorRegister::revision) store(address, value);
-    address = nextRegister(address);
+    if (!has(Defect::repeatedAddress)) address = nextRegister(address);
   }
   return true;
 }
@@ -65,12 +65,16 @@ bool Sensor::write(std::uint16_t slave, std::uint16_t registerAddress, std::span
 std::optional<std::vector<std::uint8_t>> Sensor::read(std::uint16_t slave, std::uint16_t registerAddress,
                                                       std::size_t count, std::size_t before) {
   const std::lock_guard lock(mutex_);
-  if (!answers(slave)) return std::nullopt;
+  if (!answers(slave)) {
+    if (has(Defect::wrongAcknowledge)) return std::vector<std::uint8_t>(count, 0xFF);
+    return std::nullopt;
+  }
   std::vector<std::uint8_t> data(count);
   std::uint16_t address = firstRegister(registerAddress, before);
   for (std::uint8_t& value : data) {
     value = peek(address);
-    address = nextRegister(address);
+    if (has(Defect::lostSensorBit)) value &= 0xFE;
+    if (!has(Defect::repeatedRead)) address = nextRegister(address);
   }
   return data;
 }
@@ -148,7 +152,8 @@ std::vector<std::uint16_t> Sensor::frame(const SensorPicture& picture, std::uint
 bool Sensor::isAlive() const { return lines_.supplied && lines_.clocked && !lines_.resetActive; }
 
 bool Sensor::answers(std::uint16_t slave) const {
-  return isAlive() && lines_.busConnected && slave == address_.slave;
+  const bool alive = isAlive() || has(Defect::unpoweredSensor);
+  return alive && lines_.busConnected && slave == address_.slave;
 }
 
 void Sensor::reset() { registers_.reset(); }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sim/base/Clock.h"
+#include "sim/base/Defects.h"
 #include "sim/sensor/Scene.h"
 
 namespace sim {
@@ -85,6 +86,9 @@ class Sensor {
 
   explicit Sensor(const Clock& clock);
 
+  // Those of the board that it is mounted on; they outlive the sensor.
+  void setDefects(const Defects& defects) { defects_ = &defects; }
+
   void setAddress(SensorAddress address);
   void setScene(std::shared_ptr<const Scene> scene);
 
@@ -129,6 +133,7 @@ class Sensor {
   using Registers = std::array<std::uint8_t, 65536>;
 
   bool isAlive() const;
+  bool has(Defect defect) const { return defects_ != nullptr && defects_->has(defect); }
   bool answers(std::uint16_t slave) const;
   void reset();
   std::uint8_t resetValue(std::uint16_t address) const;
@@ -140,6 +145,7 @@ class Sensor {
 
   mutable std::recursive_mutex mutex_;
   const Clock& clock_;
+  const Defects* defects_ = nullptr;
   SensorAddress address_;
   SensorLines lines_;
   std::shared_ptr<const Scene> scene_;

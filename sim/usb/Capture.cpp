@@ -27,7 +27,8 @@ void Capture::settle() {
   const Microseconds start = sensor_.streamStart();
   const Microseconds period = sensor_.framePeriod();
   const std::uint64_t first = firstWhole();
-  const std::uint64_t end = now < start ? 0 : (now - start) / period;
+  std::uint64_t end = now < start ? 0 : (now - start) / period;
+  while (end > first && arrival(end - 1) > now) --end;
   if (end <= first) return;
   take(first, end);
   cursor_ = start + end * period;
@@ -95,6 +96,12 @@ std::uint64_t Capture::frameRoom() const {
   return bytes > memoryBytes ? 0 : roundUp(bytes, unitBytes);
 }
 
+// When a frame is in the buffer.
+Microseconds Capture::arrival(std::uint64_t number) const {
+  const Microseconds period = sensor_.framePeriod();
+  return sensor_.streamStart() + (number + 1) * period + defects().lateness(number, period);
+}
+
 // The first frame that begins at the cursor or later.
 std::uint64_t Capture::firstWhole() const {
   const Microseconds start = sensor_.streamStart();
@@ -109,6 +116,10 @@ void Capture::take(std::uint64_t first, std::uint64_t end) {
     number += skipped;
     skipLeft_ -= skipped;
     if (number == end) return;
+    if (defects().loses(number)) {
+      ++number;
+      continue;
+    }
     const bool stored = store(number++);
     skipLeft_ = settings_.frameSkip;
     if (stored) continue;
@@ -145,13 +156,14 @@ void Capture::passOver(std::uint64_t frames) {
 
 std::optional<Microseconds> Capture::nextFrameEnd() const {
   if (!takesFrames() || !framesArrive() || frameRoom() == 0) return std::nullopt;
-  return sensor_.streamStart() + (firstWhole() + skipLeft_ + 1) * sensor_.framePeriod();
+  return arrival(firstWhole() + skipLeft_);
 }
 
 // False when the time-out passes before a frame is there. Other requests are served meanwhile, and may start,
 // stop or flush what is being waited for.
 bool Capture::waitForFrame(std::uint32_t timeout) {
-  const Microseconds deadline = clock_.now() + timeout * microsecondsPerMillisecond;
+  const unsigned slowness = defects().has(Defect::slowTimeout) ? 2 : 1;
+  const Microseconds deadline = clock_.now() + slowness * timeout * microsecondsPerMillisecond;
   while (!reading_ && stored_.empty()) {
     if (clock_.now() >= deadline) return false;
     if (!patience_(std::min(nextFrameEnd().value_or(deadline), deadline))) return false;
@@ -161,10 +173,13 @@ bool Capture::waitForFrame(std::uint32_t timeout) {
 }
 
 void Capture::openNext() {
-  const Stored next = stored_.front();
-  stored_.pop_front();
+  const std::ptrdiff_t which = blockFrames_ > 1 && defects().has(Defect::swappedStorage) ? 1 : 0;
+  const Stored next = stored_[static_cast<std::size_t>(which)];
+  stored_.erase(stored_.begin() + which);
   storedBytes_ -= next.bytes;
-  current_ = next.delivery.bytes(next.picture, sensor_.frame(next.picture, next.number));
+  current_ = next.delivery.bytes(next.picture, sensor_.frame(next.picture, defects().shown(next.number)));
+  defects().spoil(next.number, current_);
+  current_.resize(static_cast<std::size_t>(defects().bytes(current_.size())));
   if (blockFrames_ > 0) current_.resize(static_cast<std::size_t>(next.bytes));
   offset_ = 0;
   reading_ = true;

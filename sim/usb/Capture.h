@@ -73,6 +73,8 @@ class Capture {
 
   bool takesFrames() const;
   std::uint64_t frameRoom() const;
+  Microseconds arrival(std::uint64_t number) const;
+  const Defects& defects() const { return faults_.defects(); }
   std::uint64_t firstWhole() const;
   void take(std::uint64_t first, std::uint64_t end);
   bool store(std::uint64_t number);

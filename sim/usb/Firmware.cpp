@@ -38,8 +38,8 @@ Answer refused(std::uint32_t error) { return {error, 0, false}; }
 
 }  // namespace
 
-Firmware::Firmware(const Clock& clock, Sensor& sensor, const Faults& faults,
-                   std::vector<std::uint8_t>& commands, Patience patience)
+Firmware::Firmware(const Clock& clock, Sensor& sensor, Faults& faults, std::vector<std::uint8_t>& commands,
+                   Patience patience)
     : clock_(clock),
       sensor_(sensor),
       faults_(faults),
@@ -75,7 +75,7 @@ Answer Firmware::request(std::span<const std::uint8_t> packet) {
     expected_ = Expected::status;
   } else if (std::ranges::equal(packet, recoveryRequest)) {
     expected_ = Expected::recovery;
-    status_ = {};
+    clearErrors();
   } else {
     return refused(errorGenFailure);
   }
@@ -106,6 +106,7 @@ Answer Firmware::command(std::span<const std::uint8_t> packet) {
       run(item.command);
       continue;
     }
+    if (transfers && faults_.defects().has(Defect::shortBatch)) continue;
     transfers = true;
     if (item.kind == PacketItem::Kind::malformed) {
       problem = badPacket;
@@ -150,7 +151,7 @@ void Firmware::run(std::uint8_t number) {
       break;
     case waitVerticalSync0:
     case waitVerticalSync1: waitForVerticalSync(); break;
-    case clearStatus: status_ = {}; break;
+    case clearStatus: clearErrors(); break;
     case frameDropOn:
     case frameDropOff: registers_.setFrameDropMode(number == frameDropOn); break;
     default:
@@ -159,7 +160,12 @@ void Firmware::run(std::uint8_t number) {
   }
 }
 
+void Firmware::clearErrors() {
+  if (!faults_.defects().has(Defect::stayingStatus)) status_ = {};
+}
+
 void Firmware::waitForVerticalSync() {
+  if (faults_.defects().has(Defect::earlySync)) return;
   waitUntil(registers_.capture().frameEnd());
   registers_.settle();
 }
@@ -200,6 +206,7 @@ bool Firmware::read(const PacketItem& item) {
 }
 
 Firmware::Status Firmware::nextStatus() {
+  if (faults_.defects().has(Defect::lyingStatus)) return {};
   if (queuedStatus_.empty()) return status_;
   const Status status = queuedStatus_.front();
   queuedStatus_.pop_front();

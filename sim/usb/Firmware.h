@@ -14,7 +14,7 @@ namespace sim::usb {
 
 class Firmware {
  public:
-  Firmware(const Clock& clock, Sensor& sensor, const Faults& faults, std::vector<std::uint8_t>& commands,
+  Firmware(const Clock& clock, Sensor& sensor, Faults& faults, std::vector<std::uint8_t>& commands,
            Patience patience);
 
   Registers& registers() { return registers_; }
@@ -43,6 +43,7 @@ class Firmware {
   Answer timedOut(std::uint32_t timeout);
 
   void run(std::uint8_t number);
+  void clearErrors();
   void waitForVerticalSync();
   void localReset();
   bool write(const PacketItem& item);

@@ -1,6 +1,7 @@
 #include "sim/usb/Registers.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "sim/sensor/FramePeriod.h"
 
@@ -10,6 +11,7 @@ namespace {
 
 enum CaptureMode : std::uint16_t { stopped = 0, singleShot = 1, continuous = 2, measuring = 3 };
 
+constexpr std::uint16_t outputLines = 0x0904;
 constexpr std::uint16_t holdBit = 1U << 1;
 constexpr std::uint16_t yuvToRgbBit = 1U << 3;
 constexpr std::uint16_t packingBit = 1U << 8;
@@ -33,8 +35,12 @@ const std::map<std::uint16_t, std::uint16_t> powerUp = {
 
 }  // namespace
 
-Registers::Registers(const Clock& clock, Sensor& sensor, const Faults& faults, const Patience& patience)
-    : clock_(clock), sensor_(sensor), capture_(clock, sensor, faults, patience), registers_(powerUp) {
+Registers::Registers(const Clock& clock, Sensor& sensor, Faults& faults, const Patience& patience)
+    : clock_(clock),
+      sensor_(sensor),
+      defects_(faults.defects()),
+      capture_(clock, sensor, faults, patience),
+      registers_(powerUp) {
   configureCapture();
 }
 
@@ -49,7 +55,8 @@ std::uint16_t Registers::value(std::uint16_t address) {
   settle();
   const std::uint16_t plain = stored(address);
   if (address != Register::frameStatus || plain != 0) return plain;
-  return capture_.droppedFrames() ? 1 : 0;
+  if (defects_.has(Defect::falseDrop)) return 1;
+  return capture_.droppedFrames() && !defects_.has(Defect::unreportedDrop) ? 1 : 0;
 }
 
 void Registers::setValue(std::uint16_t address, std::uint16_t value) {
@@ -77,7 +84,7 @@ void Registers::write(std::uint16_t subAddress, std::span<const std::uint8_t> da
   for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
     const auto value = static_cast<std::uint16_t>(data[i] | data[i + 1] << 8);
     if (subAddress == TargetWord::dataPort) {
-      setValue(address, value);
+      setHostValue(hostAddress(address), value);
       address = static_cast<std::uint16_t>(address + 2);
       continue;
     }
@@ -92,7 +99,8 @@ std::vector<std::uint8_t> Registers::read(std::uint16_t subAddress, std::size_t 
   data.reserve(count + 1);
   std::uint16_t address = word(TargetWord::addressPort);
   while (data.size() < count) {
-    const std::uint16_t value = subAddress == TargetWord::dataPort ? hostValue(address) : word(subAddress);
+    const std::uint16_t value =
+        subAddress == TargetWord::dataPort ? hostValue(hostAddress(address)) : word(subAddress);
     data.push_back(static_cast<std::uint8_t>(value & 0xFF));
     data.push_back(static_cast<std::uint8_t>(value >> 8));
     if (subAddress == TargetWord::dataPort) {
@@ -117,8 +125,36 @@ void Registers::setFrameDropMode(bool on) {
   configureCapture();
 }
 
+// With a stuck address line the registers of the lines answer as those of the columns.
+std::uint16_t Registers::hostAddress(std::uint16_t address) const {
+  const bool isLine = address == Register::areaTop || address == Register::areaBottom;
+  if (!isLine || !defects_.has(Defect::stuckAddressLine)) return address;
+  return static_cast<std::uint16_t>(address - (Register::areaTop - Register::areaLeft));
+}
+
+void Registers::setHostValue(std::uint16_t address, std::uint16_t value) {
+  if (defects_.losesWrite()) return;
+  if (address == Register::captureMode && value == stopped && defects_.has(Defect::ignoredAbort)) return;
+  if (address == outputLines && stored(address) != 0 && defects_.has(Defect::frozenOutputs)) return;
+  constexpr std::uint16_t secondSupply = 2;
+  const bool isDead = address == Register::switches && defects_.has(Defect::deadSupply);
+  setValue(address, isDead ? static_cast<std::uint16_t>(value & ~secondSupply) : value);
+}
+
+// What the board's defects make of a register.
+std::uint16_t Registers::spoiled(std::uint16_t address, std::uint16_t value) {
+  std::uint32_t read = value;
+  if (address >= Register::areaLeft && address <= Register::areaBottom) read = defects_.areaWord(read);
+  if (address == Register::framePeriod) read = defects_.period(read);
+  if (address == Register::switches) read = defects_.switches(read);
+  if (address == Register::measuredHeight && defects_.has(Defect::heightOff) && read != 0) --read;
+  if (address == Register::fpgaVersion && defects_.has(Defect::changingVersion)) read += ++versionReads_;
+  if (defects_.has(Defect::staleAnswer)) read = std::exchange(lastRead_, static_cast<std::uint16_t>(read));
+  return static_cast<std::uint16_t>(defects_.word(read));
+}
+
 std::uint16_t Registers::hostValue(std::uint16_t address) {
-  const std::uint16_t read = value(address);
+  const std::uint16_t read = spoiled(address, value(address));
   if (address == Register::frameStatus && capture_.droppedFrames()) capture_.offerBlock();
   return read;
 }
@@ -165,11 +201,12 @@ void Registers::startIfReleased() {
 
 void Registers::configureCapture() {
   const std::uint16_t control = stored(Register::captureControl);
-  const std::uint16_t reduction = stored(Register::reduction);
+  const bool reduces = !defects_.has(Defect::ignoredReduction);
+  const std::uint16_t reduction = reduces ? stored(Register::reduction) : std::uint16_t{0};
   CaptureSettings settings;
   Delivery& delivery = settings.delivery;
-  delivery.left = stored(Register::areaLeft);
-  delivery.right = stored(Register::areaRight);
+  delivery.left = defects_.has(Defect::ignoredArea) ? 0 : stored(Register::areaLeft);
+  delivery.right = stored(Register::areaRight) - (stored(Register::areaLeft) - delivery.left);
   delivery.top = stored(Register::areaTop);
   delivery.bottom = stored(Register::areaBottom);
   delivery.columnStep = (reduction & 15U) + 1;
@@ -180,7 +217,7 @@ void Registers::configureCapture() {
   delivery.bayerToRgb = (stored(Register::bayerToRgb) & 1) != 0;
   delivery.bayerPattern = stored(Register::bayerPattern) & 3U;
   delivery.yuvToRgb = (control & yuvToRgbBit) != 0;
-  settings.frameSkip = stored(Register::frameSkip);
+  settings.frameSkip = defects_.has(Defect::ignoredSkip) ? 0U : stored(Register::frameSkip);
   settings.bufferBytes = (bufferUnits - stored(Register::bufferSize)) * Capture::unitBytes;
   settings.stopAtDrop = stopAtDrop_;
   capture_.configure(settings);

@@ -15,7 +15,7 @@ namespace sim::usb {
 
 class Registers {
  public:
-  Registers(const Clock& clock, Sensor& sensor, const Faults& faults, const Patience& patience);
+  Registers(const Clock& clock, Sensor& sensor, Faults& faults, const Patience& patience);
 
   // Brings frame period, measurement, drain and capture up to the present.
   void settle();
@@ -41,7 +41,10 @@ class Registers {
   Capture& capture() { return capture_; }
 
  private:
+  std::uint16_t hostAddress(std::uint16_t address) const;
   std::uint16_t hostValue(std::uint16_t address);
+  std::uint16_t spoiled(std::uint16_t address, std::uint16_t value);
+  void setHostValue(std::uint16_t address, std::uint16_t value);
   void afterWrite(std::uint16_t address, std::uint16_t before);
   void moveLines();
   void changeMode(std::uint16_t before);
@@ -56,9 +59,12 @@ class Registers {
 
   const Clock& clock_;
   Sensor& sensor_;
+  Defects& defects_;
   Capture capture_;
   std::map<std::uint16_t, std::uint16_t> registers_;
   std::map<std::uint16_t, std::uint16_t> words_;
+  std::uint16_t lastRead_ = 0;
+  std::uint16_t versionReads_ = 0;
   bool stopAtDrop_ = false;
   std::optional<Microseconds> measuringSince_;
   std::optional<Microseconds> drainedAt_;

@@ -204,6 +204,30 @@ TEST(Description, FaultFromARequestOnAndItsUsualError) {
   EXPECT_EQ(31U, made.fault.value);
 }
 
+TEST(Description, DefectsOfBothBoardTypes) {
+  using sim::Defect;
+  EXPECT_TRUE(board(usb).defects.empty());
+  EXPECT_EQ((std::vector<Defect>{Defect::stuckBit, Defect::longFrame}),
+            board(usb + "defect = ['stuck-bit', 'long-frame']").defects);
+  EXPECT_EQ(std::vector<Defect>{Defect::looseUnlock}, board(pcie + "defect = ['loose-unlock']").defects);
+  for (const sim::DefectName& each : sim::defectNames()) {
+    const std::string defect = "defect = ['" + std::string(each.name) + "']";
+    EXPECT_EQ(each.onUsb, errorOf(usb + defect) == "no error") << each.name;
+    EXPECT_EQ(each.onPcie, errorOf(pcie + defect) == "no error") << each.name;
+  }
+}
+
+TEST(Description, WrongDefectIsToldWithItsPlace) {
+  EXPECT_EQ(
+      0U,
+      errorOf(usb + "defect = 'stuck-bit'").rfind("boards.toml:3:10: \"defect\" must be a list of words", 0));
+  EXPECT_EQ(0U, errorOf(usb + "defect = ['stuck-bit', 7]")
+                    .rfind("boards.toml:3:24: \"defect\" must be a list of words", 0));
+  const std::string unknown = errorOf(usb + "defect = ['stuck-bit', 'tired']");
+  EXPECT_EQ(0U, unknown.rfind("boards.toml:3:24: \"defect\" must be of \"stuck-bit\", ", 0)) << unknown;
+  EXPECT_NE(std::string::npos, unknown.find("not \"tired\"")) << unknown;
+}
+
 TEST(Description, Events) {
   const std::pair<const char*, BoardEvent::Kind> words[] = {
       {"unplug", BoardEvent::Kind::unplug},
@@ -267,7 +291,7 @@ const Wrong wrongs[] = {
     {"PluggedThatIsNoBoolean", usb + "plugged = 1", "3:11: \"plugged\" must be true or false"},
     {"UnknownKeyOfABoard", usb + "colour = 1",
      "3:1: \"colour\" is unknown in [[board]], which has \"type\", \"count\", \"scene\", \"plugged\", "
-     "\"sensor\", \"registers\", \"fault\" or \"event\""},
+     "\"sensor\", \"registers\", \"defect\", \"fault\" or \"event\""},
     {"SensorThatIsNoTable", usb + "sensor = 1", "3:10: \"sensor\" must be a table"},
     {"UnknownKeyOfASensor", sensor("gain = 1"),
      "4:1: \"gain\" is unknown in [sensor], which has " + std::string(sensorKeys)},

@@ -1,0 +1,28 @@
+// kvexa selftest: what a board does, checked against what it should do.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace cli {
+
+struct SelfTestOptions {
+  bool simulate = false;
+  std::string description;  // of the simulated boards; empty for the usual board
+  std::uint32_t boardType = 0;
+  std::uint32_t boardIndex = 0;
+  bool readOnly = false;
+  std::string registers;
+  std::string parameters;
+  std::optional<std::uint32_t> scratch;
+  bool frameCounter = false;
+  bool json = false;
+  std::string junit;  // a file; empty for none
+};
+
+// Whether every check that was made is good. Throws Failure, or another exception with a sentence for people,
+// when nothing can be checked.
+bool selfTest(const SelfTestOptions& options);
+
+}  // namespace cli
