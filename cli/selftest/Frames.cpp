@@ -1,7 +1,7 @@
 #include "cli/selftest/Frames.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cmath>
 
 namespace cli::selftest {
 
@@ -144,10 +144,9 @@ void expectSequence(const Rig& rig, const std::vector<Arrival>& frames) {
   const double period = rig.framePeriod() * (rig.sensor().parameters->FRMSKP + 1);
   for (std::size_t i = 1; i < frames.size(); ++i) {
     const double milliseconds = static_cast<double>(frames[i].at - frames[i - 1].at) / 1000.0;
-    expect(
-        milliseconds <= mostPeriods * period,
-        "a frame every " + std::to_string(static_cast<int>(period + 0.5)) + " ms",
-        std::to_string(static_cast<int>(milliseconds + 0.5)) + " ms in front of frame " + std::to_string(i));
+    expect(milliseconds <= mostPeriods * period,
+           "a frame every " + std::to_string(std::lround(period)) + " ms",
+           std::to_string(std::lround(milliseconds)) + " ms in front of frame " + std::to_string(i));
   }
   if (!rig.sensor().standsStill) return;
   const kvexa::FrameLayout layout = rig.layout();

@@ -124,7 +124,7 @@ void measurementWithoutFrames(Rig& rig) {
   expectResult("kVexaAutoActualEx while no frames come", rig.isUsb() ? KVEXA_OK : KVEXA_TIMED_OUT,
                kVexaAutoActualEx(rig.board(), &actual, timeout));
   const std::uint64_t lasted = (rig.pace().now() - begin) / 1000;
-  expect(lasted + 1 >= timeout && lasted <= 2 * timeout, "it to end within 150 to 300 ms",
+  expect(lasted + 1 >= timeout && lasted <= 2ULL * timeout, "it to end within 150 to 300 ms",
          std::to_string(lasted) + " ms");
 }
 
