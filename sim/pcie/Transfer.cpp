@@ -74,7 +74,7 @@ std::optional<Microseconds> Transfer::timeout() const {
   if (!active_ || order_.timeout == 0) return std::nullopt;
   const Microseconds last = order_.singleFrame ? patience_ : lastFrameEnd();
   const unsigned slowness = registers_.defects().has(Defect::slowTimeout) ? 2 : 1;
-  const Microseconds deadline = last + slowness * order_.timeout * microsecondsPerMillisecond;
+  const Microseconds deadline = last + Microseconds{slowness} * order_.timeout * microsecondsPerMillisecond;
   if (!run_) return deadline;
   const Microseconds nextEnd = run_->begin(framesDone()) + run_->period;
   return nextEnd <= deadline ? std::nullopt : std::optional(deadline);

@@ -163,7 +163,7 @@ std::optional<Microseconds> Capture::nextFrameEnd() const {
 // stop or flush what is being waited for.
 bool Capture::waitForFrame(std::uint32_t timeout) {
   const unsigned slowness = defects().has(Defect::slowTimeout) ? 2 : 1;
-  const Microseconds deadline = clock_.now() + slowness * timeout * microsecondsPerMillisecond;
+  const Microseconds deadline = clock_.now() + Microseconds{slowness} * timeout * microsecondsPerMillisecond;
   while (!reading_ && stored_.empty()) {
     if (clock_.now() >= deadline) return false;
     if (!patience_(std::min(nextFrameEnd().value_or(deadline), deadline))) return false;
