@@ -26,6 +26,15 @@ std::filesystem::path toPath(const std::string& ansi) { return {widen(ansi)}; }
 
 std::string toUtf8(const std::string& ansi) { return sim::utf8Text(widen(ansi)); }
 
+std::string shownName(const std::filesystem::path& path) {
+  const std::wstring wide = path.generic_wstring();
+  const int length = static_cast<int>(wide.size());
+  const int count = WideCharToMultiByte(CP_ACP, 0, wide.data(), length, nullptr, 0, nullptr, nullptr);
+  std::string text(static_cast<std::size_t>(count), '\0');
+  WideCharToMultiByte(CP_ACP, 0, wide.data(), length, text.data(), count, nullptr, nullptr);
+  return text;
+}
+
 std::string absoluteUtf8(const std::string& ansi) { return sim::absolutePath(toUtf8(ansi)); }
 
 std::string endingOf(const std::string& name) {

@@ -10,6 +10,9 @@ namespace cli {
 std::filesystem::path toPath(const std::string& ansi);
 std::string toUtf8(const std::string& ansi);
 
+// For people, in the ANSI code page; characters that it lacks are replaced.
+std::string shownName(const std::filesystem::path& path);
+
 // From the root of its drive, in UTF-8.
 std::string absoluteUtf8(const std::string& ansi);
 

@@ -10,6 +10,7 @@
 
 #include "cli/base/Failure.h"
 #include "cli/base/Interrupt.h"
+#include "cli/base/Paths.h"
 #include "cli/raw/ConvertProgress.h"
 
 namespace cli {
@@ -36,7 +37,7 @@ std::vector<Job> jobsOfFolder(const fs::path& folder, const fs::path& output, co
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
     if (!entry->is_regular_file(error) || !isRaw(entry->path())) continue;
     fs::path name = entry->path().filename();
-    jobs.push_back({entry->path(), output / name.replace_extension(widePath("." + ending))});
+    jobs.push_back({entry->path(), output / name.replace_extension(toPath("." + ending))});
   }
   if (error) throw Failure(shownName(folder) + ": cannot be read");
   if (jobs.empty()) throw Failure(shownName(folder) + ": has no file that ends in .raw or .bin");
@@ -136,8 +137,8 @@ std::string Run::failureOf(const Job& job, RawFrame& frame, PictureFile& picture
 }  // namespace
 
 ConvertReport convert(const ConvertOptions& options) {
-  const fs::path input = widePath(options.input);
-  const fs::path output = widePath(options.output);
+  const fs::path input = toPath(options.input);
+  const fs::path output = toPath(options.output);
   std::error_code error;
   const bool isFolder = fs::is_directory(input, error);
   std::string ending = options.ending;
@@ -183,8 +184,8 @@ nlohmann::json toJson(const ConvertReport& report) {
   nlohmann::json files = nlohmann::json::array();
   for (const ConvertedFile& file : report.files) {
     nlohmann::json entry{
-        {"input", utf8Of(file.input)}, {"output", utf8Of(file.output)}, {"ok", file.failure.empty()}};
-    if (!file.failure.empty()) entry["failure"] = utf8Of(file.failure);
+        {"input", toUtf8(file.input)}, {"output", toUtf8(file.output)}, {"ok", file.failure.empty()}};
+    if (!file.failure.empty()) entry["failure"] = toUtf8(file.failure);
     files.push_back(std::move(entry));
   }
   return {{"files", std::move(files)}, {"columnsCut", report.columnsCut}, {"stopped", report.stopped}};

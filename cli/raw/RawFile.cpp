@@ -1,12 +1,11 @@
 #include "cli/raw/RawFile.h"
 
-#include <windows.h>
-
 #include <array>
 #include <fstream>
 #include <system_error>
 
 #include "cli/base/Failure.h"
+#include "cli/base/Paths.h"
 
 namespace cli {
 
@@ -27,14 +26,6 @@ const FormatFacts& factsOf(RawFormat format) { return formats[static_cast<std::s
 std::uint64_t roundUp(std::uint64_t size) {
   constexpr std::uint64_t transferUnit = 512;
   return (size + transferUnit - 1) / transferUnit * transferUnit;
-}
-
-std::string narrow(const std::wstring& wide, UINT codePage) {
-  const int length = static_cast<int>(wide.size());
-  const int count = WideCharToMultiByte(codePage, 0, wide.data(), length, nullptr, 0, nullptr, nullptr);
-  std::string text(static_cast<std::size_t>(count), '\0');
-  WideCharToMultiByte(codePage, 0, wide.data(), length, text.data(), count, nullptr, nullptr);
-  return text;
 }
 
 }  // namespace
@@ -86,17 +77,5 @@ void RawFrame::read(const std::filesystem::path& path, const RawLayout& layout) 
   file.read(reinterpret_cast<char*>(words_.data()), static_cast<std::streamsize>(size_));
   if (!file) throw Failure(shownName(path) + ": cannot be read");
 }
-
-std::filesystem::path widePath(const std::string& name) {
-  const int length = static_cast<int>(name.size());
-  const int count = MultiByteToWideChar(CP_ACP, 0, name.data(), length, nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(count), L'\0');
-  MultiByteToWideChar(CP_ACP, 0, name.data(), length, wide.data(), count);
-  return wide;
-}
-
-std::string shownName(const std::filesystem::path& path) { return narrow(path.generic_wstring(), CP_ACP); }
-
-std::string utf8Of(const std::string& text) { return narrow(widePath(text).wstring(), CP_UTF8); }
 
 }  // namespace cli

@@ -47,13 +47,4 @@ class RawFrame {
   std::uint64_t size_ = 0;
 };
 
-// The name of a file as the command line gives it, which is in the ANSI code page.
-std::filesystem::path widePath(const std::string& name);
-
-// For people, in the ANSI code page; characters that it lacks are replaced.
-std::string shownName(const std::filesystem::path& path);
-
-// A text of the ANSI code page, as JSON wants it.
-std::string utf8Of(const std::string& text);
-
 }  // namespace cli

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "cli/base/Failure.h"
+#include "cli/base/Paths.h"
 
 namespace cli {
 
@@ -14,7 +15,7 @@ class FrameReader {
   explicit FrameReader(const RawLayout& layout) : layout_(layout) {}
 
   analysis::Mosaic read(const std::string& name) {
-    frame_.read(widePath(name), layout_);
+    frame_.read(toPath(name), layout_);
     const std::size_t count = std::size_t{layout_.width} * layout_.height;
     std::span<const std::uint16_t> samples(frame_.words(), count);
     if (layout_.bytesPerSample() == 1) {
