@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "cli/base/Failure.h"
+#include "cli/base/Paths.h"
 #include "cli/selftest/Check.h"
 #include "cli/selftest/Frames.h"
 #include "cli/selftest/Report.h"
@@ -34,13 +35,13 @@ struct SimulatedBoards {
 
 sim::Description describe(const SelfTestOptions& options) {
   sim::Description description;
-  if (options.description.empty()) {
+  if (options.boards.empty()) {
     for (std::uint32_t i = 0; i <= options.boardIndex; ++i) {
       description.boards.emplace_back();
       description.boards.back().type = options.boardType;
     }
   } else {
-    description = sim::readDescription(options.description);
+    description = sim::readDescription(absoluteUtf8(options.boards));
   }
   // In real time the checks would last minutes, and a busy computer would fail them.
   description.pace = sim::Pace::simulated;
@@ -206,12 +207,10 @@ void writeFile(const std::string& path, const std::string& text) {
 }  // namespace
 
 bool selfTest(const SelfTestOptions& options) {
-  if (!options.description.empty() && !options.simulate) {
-    throw Failure("--description needs --simulate: real boards are what they are");
-  }
   std::unique_ptr<SimulatedBoards> simulated;
   SensorSetup sensor = givenSensor(options);
-  if (options.simulate) {
+  const bool isSimulated = options.simulate || !options.boards.empty();
+  if (isSimulated) {
     const sim::Description description = describe(options);
     if (options.registers.empty() && options.parameters.empty())
       sensor = simulatedSensor(options, description);
@@ -219,7 +218,7 @@ bool selfTest(const SelfTestOptions& options) {
   }
   Report report{std::string(options.boardType == KVEXA_BOARD_USB ? "usb " : "pcie ") +
                     std::to_string(options.boardIndex),
-                options.simulate,
+                isSimulated,
                 options.readOnly,
                 {}};
   {

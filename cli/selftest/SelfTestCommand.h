@@ -8,8 +8,8 @@
 namespace cli {
 
 struct SelfTestOptions {
-  bool simulate = false;
-  std::string description;  // of the simulated boards; empty for the usual board
+  bool simulate = false;  // the usual boards, as many as the index needs
+  std::string boards;     // a file that describes simulated boards; empty for none
   std::uint32_t boardType = 0;
   std::uint32_t boardIndex = 0;
   bool readOnly = false;

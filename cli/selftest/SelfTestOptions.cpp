@@ -19,7 +19,7 @@ constexpr std::array<Choice, 2> boardTypes{{{"usb", 0}, {"pcie", 1}}};
 Action selfTestCommand(Options& options) {
   const auto values = std::make_shared<SelfTestOptions>();
   options.flag("--simulate", values->simulate, "check a simulated board, in simulated time")
-      .text("--description", values->description, "with --simulate: description of the boards (TOML)")
+      .text("--boards", values->boards, "check a simulated board of this description (TOML)")
       .choice("--board", values->boardType, boardTypes, "board type")
       .number("--index", values->boardIndex, 0, mostBoards, "board index, from 0")
       .flag("--read-only", values->readOnly, "leave supplies and registers alone")
@@ -32,8 +32,9 @@ Action selfTestCommand(Options& options) {
       .flag("--json", values->json, "JSON instead of lines")
       .text("--junit", values->junit, "write JUnit XML into this file");
   return [values](Context& context) {
-    if (!values->description.empty() && !values->simulate)
-      throw UsageFailure("--description goes with --simulate");
+    if (!values->boards.empty() && values->simulate) {
+      throw UsageFailure("--simulate and --boards FILE exclude each other: the file says what is simulated");
+    }
     context.exitCode = selfTest(*values) ? 0 : 1;
   };
 }
