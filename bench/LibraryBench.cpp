@@ -1,5 +1,6 @@
 // The library's converters on each instruction set, and the copy limit, in the code that ships: 32 bits.
 // Prints lines "job|frame|set|seconds".
+// library_bench [PART OF A NAME [ROUNDS [plots]]]: the frames of the tables, or those that the plots add
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -121,6 +122,8 @@ void measureFrame(bench::Frame frame, const std::string& only, unsigned rounds) 
 int main(int argc, char** argv) {
   const std::string only = argc > 1 ? argv[1] : "";
   const unsigned rounds = argc > 2 ? static_cast<unsigned>(std::stoul(argv[2])) : 7;
-  const unsigned count = argc > 3 ? static_cast<unsigned>(std::stoul(argv[3])) : 3;
-  for (unsigned i = 0; i < count; ++i) measureFrame(bench::frames[i], only, rounds);
+  const bool forPlots = argc > 3 && argv[3] == std::string("plots");
+  const unsigned first = forPlots ? bench::tableFrames : 0;
+  const unsigned end = forPlots ? bench::allFrames : bench::tableFrames;
+  for (unsigned i = first; i < end; ++i) measureFrame(bench::frames[i], only, rounds);
 }

@@ -119,7 +119,7 @@ std::vector<Peer> peersOf(Frames& f) {
 int main(int argc, char** argv) {
   const unsigned rounds = argc > 1 ? static_cast<unsigned>(std::stoul(argv[1])) : 7;
   const std::string only = argc > 2 ? argv[2] : "";
-  const unsigned count = argc > 3 ? static_cast<unsigned>(std::stoul(argv[3])) : 3;
+  const unsigned count = argc > 3 ? static_cast<unsigned>(std::stoul(argv[3])) : bench::tableFrames;
   cv::setNumThreads(1);
   for (unsigned i = 0; i < count; ++i) {
     const bench::Frame frame = bench::frames[i];
