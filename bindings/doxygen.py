@@ -1,4 +1,4 @@
-"""Turns the comments of kvexa.h and kvexa.hpp into those that Doxygen reads; the filter of docs/Doxyfile.
+"""Turns the comments of the public headers into those that Doxygen reads; the filter of docs/Doxyfile.
 
     doxygen.py HEADER
 
@@ -105,6 +105,37 @@ def ownersHeader(text):
     return re.sub(r"^(\s*)// ?", r"\1/// ", text, flags=re.M)
 
 
+SIM_TOKEN = re.compile(r"(?P<comment>/\*(?:(?!\*/).)*\*/)|KVEXA_SIM_EXPORT\((?P<result>\w+)\)\s*(?P<function>[^;]*?\)) "
+                       r"KVEXA_SIM_NOEXCEPT;|(?P<type>typedef enum (?:(?!\n\}).)*\n\}[^;]*;)", re.S)
+SIM_ARGUMENT = re.compile(r"^( \*   \w+(?:, \w+)*) +\[(in|out|out\|in)\] +(.*)$", re.M)
+SIM_EVERYWHERE = {"type": "[in] type board type", "index": "[in] index the board's index among those of its type",
+                  "address": "[in] address address of the register"}
+
+
+def simHeader(text):
+    """kvexa_sim.h: its arguments have their directions in brackets."""
+    text = SIM_ARGUMENT.sub(lambda found: f"{found[1]}  {found[2].replace('out|in', 'in or out')}: {found[3]}", text)
+    start = text.index("/*")
+    end = text.index("*/") + 2
+    output = [convert(text[start:end]).replace("/**\n", "/** \\file kvexa_sim.h\n", 1), "#include <stdint.h>"]
+    pending, known = "", dict(SIM_EVERYWHERE)
+    for match in SIM_TOKEN.finditer(text, text.index("#define KVEXA_SIM_EXPORT")):
+        if match["comment"]:
+            pending = match["comment"]
+        elif match["function"]:
+            # What is not described here is described above.
+            converted = convert(pending, argumentNames(match["function"]), known)
+            known.update(described(converted))
+            output.append(f"{converted}\n{match['result']} {match['function']};")
+        else:
+            fields = re.sub(r"/\*(.*?)\*/", lambda found: "/**<" + escape(found[1]) + "*/", match["type"], flags=re.S)
+            output.append((convert(pending) + "\n" if pending else "") + fields)
+            pending = ""
+    return "\n\n".join(output) + "\n"
+
+
+WRITERS = {"kvexa.h": header, "kvexa_sim.h": simHeader}
+
 if __name__ == "__main__":
     path = Path(sys.argv[1])
-    print((ownersHeader if path.suffix == ".hpp" else header)(path.read_text()))
+    print(WRITERS.get(path.name, ownersHeader)(path.read_text()))
