@@ -25,6 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (double& weight : weights) weight = alike && &weight != weights ? weights[0] : input.number();
     source = input.content(pixels * (deep ? 2 : 1));
   }
+  kvexa::test::equaliseChannels(input, weights);
   fuzz::compareAllSets(pixels * 3, host, [&](const RowLoops& loops, std::uint8_t* output) {
     if (!deep) {
       return filterRaw8(source.data(), output, width, height, pattern, weights, packing, extent, loops);

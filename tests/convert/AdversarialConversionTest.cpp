@@ -113,6 +113,7 @@ class AdversarialConversion : public testing::TestWithParam<ConverterFamily> {
                                           : std::ldexp(1.0, static_cast<int>(case_.bits) - (words ? 5 : 8));
     case_.weights.resize(108);
     adversary_.weights(case_.weights.data(), 12, 9, aim);
+    equaliseChannels(random_, case_.weights.data());
   }
 
   // The constant is a fourth weight; its sample is 1, times the scale.

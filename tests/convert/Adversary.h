@@ -22,6 +22,18 @@ struct Aim {
   double step = 1.0;     // channels change where sums are multiples of it
 };
 
+// The three kernels of some sites become one, so that one sum serves all channels there.
+template <typename Random>
+void equaliseChannels(Random& random, double* kernels) {
+  constexpr std::size_t sites = 4, kernel = 9;
+  if (random.below(3) != 0) return;
+  for (std::size_t site = 0; site < sites; ++site, kernels += 3 * kernel) {
+    if (random.below(4) == 0) continue;
+    std::copy_n(kernels, kernel, kernels + kernel);
+    std::copy_n(kernels, kernel, kernels + 2 * kernel);
+  }
+}
+
 template <typename Random>
 class Adversary {
  public:

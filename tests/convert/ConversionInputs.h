@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Adversary.h"
 #include "Converters.h"
 #include "tests/files/RandomSource.h"
 
@@ -87,6 +88,7 @@ inline double weightOf(RandomSource& random, Weights weights, std::size_t positi
 inline KernelBlock kernelsOf(RandomSource& random, Weights weights) {
   KernelBlock block;
   for (std::size_t i = 0; i < block.size(); ++i) block[i] = weightOf(random, weights, i % 9);
+  equaliseChannels(random, block.data());
   return block;
 }
 

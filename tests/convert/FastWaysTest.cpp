@@ -19,6 +19,7 @@ struct Work {
   std::size_t estimated = 0;  // pixels or groups
   std::size_t exact = 0;
   std::size_t doubts = 0;
+  std::size_t shared = 0;  // pixels whose channels have one sum
 };
 
 const RowLoops& original() { return chosenRowLoops(); }
@@ -31,6 +32,7 @@ std::size_t countedFilter(const FilterRows& rows, std::uint8_t* pixels, std::siz
   const std::size_t done = loop(rows, pixels, count, weights, doubts);
   work.estimated += done;
   work.doubts += doubts;
+  work.shared += weights.hasEqualChannels ? done : 0;
   return done;
 }
 
@@ -40,6 +42,7 @@ std::size_t countedExactFilter(const ExactRows& rows, std::uint8_t* pixels, std:
   const auto loop = original().filterExactly[sampleBytes - 1][packing == Packing::rgb888];
   const std::size_t done = loop(rows, pixels, count, weights);
   work.exact += done;
+  work.shared += weights.hasEqualChannels ? done : 0;
   return done;
 }
 
@@ -73,7 +76,9 @@ class FastWays : public testing::Test {
   bool isScalar() const { return setUnderTest() == "scalar"; }
 
   Work filtered(std::size_t sampleBytes, double weight) {
-    const std::vector<double> kernels(108, weight);
+    return filtered(sampleBytes, std::vector<double>(108, weight));
+  }
+  Work filtered(std::size_t sampleBytes, const std::vector<double>& kernels) {
     work = {};
     if (isScalar()) return work;
     if (sampleBytes == 1) {
@@ -152,6 +157,21 @@ TEST_F(FastWays, kernelsWithoutABoundAreSummedInDoubles) {
   for (const double weight : {1e9, -1e300, std::numeric_limits<double>::infinity()}) {
     expectWork(0, interior, filtered(1, weight));
     expectWork(0, interior, filtered(2, weight));
+  }
+}
+
+TEST_F(FastWays, equalChannelsHaveOneSum) {
+  const std::size_t all = isScalar() ? 0 : interior;
+  for (const std::size_t sampleBytes : {std::size_t{1}, std::size_t{2}}) {
+    for (const double weight : {1.0 / 9, 1e9, std::numeric_limits<double>::quiet_NaN()}) {
+      EXPECT_EQ(all, filtered(sampleBytes, weight).shared) << weight;
+    }
+    // One weight that differs counts for the rows with that site: every other one.
+    for (std::size_t i = 0; i < 108; ++i) {
+      std::vector<double> kernels(108, 0.0);
+      kernels[i] = -0.0;
+      EXPECT_EQ(all / 2, filtered(sampleBytes, kernels).shared) << i;
+    }
   }
 }
 

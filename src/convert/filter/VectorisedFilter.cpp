@@ -1,6 +1,7 @@
 #include "convert/filter/VectorisedFilter.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "convert/base/FloatingPoint.h"
@@ -29,6 +30,12 @@ double gridOf(const double* first, const double* second) {
   return 0.0;
 }
 
+// Bit by bit, so that neither signs of zero nor what is not a number are taken for each other.
+bool hasEqualChannels(const double* site) {
+  constexpr std::size_t kernelBytes = 9 * sizeof(double);
+  return std::memcmp(site, site + 9, kernelBytes) == 0 && std::memcmp(site, site + 18, kernelBytes) == 0;
+}
+
 }  // namespace
 
 FilterRowWeights::FilterRowWeights(const double* firstSite, const double* secondSite, std::size_t sampleBytes,
@@ -36,6 +43,7 @@ FilterRowWeights::FilterRowWeights(const double* firstSite, const double* second
     : grid_(gridOf(firstSite, secondSite)), largestSum_(sampleBytes == 1 ? mostSum8 : mostSum16) {
   weights_.bits = bits;
   weights_.ceiling = static_cast<double>((1U << bits) - 1);
+  weights_.hasEqualChannels = hasEqualChannels(firstSite) && hasEqualChannels(secondSite);
   const double* const sites[] = {firstSite, secondSite};
   for (std::size_t i = 0; i < 27; ++i) {
     for (std::size_t lane = 0; lane < mostFloatLanes; ++lane) {

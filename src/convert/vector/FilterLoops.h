@@ -2,6 +2,8 @@
 // boundary to decide, computed in doubles. Included after a vocabulary.
 #pragma once
 
+#include <type_traits>
+
 #include "convert/base/Packing.h"
 #include "convert/vector/FilterParameters.h"
 
@@ -72,61 +74,64 @@ KVEXA_INLINE Doubles held(Doubles sample) {
   return sample;
 }
 
-// One vector of floatLanes pixels as truncated integers; the order of the terms is part of the result.
-template <typename Number>
+// One vector of floatLanes pixels as truncated integers; the order of the terms is part of the result. Equal
+// channels have one sum.
+template <std::size_t sums, typename Number>
 KVEXA_INLINE void exactSums(const RowsOf<Number>& rows, std::size_t pixel, const FilterWeights& allWeights,
-                            std::int32_t (&values)[3][floatLanes]) {
+                            std::int32_t (&values)[sums][floatLanes]) {
   constexpr std::size_t order[] = {6, 5, 3, 2, 0, 7, 1, 4};
   const Doubles ceiling = doubles(allWeights.ceiling);
 #pragma GCC unroll 1
   for (std::size_t i = 0; i < floatLanes; i += doubleLanes) {
     const FilterWeights& weights = loadedAnew(allWeights);
     const Doubles first = held(doublesAt(elementOf(rows, pixel + i, 8)));
-    Doubles red = mul(loadDoubles(weights.exact[8]), first);
-    Doubles green = mul(loadDoubles(weights.exact[17]), first);
-    Doubles blue = mul(loadDoubles(weights.exact[26]), first);
+    Doubles sum[sums];
+#pragma GCC unroll 3
+    for (std::size_t c = 0; c < sums; ++c) sum[c] = mul(loadDoubles(weights.exact[9 * c + 8]), first);
 #pragma GCC unroll 8
     for (const std::size_t element : order) {
       const Doubles sample = held(doublesAt(elementOf(rows, pixel + i, element)));
-      red = add(red, mul(loadDoubles(weights.exact[element]), sample));
-      green = add(green, mul(loadDoubles(weights.exact[9 + element]), sample));
-      blue = add(blue, mul(loadDoubles(weights.exact[18 + element]), sample));
+#pragma GCC unroll 3
+      for (std::size_t c = 0; c < sums; ++c) {
+        sum[c] = add(sum[c], mul(loadDoubles(weights.exact[9 * c + element]), sample));
+      }
     }
-    storeTruncated(values[0] + i, atMost(ceiling, red));
-    storeTruncated(values[1] + i, atMost(ceiling, green));
-    storeTruncated(values[2] + i, atMost(ceiling, blue));
+#pragma GCC unroll 3
+    for (std::size_t c = 0; c < sums; ++c) storeTruncated(values[c] + i, atMost(ceiling, sum[c]));
   }
 }
 
-template <std::size_t sampleBytes, Packing packing>
+template <std::size_t sampleBytes, Packing packing, std::size_t sums>
 KVEXA_INLINE void storeExactBlock(const ExactRows& rows, std::size_t pixel, const FilterWeights& weights,
                                   std::uint8_t* output) {
-  alignas(64) std::int32_t low[3][floatLanes], high[3][floatLanes];
-  exactSums(rows, pixel, weights, low);
-  exactSums(rows, pixel + floatLanes, weights, high);
+  alignas(64) std::int32_t low[sums][floatLanes], high[sums][floatLanes];
+  exactSums<sums>(rows, pixel, weights, low);
+  exactSums<sums>(rows, pixel + floatLanes, weights, high);
   const auto channel = [&](std::size_t c) {
+    const std::size_t from = sums == 1 ? 0 : c;
     const unsigned shift = channelShift<sampleBytes, packing>(c, weights.bits);
-    return lowWords(shiftRightSigned32(loadIntegers(low[c]), shift),
-                    shiftRightSigned32(loadIntegers(high[c]), shift));
+    return lowWords(shiftRightSigned32(loadIntegers(low[from]), shift),
+                    shiftRightSigned32(loadIntegers(high[from]), shift));
   };
   storeFiltered<sampleBytes, packing>(output, channel(0), channel(1), channel(2));
 }
 
 // ---- Estimated ----
 
+// Equal channels have one sum, but not always one word: the channels of 16 bits a pixel have their own sizes.
 struct FilterEstimate {
   Integers channels[3];  // words
   Integers doubts[2];    // of either vector
 };
 
-template <std::size_t sampleBytes, Packing packing>
+template <std::size_t sampleBytes, Packing packing, std::size_t sums>
 KVEXA_INLINE FilterEstimate estimatedBlock(const FilterRows& rows, std::size_t pixel,
                                            const FilterWeights& weights) {
   FilterEstimate estimate;
   estimate.doubts[0] = estimate.doubts[1] = zeroIntegers();
   const Floats ceiling = floats(static_cast<float>(weights.ceiling));
 #pragma GCC unroll 3
-  for (std::size_t c = 0; c < 3; ++c) {
+  for (std::size_t c = 0; c < sums; ++c) {
     Floats sum1 = loadFloats(weights.lowestStart[c]), sum2 = sum1;
 #pragma GCC unroll 9
     for (std::size_t element = 0; element < 9; ++element) {
@@ -136,28 +141,32 @@ KVEXA_INLINE FilterEstimate estimatedBlock(const FilterRows& rows, std::size_t p
       sum2 = multiplyAdd(weight, loadFloats(samples + floatLanes), sum2);
     }
     const Floats span = loadFloats(weights.span[c]);
-    const unsigned shift = channelShift<sampleBytes, packing>(c, weights.bits);
-    const auto integer = [&](Floats sum) {
-      return sampleBytes == 1 ? truncated(sum) : shiftRightSigned32(truncated(min(sum, ceiling)), shift);
-    };
-    const Integers low = integer(sum1), high = integer(sum2);
-    estimate.doubts[0] = bitOr(estimate.doubts[0], bitXor(low, integer(add(sum1, span))));
-    estimate.doubts[1] = bitOr(estimate.doubts[1], bitXor(high, integer(add(sum2, span))));
-    estimate.channels[c] = sampleBytes == 1 ? min16(smallWords(low, high), words(255)) : lowWords(low, high);
+#pragma GCC unroll 3
+    for (std::size_t to = c; to < (sums == 1 ? 3 : c + 1); ++to) {
+      const unsigned shift = channelShift<sampleBytes, packing>(to, weights.bits);
+      const auto integer = [&](Floats sum) {
+        return sampleBytes == 1 ? truncated(sum) : shiftRightSigned32(truncated(min(sum, ceiling)), shift);
+      };
+      const Integers low = integer(sum1), high = integer(sum2);
+      estimate.doubts[0] = bitOr(estimate.doubts[0], bitXor(low, integer(add(sum1, span))));
+      estimate.doubts[1] = bitOr(estimate.doubts[1], bitXor(high, integer(add(sum2, span))));
+      estimate.channels[to] =
+          sampleBytes == 1 ? min16(smallWords(low, high), words(255)) : lowWords(low, high);
+    }
   }
   return estimate;
 }
 
 // Replaces the estimated words of one vector (0 or 1) of a block by the exact ones.
-template <std::size_t sampleBytes, Packing packing>
+template <std::size_t sampleBytes, Packing packing, std::size_t sums>
 __attribute__((noinline)) void decide(const FilterRows& rows, std::size_t pixel, const FilterWeights& weights,
                                       FilterEstimate& estimate, std::size_t vector) {
-  alignas(64) std::int32_t values[3][floatLanes];
+  alignas(64) std::int32_t values[sums][floatLanes];
   alignas(64) std::uint8_t exact[vectorBytes], words[vectorBytes];
-  exactSums(rows, pixel + vector * floatLanes, weights, values);
+  exactSums<sums>(rows, pixel + vector * floatLanes, weights, values);
   for (std::size_t c = 0; c < 3; ++c) {
-    const Integers shifted =
-        shiftRightSigned32(loadIntegers(values[c]), channelShift<sampleBytes, packing>(c, weights.bits));
+    const Integers shifted = shiftRightSigned32(loadIntegers(values[sums == 1 ? 0 : c]),
+                                                channelShift<sampleBytes, packing>(c, weights.bits));
     store(exact, lowWords(shifted, shifted));
     store(words, estimate.channels[c]);
     __builtin_memcpy(words + vector * vectorBytes / 2, exact, vectorBytes / 2);
@@ -165,12 +174,21 @@ __attribute__((noinline)) void decide(const FilterRows& rows, std::size_t pixel,
   }
 }
 
+// Calls the loop with the number of sums that a pixel needs.
+template <typename Loop>
+KVEXA_INLINE std::size_t forSums(const FilterWeights& weights, const Loop& loop) {
+  return weights.hasEqualChannels ? loop(std::integral_constant<std::size_t, 1>())
+                                  : loop(std::integral_constant<std::size_t, 3>());
+}
+
 template <std::size_t sampleBytes, Packing packing>
 std::size_t filterRowExactly(const ExactRows& rows, std::uint8_t* output, std::size_t count,
                              const FilterWeights& weights) {
   constexpr std::size_t size = pixelBytes(packing);
-  return forBlocks<filterBlock>(count, [&](std::size_t pixel) {
-    storeExactBlock<sampleBytes, packing>(rows, pixel, weights, output + pixel * size);
+  return forSums(weights, [&](auto sums) {
+    return forBlocks<filterBlock>(count, [&](std::size_t pixel) {
+      storeExactBlock<sampleBytes, packing, sums()>(rows, pixel, weights, output + pixel * size);
+    });
   });
 }
 
@@ -179,17 +197,19 @@ std::size_t filterRow(const FilterRows& rows, std::uint8_t* output, std::size_t 
                       const FilterWeights& weights, std::size_t& doubts) {
   constexpr std::size_t size = pixelBytes(packing);
   std::size_t doubtful = 0;
-  const std::size_t done = forBlocks<filterBlock>(count, [&](std::size_t pixel) {
-    FilterEstimate estimate = estimatedBlock<sampleBytes, packing>(rows, pixel, weights);
-    if (anyBit(bitOr(estimate.doubts[0], estimate.doubts[1])) != 0) {
-      for (std::size_t vector = 0; vector < 2; ++vector) {
-        if (anyBit(estimate.doubts[vector]) == 0) continue;
-        decide<sampleBytes, packing>(rows, pixel, weights, estimate, vector);
-        ++doubtful;
+  const std::size_t done = forSums(weights, [&](auto sums) {
+    return forBlocks<filterBlock>(count, [&](std::size_t pixel) {
+      FilterEstimate estimate = estimatedBlock<sampleBytes, packing, sums()>(rows, pixel, weights);
+      if (anyBit(bitOr(estimate.doubts[0], estimate.doubts[1])) != 0) {
+        for (std::size_t vector = 0; vector < 2; ++vector) {
+          if (anyBit(estimate.doubts[vector]) == 0) continue;
+          decide<sampleBytes, packing, sums()>(rows, pixel, weights, estimate, vector);
+          ++doubtful;
+        }
       }
-    }
-    storeFiltered<sampleBytes, packing>(output + pixel * size, estimate.channels[0], estimate.channels[1],
-                                        estimate.channels[2]);
+      storeFiltered<sampleBytes, packing>(output + pixel * size, estimate.channels[0], estimate.channels[1],
+                                          estimate.channels[2]);
+    });
   });
   doubts = doubtful;
   return done;

@@ -20,6 +20,7 @@ struct FilterWeights {
   alignas(64) float span[3][mostFloatLanes];         // twice the slack
   double ceiling;
   unsigned bits;
+  bool hasEqualChannels;  // all three have the same weights, so one sum serves them
 };
 
 // Rows of samples as floats or doubles, both of which represent them exactly. One column before and one after
