@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "Timing.h"
 #include "LibraryClock.h"
+#include "Timing.h"
 #include "sim/attach/Attachment.h"
 #include "sim/machine/Machine.h"
 

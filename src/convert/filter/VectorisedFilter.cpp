@@ -1,7 +1,8 @@
 #include "convert/filter/VectorisedFilter.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
+#include <cstdint>
 #include <utility>
 
 #include "convert/base/FloatingPoint.h"
@@ -32,8 +33,10 @@ double gridOf(const double* first, const double* second) {
 
 // Bit by bit, so that neither signs of zero nor what is not a number are taken for each other.
 bool hasEqualChannels(const double* site) {
-  constexpr std::size_t kernelBytes = 9 * sizeof(double);
-  return std::memcmp(site, site + 9, kernelBytes) == 0 && std::memcmp(site, site + 18, kernelBytes) == 0;
+  const auto isSame = [](double a, double b) {
+    return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+  };
+  return std::equal(site, site + 9, site + 9, isSame) && std::equal(site, site + 9, site + 18, isSame);
 }
 
 }  // namespace
