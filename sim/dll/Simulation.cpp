@@ -124,6 +124,7 @@ void Simulation::beginReplay(const std::string& path, bool isLenient, bool isFas
   auto replay = std::make_shared<record::Replay>(std::move(script), std::move(options));
   watchLoads();
   answer(record::makeReplayPlatform(replay));
+  replaying_ = replay.get();
   replay_ = std::move(replay);
 }
 
@@ -183,6 +184,10 @@ void Simulation::beginRecording(const std::string& path, bool frames) {
   recorder_ = std::make_shared<record::Recorder>(options);
   watchLoads();
   answer();
+}
+
+void Simulation::threadEnds() noexcept {
+  if (record::Replay* const replay = replaying_.load()) replay->endThread();
 }
 
 // Locks are not taken: threads were stopped with them in their hands.

@@ -267,26 +267,27 @@ class ReplayPlatform : public Platform {
   }
 
   BOOL setEvent(HANDLE event) override {
+    const Step* const step = replay_->beginMark(Call::signal);
     const BOOL set = Platform::setEvent(event);
     const DWORD error = GetLastError();
-    replay_->mark(Call::signal);
+    replay_->endMark(step);
     SetLastError(error);
     return set;
   }
 
   // Whoever sets something aside for another thread, and then waits for it, has done so by now.
   DWORD waitForSingleObject(HANDLE object, DWORD milliseconds) override {
-    if (milliseconds != 0) replay_->mark(Call::wait);
+    if (milliseconds != 0) mark(Call::wait);
     return Platform::waitForSingleObject(object, milliseconds);
   }
   DWORD waitForMultipleObjects(DWORD count, const HANDLE* objects, BOOL all, DWORD milliseconds) override {
-    if (milliseconds != 0) replay_->mark(Call::wait);
+    if (milliseconds != 0) mark(Call::wait);
     return Platform::waitForMultipleObjects(count, objects, all, milliseconds);
   }
 
   std::uintptr_t beginThread(void* security, unsigned stack, unsigned(__stdcall* start)(void*),
                              void* argument, unsigned flags, unsigned* identifier) override {
-    replay_->mark(Call::thread);
+    mark(Call::thread);
     return Platform::beginThread(security, stack, start, argument, flags, identifier);
   }
 
@@ -312,6 +313,8 @@ class ReplayPlatform : public Platform {
     std::uint8_t* buffer = nullptr;
     std::uint32_t bytes = 0;
   };
+
+  void mark(Call call) { replay_->endMark(replay_->beginMark(call)); }
 
   static Line question(Call call, std::uint32_t handle = 0) {
     Line line;
@@ -416,7 +419,8 @@ class ReplayPlatform : public Platform {
     request.overlapped = buffers.overlapped;
     request.record = buffers.out;
     request.bytes = buffers.outLength;
-    if (step.completion == 0) {  // it was never completed
+    if (step.completion == 0 ||
+        reply.isRepeated) {  // it was never completed, or one that is there no more was
       buffers.overlapped->Internal = static_cast<ULONG_PTR>(STATUS_PENDING);
       return;
     }

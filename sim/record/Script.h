@@ -27,6 +27,7 @@ struct Step {
   std::uint32_t key = 0;         // alike for requests with the same content
   BoardName board;
   Call call = Call::end;
+  bool isOfFrames = false;  // it fetches a frame of a capture that goes on
 };
 
 class Script {
