@@ -14,7 +14,9 @@ std::uint64_t lastOrder(const Script& script) { return script.steps().empty() ? 
 }  // namespace
 
 Replay::Replay(std::shared_ptr<const Script> script, Options options)
-    : script_(std::move(script)), options_(std::move(options)), turns_(lastOrder(*script_)) {
+    : script_(std::move(script)),
+      options_(std::move(options)),
+      turns_(lastOrder(*script_), options_.patience) {
   const auto& steps = script_->steps();
   if (options_.isLenient) {
     for (std::uint32_t i = 0; i < steps.size(); ++i) {
@@ -59,6 +61,7 @@ void Replay::noteDone(const Step& step) {
 }
 
 void Replay::finish(const Reply& reply) {
+  noteAnswer(reply.line);
   awaitTime(reply.asked, reply.line.d);
   if (options_.isLenient || reply.isRepeated) return;
   const Step& step = script_->steps()[reply.step];

@@ -9,6 +9,7 @@
 
 #include "sim/base/Clock.h"
 #include "sim/base/NativeLock.h"
+#include "sim/record/Outcome.h"
 #include "sim/record/Repetition.h"
 #include "sim/record/Script.h"
 #include "sim/record/ThreadNumbers.h"
@@ -34,6 +35,10 @@ class Replay {
     // Hears in words what the program did that the recording does not have. The call fails then, if it comes
     // back.
     std::function<void(const std::string& report)> depart;
+    // Milliseconds without anything happening after which a thread no longer waits for the others.
+    std::uint32_t patience = 1000;
+    // Of lenient replays; may be null.
+    std::shared_ptr<Outcome> outcome;
   };
 
   Replay(std::shared_ptr<const Script> script, Options options);
@@ -60,6 +65,7 @@ class Replay {
   bool awaitTurn(const Step& step, const std::atomic<std::uint32_t>& count, std::uint32_t seen);
   void look() { turns_.look(); }
   void noteDone(const Step& step);
+  void noteAnswer(const Line& answer);
   bool isLenient() const { return options_.isLenient; }
   void awaitTime(Microseconds asked, Microseconds passed);
   // How long it is until then; 0 without a clock, and by one of simulated time, which is moved on.
@@ -88,6 +94,7 @@ class Replay {
 
   std::unique_ptr<Reply> takeStrictly(Line& asked);
   std::unique_ptr<Reply> takeLeniently(Line& asked);
+  std::unique_ptr<Reply> replyOfLane(std::size_t lane, const Line& asked);
   Place placeOf(std::uint32_t thread) const;
   Place* placeOfThread(const Line& asked);
   Place* newPlace(const Line& asked);

@@ -147,8 +147,6 @@ void Script::orderThreads() {
   }
 }
 
-Line Script::line(std::uint32_t step, LineMemory& memory) const {
-  return readLine(std::string_view(text_).substr(steps_[step].start, steps_[step].length), memory);
-}
+Line Script::line(std::uint32_t step, LineMemory& memory) const { return readLine(text(step), memory); }
 
 }  // namespace sim::record

@@ -5,12 +5,6 @@
 
 namespace sim::record {
 
-namespace {
-
-constexpr DWORD patience = 1000;  // milliseconds
-
-}  // namespace
-
 void Turns::change() {
   ++changes_;
   changed_.wake();
@@ -50,7 +44,7 @@ void Turns::endCall() {
 void Turns::awaitChange() {
   std::unique_lock lock(lock_);
   for (const std::uint64_t before = changes_; changes_ == before;) {
-    if (!changed_.wait(lock, patience) && calls_ == 0) return;
+    if (!changed_.wait(lock, patience_) && calls_ == 0) return;
   }
 }
 
@@ -65,7 +59,7 @@ bool Turns::awaitUnless(std::uint64_t number, const std::atomic<std::uint32_t>& 
   waiting_.push_back(number);
   while (count.load() == seen && !allBefore(number)) {
     const std::uint64_t before = changes_;
-    const bool isStill = !changed_.wait(lock, patience) && changes_ == before && calls_ == 0;
+    const bool isStill = !changed_.wait(lock, patience_) && changes_ == before && calls_ == 0;
     // The one whose turn comes first goes on first.
     if (isStill && *std::ranges::min_element(waiting_) == number) giveUpBefore(number);
   }

@@ -14,7 +14,8 @@ namespace sim::record {
 // for is not waited for again.
 class Turns {
  public:
-  explicit Turns(std::uint64_t last) : done_(static_cast<std::size_t>(last) + 1, true) {}
+  Turns(std::uint64_t last, DWORD patience)
+      : patience_(patience), done_(static_cast<std::size_t>(last) + 1, true) {}
 
   // Before the first wait: something that will happen.
   void expect(std::uint64_t number) { done_[static_cast<std::size_t>(number)] = false; }
@@ -41,6 +42,7 @@ class Turns {
   void giveUpBefore(std::uint64_t number);
   void change();
 
+  const DWORD patience_;  // milliseconds
   NativeLock lock_;
   NativeCondition changed_;
   std::vector<bool> done_;
