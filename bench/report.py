@@ -43,7 +43,7 @@ def collect(folder):
     for what, boards, unit, value in lines(folder, "calls.txt"):
         calls.setdefault(f"{what}|{boards}|{unit}", []).append(float(value))
     results = {"format": 1, "processor": processor(), "conversions": times, "calls": calls}
-    for name in ("loads", "boards", "frames", "starting", "statistics", "files"):
+    for name in ("loads", "boards", "frames", "starting", "statistics", "files", "recordings", "recording"):
         results[name] = lines(folder, name + ".txt")
     (folder / "results.json").write_text(json.dumps(results, indent=1) + "\n")
     return results
@@ -90,6 +90,7 @@ def sections(results, sets):
     loads = sorted(results["loads"], key=lambda load: float(load[0]))
     median = loads[len(loads) // 2]
     one, four, times = results["boards"][0]
+    usb, usbAll, pcie, pcieAll = results["recording"][0]
     written = {
         "table" + kind: f"On {results['processor']['name']}:\n\n" + conversionTable(results, sets),
         "loading": f"Loading the DLL takes {median[0]} ms (median of {len(loads)} processes under Wine) and adds "
@@ -100,6 +101,9 @@ def sections(results, sets):
         "statistics": f"Statistics of a frame of 4208 x 3120 samples take {results['statistics'][0][0]} ms on one core.",
         "files": table(["the library, read and written, ms a frame", "kvexa convert, ms a frame", "ratio"],
                        results["files"]),
+        "recordings": table(["a million requests", "s", "line by line"], results["recordings"]),
+        "recording": f"Recording adds {usb} us to a request of a USB board and {pcie} us to one of a PCIe board, and takes "
+                     f"{usbAll} and {pcieAll} us of all processors.",
         "calls": callTable(results),
     }
     return written

@@ -42,11 +42,13 @@ void checkLetters() {
   }
 }
 
-// The program of kvexa run and its arguments are not this program's own.
+// The program of kvexa run or trace minimise and its arguments are not this program's own.
 std::vector<std::string> ownArguments(int argc, char** argv) {
   std::vector<std::string> arguments(argv + 1, argv + argc);
   const auto end = std::ranges::find(arguments, "--");
-  if (!arguments.empty() && arguments[0] == "run") arguments.erase(end, arguments.end());
+  const bool startsPrograms =
+      !arguments.empty() && (arguments[0] == "run" || (arguments.size() > 1 && arguments[1] == "minimise"));
+  if (startsPrograms) arguments.erase(end, arguments.end());
   return arguments;
 }
 

@@ -55,6 +55,10 @@ constexpr Command table[] = {
     {"trace diff", Needs::nothing, "show the first difference of two recordings", traceDiffCommand},
     {"trace check", Needs::nothing, "read recordings whole, and say whether they are complete",
      traceCheckCommand},
+    {"trace minimise", Needs::nothing,
+     "shorten a recording while a program still fails with it: kvexa trace minimise FILE -- PROGRAM "
+     "ARGUMENTS",
+     traceMinimiseCommand},
     {"run", Needs::nothing,
      "start any 32-bit program with simulated boards: kvexa run [OPTIONS] -- PROGRAM ARGUMENTS", runCommand},
 };

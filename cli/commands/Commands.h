@@ -40,6 +40,7 @@ Action statusCommand(Options& options);
 Action streamCommand(Options& options);
 Action traceCheckCommand(Options& options);
 Action traceDiffCommand(Options& options);
+Action traceMinimiseCommand(Options& options);
 Action traceShowCommand(Options& options);
 Action traceSummaryCommand(Options& options);
 Action versionCommand(Options& options);

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <bit>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <optional>
@@ -8,7 +10,6 @@
 #include "cli/trace/RecordingFile.h"
 #include "cli/trace/TraceCommand.h"
 #include "sim/record/Description.h"
-#include "sim/record/LineText.h"
 #include "sim/record/RequestBytes.h"
 
 namespace cli::trace {
@@ -27,46 +28,86 @@ struct Entry {
 // So much may one recording be ahead of the other in some thread.
 constexpr std::size_t mostAhead = 4000000;
 
+// Two lanes of words, which a processor of 32 bits mixes quickly.
+class Print {
+ public:
+  void mix(std::uint32_t word) {
+    first_ = std::rotl((first_ ^ word) * 0x9E3779B1, 15);
+    second_ = std::rotl((second_ + word) * 0x85EBCA6B, 13);
+  }
+
+  void mix(const sim::record::Bytes& bytes) {
+    mix(bytes.size);
+    std::uint32_t at = 0;
+    std::uint32_t word = 0;
+    for (; at + sizeof word <= bytes.size; at += sizeof word) {
+      std::memcpy(&word, bytes.data + at, sizeof word);
+      mix(word);
+    }
+    word = 0;
+    for (; at < bytes.size; ++at) word = word << 8 | bytes.data[at];
+    mix(word);
+  }
+
+  std::uint64_t value() const { return std::uint64_t{first_} << 32 | second_; }
+
+ private:
+  std::uint32_t first_ = 1;
+  std::uint32_t second_ = 2;
+};
+
 class Fingerprints {
  public:
-  explicit Fingerprints(const DiffOptions& options) : options_(options), text_(sim::record::longestLine) {}
+  explicit Fingerprints(const DiffOptions& options) : options_(options) {}
 
+  // Of what counts of a line: not its order, nor where its image is kept.
   std::uint64_t of(Line line) {
-    line.n = line.e = line.of = 0;
     if (!options_.times) line.t = line.d = 0;
-    line.image.at = 0;
-    line.image.isKept = false;
     if (!options_.frames) line.image.hash = {};
     if (!options_.addresses) leaveOutAddresses(line);
-    const std::size_t bytes = sim::record::writeLine(line, text_);
-    std::uint64_t print = 0xCBF29CE484222325;
-    for (std::size_t i = 0; i < bytes; ++i)
-      print = (print ^ static_cast<std::uint8_t>(text_[i])) * 0x100000001B3;
-    return print;
+    Print print;
+    for (const std::uint32_t each :
+         {static_cast<std::uint32_t>(line.call), static_cast<std::uint32_t>(line.pending),
+          static_cast<std::uint32_t>(line.statusKept), line.board.type, line.board.index, line.thread,
+          line.handle, line.code, line.a, line.b, line.size, line.moved, line.result, line.error,
+          line.image.bytes, line.image.offset}) {
+      print.mix(each);
+    }
+    for (const std::uint64_t each : {line.t, line.d}) {
+      print.mix(static_cast<std::uint32_t>(each));
+      print.mix(static_cast<std::uint32_t>(each >> 32));
+    }
+    for (const std::uint32_t each : line.image.hash) print.mix(each);
+    for (const sim::record::Bytes* each : {&line.text, &line.in, &line.out}) print.mix(*each);
+    return print.value();
   }
 
  private:
+  static constexpr std::uint32_t mostAddressBytes = 16;  // they are in the first words
+
   void leaveOutAddresses(Line& line) {
     if (line.call == Call::path || line.call == Call::open) line.text = {};
     if (line.call == Call::locate) line.a = 0;
     if (line.call != Call::request && line.call != Call::complete) return;
-    in_ = cleared(line, line.in, 0);
-    out_ = cleared(line, line.out, sizeof(std::uint32_t));  // the first word that comes back is a status
-    line.in.data = in_.data();
-    line.out.data = out_.data();
+    clear(line.code, line.in, in_, 0);
+    clear(line.code, line.out, out_, sizeof(std::uint32_t));  // the first word that comes back is a status
   }
 
-  static std::vector<std::uint8_t> cleared(const Line& line, const sim::record::Bytes& bytes,
-                                           std::uint32_t from) {
-    std::vector<std::uint8_t> copy(bytes.data, bytes.data + bytes.size);
-    for (std::uint32_t i = from; i < copy.size() && i < 16; ++i) {
-      if (sim::record::isAddress(line.code, i)) copy[i] = 0;
+  // In a copy, when there are any.
+  static void clear(std::uint32_t code, sim::record::Bytes& bytes, std::vector<std::uint8_t>& copy,
+                    std::uint32_t from) {
+    const std::uint32_t end = std::min(bytes.size, mostAddressBytes);
+    bool isCopied = false;
+    for (std::uint32_t i = from; i < end; ++i) {
+      if (!sim::record::isAddress(code, i)) continue;
+      if (!isCopied) copy.assign(bytes.data, bytes.data + bytes.size);
+      isCopied = true;
+      copy[i] = 0;
     }
-    return copy;
+    if (isCopied) bytes.data = copy.data();
   }
 
   const DiffOptions options_;
-  std::vector<char> text_;
   std::vector<std::uint8_t> in_;
   std::vector<std::uint8_t> out_;
 };

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <map>
 #include <string>
@@ -9,9 +8,9 @@
 
 #include "cli/trace/RecordingFile.h"
 #include "cli/trace/TraceCommand.h"
-#include "sim/pcie/Protocol.h"
 #include "sim/record/Description.h"
 #include "sim/record/LineFields.h"
+#include "sim/record/RequestBytes.h"
 #include "sim/usb/Protocol.h"
 
 namespace cli::trace {
@@ -66,21 +65,6 @@ bool endsFrame(const Line& line) {
   return line.call == Call::complete || line.size < wholePiece;
 }
 
-// Of a PCIe board the record's first word tells what became of a request, and the program's own zero stays
-// there when all went well. The cancelling of an interval sends something else in it.
-bool failed(const Line& line) {
-  if (line.error != 0 || line.statusKept) return true;
-  const bool isAnswer = line.call == Call::complete || (line.call == Call::request && !line.pending);
-  if (!isAnswer || line.board.type != 1 ||
-      line.code == static_cast<std::uint32_t>(sim::pcie::Request::cancelInterval)) {
-    return false;
-  }
-  std::uint32_t status = 0;
-  if (line.out.size != 0)
-    std::memcpy(&status, line.out.data, std::min<std::size_t>(sizeof status, line.out.size));
-  return status != 0 || (line.call == Call::complete && line.result != 0);
-}
-
 class Summary {
  public:
   void add(const Line& line, std::uint64_t number) {
@@ -90,7 +74,7 @@ class Summary {
     began_ = true;
     last_ = std::max(last_, line.t + line.d);
     noteKind(line);
-    if (failed(line) && failures_.size() < mostShown && line.call != Call::interface &&
+    if (sim::record::isFailure(line) && failures_.size() < mostShown && line.call != Call::interface &&
         line.call != Call::path) {
       failures_.push_back({number, line.d, sim::record::described(line)});
     }
@@ -112,7 +96,7 @@ class Summary {
   void noteKind(const Line& line) {
     Kind& kind = kinds_[kindOf(line)];
     ++kind.count;
-    kind.failures += failed(line) ? 1 : 0;
+    kind.failures += sim::record::isFailure(line) ? 1 : 0;
     kind.time += line.d;
     kind.longest = std::max(kind.longest, line.d);
   }

@@ -55,7 +55,10 @@ bool begin(HINSTANCE module) noexcept {
 // NOLINTNEXTLINE(readability-identifier-naming): Windows' name
 BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
   if (reason == DLL_PROCESS_ATTACH) return sim::begin(module) ? TRUE : FALSE;
-  if (reason == DLL_THREAD_DETACH) sim::forgetLastError();
+  if (reason == DLL_THREAD_DETACH) {
+    sim::forgetLastError();
+    sim::Simulation::instance().threadEnds();
+  }
   if (reason == DLL_PROCESS_DETACH) sim::Simulation::instance().atExit();
   return TRUE;
 }

@@ -52,6 +52,16 @@ std::string freeName(const std::string& path) {
   }
 }
 
+// The memory of that name, which another program has made; null without one. Stays for ever.
+std::shared_ptr<record::Outcome> outcomeMemory(const std::wstring& name) {
+  if (name.empty()) return nullptr;
+  const HANDLE memory = OpenFileMappingW(FILE_MAP_WRITE, FALSE, name.c_str());
+  if (memory == nullptr) return nullptr;
+  void* const view = MapViewOfFile(memory, FILE_MAP_WRITE, 0, 0, sizeof(record::Outcome));
+  CloseHandle(memory);
+  return {static_cast<record::Outcome*>(view), [](record::Outcome*) {}};
+}
+
 void tell(const std::string& text) { std::fprintf(stderr, "kvexa_sim: %s", text.c_str()); }
 
 // Starts the simulation at the first call that looks for boards, and hands that call on.
@@ -114,6 +124,7 @@ void Simulation::startReplay(const std::string& path, bool isLenient, bool isFas
 void Simulation::beginReplay(const std::string& path, bool isLenient, bool isFast) {
   record::Replay::Options options;
   options.isLenient = isLenient;
+  if (isLenient) options.outcome = outcomeMemory(variable(variables::outcome));
   if (!isFast) options.clock = std::make_shared<Clock>(Pace::real);
   options.depart = [](const std::string& report) {
     tell(report);
@@ -124,6 +135,7 @@ void Simulation::beginReplay(const std::string& path, bool isLenient, bool isFas
   auto replay = std::make_shared<record::Replay>(std::move(script), std::move(options));
   watchLoads();
   answer(record::makeReplayPlatform(replay));
+  replaying_ = replay.get();
   replay_ = std::move(replay);
 }
 
@@ -183,6 +195,10 @@ void Simulation::beginRecording(const std::string& path, bool frames) {
   recorder_ = std::make_shared<record::Recorder>(options);
   watchLoads();
   answer();
+}
+
+void Simulation::threadEnds() noexcept {
+  if (record::Replay* const replay = replaying_.load()) replay->endThread();
 }
 
 // Locks are not taken: threads were stopped with them in their hands.

@@ -1,6 +1,7 @@
 // The one simulation of this process.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -36,6 +37,9 @@ class Simulation {
   // RecorderError, and SimulationRuns when a recording is written already. False when there was none to end.
   bool record(const std::string& path, bool frames);
 
+  // The calling thread ends. Inside of the loader: takes no lock that others hold while they call it.
+  void threadEnds() noexcept;
+
   // The process ends: no other thread runs any more.
   void atExit() noexcept;
 
@@ -65,7 +69,8 @@ class Simulation {
   bool isDue_ = false;                // what the environment names
   std::shared_ptr<Platform> boards_;  // null: the real ones
   std::shared_ptr<record::Recorder> recorder_;
-  std::shared_ptr<record::Replay> replay_;
+  std::shared_ptr<record::Replay> replay_;  // never another one
+  std::atomic<record::Replay*> replaying_ = nullptr;
   // Stopped ones that calls of other threads may still be in. They are destroyed by a later start or stop: it
   // takes a thread that may wait, and a redirected call can be inside the loader.
   std::vector<std::shared_ptr<DescribedBench>> retired_;

@@ -14,11 +14,13 @@ inline constexpr wchar_t real[] = L"KVEXA_SIM_REAL";        // "1"
 inline constexpr wchar_t replay[] = L"KVEXA_SIM_REPLAY";    // the path of a recording
 inline constexpr wchar_t lenient[] = L"KVEXA_SIM_LENIENT";  // "1", or not there
 inline constexpr wchar_t fast[] = L"KVEXA_SIM_FAST";        // "1", or not there
-inline constexpr wchar_t record[] = L"KVEXA_SIM_RECORD";    // the path of a recording to write, or not there
-inline constexpr wchar_t frames[] = L"KVEXA_SIM_FRAMES";    // "1", or not there
+inline constexpr wchar_t outcome[] =
+    L"KVEXA_SIM_OUTCOME";  // memory for what became of the replay, or not there
+inline constexpr wchar_t record[] = L"KVEXA_SIM_RECORD";  // the path of a recording to write, or not there
+inline constexpr wchar_t frames[] = L"KVEXA_SIM_FRAMES";  // "1", or not there
 
-inline constexpr const wchar_t* all[] = {description, file,    trace, time,   real,
-                                         replay,      lenient, fast,  record, frames};
+inline constexpr const wchar_t* all[] = {description, file, trace,   time,   real,  replay,
+                                         lenient,     fast, outcome, record, frames};
 
 // Each way to name boards makes kvexa_sim.dll start by itself when it is loaded.
 

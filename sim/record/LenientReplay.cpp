@@ -39,13 +39,19 @@ std::size_t Replay::likest(const Place& place, const Line& asked, std::size_t fr
   return best;
 }
 
-// What stands next; what was answered last, again, for a program that looks again; the next one with the same
-// content; the last one with it; then one that is only like it.
 std::unique_ptr<Reply> Replay::takeLeniently(Line& asked) {
   const std::lock_guard lock(lock_);
   const auto lane = std::ranges::find(lanes_, addressee(asked));
-  if (lane == lanes_.end()) return nullptr;
-  Place& place = places_[static_cast<std::size_t>(lane - lanes_.begin())];
+  auto reply =
+      lane == lanes_.end() ? nullptr : replyOfLane(static_cast<std::size_t>(lane - lanes_.begin()), asked);
+  if (reply == nullptr && options_.outcome) ++options_.outcome->unanswered;
+  return reply;
+}
+
+// What stands next; what was answered last, again, for a program that looks again; the next one with the same
+// content; the last one with it; then one that is only like it.
+std::unique_ptr<Reply> Replay::replyOfLane(std::size_t lane, const Line& asked) {
+  Place& place = places_[lane];
   const std::uint32_t key = questionKey(asked);
   const auto keyAt = [&](std::size_t position) { return script_->steps()[place.steps[position]].key; };
   const std::size_t count = place.steps.size();
@@ -72,6 +78,12 @@ std::unique_ptr<Reply> Replay::takeLeniently(Line& asked) {
   }
   place.last = place.steps[found] + 1;
   return replyOf(place.steps[found]);
+}
+
+void Replay::noteAnswer(const Line& answer) {
+  if (!options_.outcome) return;
+  const std::lock_guard lock(lock_);
+  note(*options_.outcome, answer);
 }
 
 std::string Replay::remarks() const {

@@ -49,7 +49,7 @@ class Scanner {
   std::string_view string() {
     expect('"', "a text in quotes is missing");
     const std::size_t begin = memory_.size();
-    while (peek() != '"') memory_.push_back(character());
+    for (takePlain(); peek() != '"'; takePlain()) memory_.push_back(character());
     ++at_;
     return {reinterpret_cast<const char*>(memory_.data()) + begin, memory_.size() - begin};
   }
@@ -77,6 +77,16 @@ class Scanner {
   LineMemory& memory() { return memory_; }
 
  private:
+  // The characters that mean themselves, in one go.
+  void takePlain() {
+    std::size_t end = at_;
+    while (end < text_.size() && text_[end] >= 0x20 && text_[end] < 0x7F && text_[end] != '"' &&
+           text_[end] != '\\')
+      ++end;
+    memory_.insert(memory_.end(), text_.data() + at_, text_.data() + end);
+    at_ = end;
+  }
+
   std::uint8_t character() {
     if (isAtEnd()) fail("the line ends in a text");
     const char plain = text_[at_++];

@@ -9,6 +9,8 @@
 
 #include "sim/base/Clock.h"
 #include "sim/base/NativeLock.h"
+#include "sim/record/Outcome.h"
+#include "sim/record/Repetition.h"
 #include "sim/record/Script.h"
 #include "sim/record/ThreadNumbers.h"
 #include "sim/record/Turns.h"
@@ -21,6 +23,7 @@ struct Reply {
   Line line;
   std::uint32_t step = 0;
   Microseconds asked = 0;
+  bool isRepeated = false;  // the thread goes through a loop once more than it did
 };
 
 class Replay {
@@ -32,6 +35,10 @@ class Replay {
     // Hears in words what the program did that the recording does not have. The call fails then, if it comes
     // back.
     std::function<void(const std::string& report)> depart;
+    // Milliseconds without anything happening after which a thread no longer waits for the others.
+    std::uint32_t patience = 1000;
+    // Of lenient replays; may be null.
+    std::shared_ptr<Outcome> outcome;
   };
 
   Replay(std::shared_ptr<const Script> script, Options options);
@@ -45,14 +52,20 @@ class Replay {
   // thread's next call.
   void finish(const Reply& reply);
 
-  // The calling thread sets an event, begins a thread or a wait.
-  void mark(Call call);
+  // The calling thread sets an event, begins a thread or a wait: waits for its turn, and comes again when it
+  // has done so. Null when the recording does not have it.
+  const Step* beginMark(Call call);
+  void endMark(const Step* step);
+
+  // The calling thread ends: nobody waits for what it has left out.
+  void endThread();
 
   // For completions: waits until everything before has happened, unless the count leaves the given one first;
   // and that it has happened.
   bool awaitTurn(const Step& step, const std::atomic<std::uint32_t>& count, std::uint32_t seen);
   void look() { turns_.look(); }
   void noteDone(const Step& step);
+  void noteAnswer(const Line& answer);
   bool isLenient() const { return options_.isLenient; }
   void awaitTime(Microseconds asked, Microseconds passed);
   // How long it is until then; 0 without a clock, and by one of simulated time, which is moved on.
@@ -71,16 +84,25 @@ class Replay {
     std::vector<std::uint32_t> steps;
     std::size_t at = 0;
     std::uint32_t last = 0;  // step + 1 that was answered last
+    // Of threads: the steps that are no marks, which of them comes next, and how often loops were gone
+    // through once more since the last one.
+    std::vector<AskedCall> calls;
+    std::size_t next = 0;
+    unsigned repeated = 0;
     bool isTaken = false;
   };
 
   std::unique_ptr<Reply> takeStrictly(Line& asked);
   std::unique_ptr<Reply> takeLeniently(Line& asked);
+  std::unique_ptr<Reply> replyOfLane(std::size_t lane, const Line& asked);
+  Place placeOf(std::uint32_t thread) const;
   Place* placeOfThread(const Line& asked);
   Place* newPlace(const Line& asked);
-  void skipMarks(Place& place);
-  bool standsFor(const Place& place, const Line& asked);
-  std::size_t callBehindMarks(const Place& place) const;
+  bool isQuestion(const Place& place, std::size_t call, const Line& asked) const;
+  bool isAmongOthers(const Place& place, std::size_t call) const;
+  std::unique_ptr<Reply> nextReply(Place& place, std::size_t call);
+  std::unique_ptr<Reply> replyOfLoop(Place& place, const Line& asked);
+  void passOver(Place& place, std::size_t end);
   const Step* takeMark(Call call);
   void expect(const Place& place);
   std::size_t likest(const Place& place, const Line& asked, std::size_t from, std::size_t to);

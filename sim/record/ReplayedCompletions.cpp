@@ -106,6 +106,7 @@ void ReplayedCompletions::work() {
 void ReplayedCompletions::deliver(const OpenRequest& request) {
   LineMemory memory;
   const Line line = replay_.script().line(request.step, memory);
+  replay_.noteAnswer(line);
   if (line.image.bytes != 0 && request.buffer != nullptr && line.image.offset <= request.bufferBytes &&
       line.image.bytes <= request.bufferBytes - line.image.offset) {
     fillImage_(line, request.buffer + line.image.offset, line.image.bytes);

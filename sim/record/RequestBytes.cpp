@@ -53,6 +53,26 @@ bool isAddress(std::uint32_t code, std::uint32_t at) {
   });
 }
 
+// Of a PCIe board the record's first word tells what became of a request, and the program's own zero stays
+// there when all went well. The cancelling of an interval sends something else in it.
+bool isFailure(const Line& line) {
+  if (line.error != 0 || line.statusKept) return true;
+  const bool isAnswer = line.call == Call::complete || (line.call == Call::request && !line.pending);
+  if (!isAnswer || line.board.type != 1 ||
+      line.code == static_cast<std::uint32_t>(pcie::Request::cancelInterval)) {
+    return false;
+  }
+  return statusWord(line) != 0 || (line.call == Call::complete && line.result != 0);
+}
+
+std::uint32_t statusWord(const Line& line) {
+  std::uint32_t status = 0;
+  if (line.out.size != 0) {
+    std::memcpy(&status, line.out.data, std::min<std::size_t>(sizeof status, line.out.size));
+  }
+  return status;
+}
+
 std::uint32_t firstDifference(std::uint32_t code, const Bytes& a, const Bytes& b) {
   const std::uint32_t count = std::min(a.size, b.size);
   if (count == 0) return 0;

@@ -25,6 +25,12 @@ inline bool sameInput(std::uint32_t code, const Bytes& a, const Bytes& b) {
   return a.size == b.size && firstDifference(code, a, b) == a.size;
 }
 
+// The first word that came out; 0 when none did.
+std::uint32_t statusWord(const Line& line);
+
+// Whether an answer tells of a failure.
+bool isFailure(const Line& line);
+
 inline bool sameBytes(const Bytes& a, const Bytes& b) { return sameInput(0, a, b); }
 
 }  // namespace sim::record

@@ -5,7 +5,9 @@
 #include <string_view>
 
 #include "sim/bench/Files.h"
+#include "sim/pcie/Protocol.h"
 #include "sim/record/RequestBytes.h"
+#include "sim/usb/Protocol.h"
 
 namespace sim::record {
 
@@ -26,6 +28,13 @@ void mixInto(std::uint32_t& key, std::uint32_t code, const Bytes& bytes) {
 // What a call looks up with its text; of other calls the text is an answer.
 Bytes nameAsked(const Line& line) {
   return line.call == Call::path || line.call == Call::folder ? Bytes{} : line.text;
+}
+
+bool fetchesFrame(const Line& line) {
+  if (line.call != Call::request) return false;
+  return line.code == usb::Control::pipeTransfer
+             ? line.a == usb::Pipe::image
+             : line.code == static_cast<std::uint32_t>(pcie::Request::interval);
 }
 
 }  // namespace
@@ -97,6 +106,7 @@ void Script::add(const Line& line, const RecordingReader& reader) {
   step.board = addressee(line);
   step.call = line.call;
   step.key = questionKey(line);
+  step.isOfFrames = fetchesFrame(line);
   const auto index = static_cast<std::uint32_t>(steps_.size());
   if (line.call == Call::complete) completions_.emplace_back(line.of, index);
   if (line.call == Call::path || line.call == Call::open) {
@@ -137,8 +147,6 @@ void Script::orderThreads() {
   }
 }
 
-Line Script::line(std::uint32_t step, LineMemory& memory) const {
-  return readLine(std::string_view(text_).substr(steps_[step].start, steps_[step].length), memory);
-}
+Line Script::line(std::uint32_t step, LineMemory& memory) const { return readLine(text(step), memory); }
 
 }  // namespace sim::record

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "sim/record/Line.h"
@@ -27,6 +28,7 @@ struct Step {
   std::uint32_t key = 0;         // alike for requests with the same content
   BoardName board;
   Call call = Call::end;
+  bool isOfFrames = false;  // it fetches a frame of a capture that goes on
 };
 
 class Script {
@@ -37,6 +39,11 @@ class Script {
   const std::string& path() const { return path_; }
   const std::vector<Step>& steps() const { return steps_; }
   Line line(std::uint32_t step, LineMemory& memory) const;
+  std::string_view text(std::uint32_t step) const {
+    return std::string_view(text_).substr(steps_[step].start, steps_[step].length);
+  }
+  // The first line.
+  std::string_view headingText() const { return std::string_view(text_).substr(0, text_.find('\n')); }
 
   // Steps of a thread in their order; threads count from 1.
   std::uint32_t threadCount() const { return static_cast<std::uint32_t>(threads_.size()); }

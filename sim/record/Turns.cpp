@@ -5,17 +5,15 @@
 
 namespace sim::record {
 
-namespace {
-
-constexpr DWORD patience = 1000;  // milliseconds
-
-}  // namespace
+void Turns::change() {
+  ++changes_;
+  changed_.wake();
+}
 
 void Turns::done(std::uint64_t number) {
   const std::lock_guard lock(lock_);
   done_[static_cast<std::size_t>(number)] = true;
-  ++changes_;
-  changed_.wake();
+  change();
 }
 
 bool Turns::allBefore(std::uint64_t number) {
@@ -23,9 +21,31 @@ bool Turns::allBefore(std::uint64_t number) {
   return first_ >= number;
 }
 
+void Turns::giveUpBefore(std::uint64_t number) {
+  for (; first_ < number; ++first_) done_[static_cast<std::size_t>(first_)] = true;
+}
+
 void Turns::look() {
   const std::lock_guard lock(lock_);
   changed_.wake();
+}
+
+void Turns::beginCall() {
+  const std::lock_guard lock(lock_);
+  ++calls_;
+}
+
+void Turns::endCall() {
+  const std::lock_guard lock(lock_);
+  --calls_;
+  change();
+}
+
+void Turns::awaitChange() {
+  std::unique_lock lock(lock_);
+  for (const std::uint64_t before = changes_; changes_ == before;) {
+    if (!changed_.wait(lock, patience_) && calls_ == 0) return;
+  }
 }
 
 void Turns::await(std::uint64_t number) {
@@ -37,15 +57,14 @@ bool Turns::awaitUnless(std::uint64_t number, const std::atomic<std::uint32_t>& 
   std::unique_lock lock(lock_);
   if (allBefore(number)) return true;
   waiting_.push_back(number);
-  for (bool isPatient = true; isPatient && count.load() == seen && !allBefore(number);) {
+  while (count.load() == seen && !allBefore(number)) {
     const std::uint64_t before = changes_;
-    changed_.wait(lock, patience);
+    const bool isStill = !changed_.wait(lock, patience_) && changes_ == before && calls_ == 0;
     // The one whose turn comes first goes on first.
-    isPatient = changes_ != before || *std::ranges::min_element(waiting_) != number;
+    if (isStill && *std::ranges::min_element(waiting_) == number) giveUpBefore(number);
   }
   waiting_.erase(std::ranges::find(waiting_, number));
-  ++changes_;
-  changed_.wake();
+  change();
   return count.load() == seen;
 }
 
