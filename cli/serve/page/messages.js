@@ -1,0 +1,59 @@
+// Failures, each with what it is and what to do; the newest on top.
+import {$, make} from "./dom.js";
+import {listen} from "./bus.js";
+
+const most = 4;
+
+function describe(facts) {
+  const card = make("li", {class: "message"});
+  const text = make("div", {});
+  const title = facts.title ?? "Something failed";
+  text.append(make("strong", {}, title[0].toUpperCase() + title.slice(1)));
+  if (facts.detail && facts.detail !== facts.title) text.append(make("p", {}, facts.detail));
+  const details = [];
+  if (facts.field) details.push(["field", facts.field]);
+  if (facts.call) details.push(["call", facts.call]);
+  if (facts.code !== undefined && facts.code !== null) details.push(["code", facts.code]);
+  if (facts.name) details.push(["name", facts.name]);
+  if (details.length) {
+    const list = make("dl", {class: "inline-facts"});
+    for (const [name, value] of details) list.append(make("div", {}, make("dt", {}, name), make("dd", {}, String(value))));
+    text.append(list);
+  }
+  if (facts.advice) text.append(make("p", {class: "advice"}, facts.advice));
+  const close = make("button", {type: "button", class: "quiet", "aria-label": `Dismiss: ${title}`}, "×");
+  close.addEventListener("click", () => {
+    const next = card.nextElementSibling ?? card.previousElementSibling;
+    card.remove();
+    (next?.querySelector("button") ?? $("picture")).focus();
+    showCount();
+  });
+  card.append(text, close);
+  return card;
+}
+
+function showCount() {
+  $("messages").hidden = $("message-list").childElementCount === 0;
+}
+
+// One failure that comes again and again stays one message.
+const key = (facts) => JSON.stringify([facts.title, facts.detail, facts.call, facts.code, facts.field]);
+
+export function startMessages() {
+  listen("problem", (facts) => {
+    const list = $("message-list");
+    for (const card of list.children) {
+      if (card.dataset.key === key(facts)) {
+        card.dataset.times = Number(card.dataset.times) + 1;
+        if (card !== list.firstElementChild) list.prepend(card);
+        return;
+      }
+    }
+    const card = describe(facts);
+    card.dataset.key = key(facts);
+    card.dataset.times = 1;
+    list.prepend(card);
+    while (list.childElementCount > most) list.lastElementChild.remove();
+    showCount();
+  });
+}
