@@ -5,6 +5,8 @@ import {listen, newest, tell} from "./bus.js";
 const slowest = 5000;  // milliseconds between two attempts
 const patience = 4000; // that a request for a frame may wait at the server
 
+const quality = 85;    // of the pictures
+
 let socket = null;
 let attempts = 0;
 let polling = null; // of the loops that ask instead
@@ -15,7 +17,7 @@ let lastTrace = 0;
 const wanted = () => !document.hidden;
 
 function sendWishes() {
-  if (socket?.readyState === WebSocket.OPEN) socket.send(JSON.stringify({frames: wanted(), rectangle}));
+  if (socket?.readyState === WebSocket.OPEN) socket.send(JSON.stringify({frames: wanted(), quality, rectangle}));
 }
 
 function takeFrame(buffer) {
@@ -78,7 +80,7 @@ function frameOf(response, blob) {
 async function askFrames(signal) {
   while (!signal.aborted) {
     await whenSeen();
-    const response = await request("GET", "frame.jpg", {query: {after: lastFrame, wait: patience}, signal});
+    const response = await request("GET", "frame.jpg", {query: {after: lastFrame, wait: patience, quality}, signal});
     if (response.status === 204) {
       // A server that has no frames yet may answer at once.
       await pause(200);

@@ -44,14 +44,14 @@ export function startMessages() {
     const list = $("message-list");
     for (const card of list.children) {
       if (card.dataset.key === key(facts)) {
-        card.dataset.times = Number(card.dataset.times) + 1;
+        const title = card.querySelector("strong");
+        title.dataset.times = Number(title.dataset.times ?? 1) + 1;
         if (card !== list.firstElementChild) list.prepend(card);
         return;
       }
     }
     const card = describe(facts);
     card.dataset.key = key(facts);
-    card.dataset.times = 1;
     list.prepend(card);
     while (list.childElementCount > most) list.lastElementChild.remove();
     showCount();

@@ -4,13 +4,13 @@ import {act, get, listen, newest, send, tell} from "./requests.js";
 
 const groups = [
   ["Area", [["HOFF", "first column"], ["HCNT", "columns"], ["VOFF", "first line"], ["VCNT", "lines"],
-            ["HREDUCT", "columns left out"], ["VREDUCT", "lines left out"]]],
-  ["Samples", [["BITWIDTH", "bits a sample"], ["PORTMSBBIT", "top data bit"], ["INPUTFORMAT", "input format"],
+            ["HREDUCT", "skip columns"], ["VREDUCT", "skip lines"]]],
+  ["Samples", [["BITWIDTH", "bits a sample"], ["PORTMSBBIT", "top data bit"], ["INPUTFORMAT", "format"],
                ["SPACK", "packing"], ["HWEXCHG", "conversion"], ["B2R", "Bayer to RGB"]]],
-  ["Port", [["CAMPORT", "sensor port"], ["SYNCMODE", "synchronisation"], ["HPOR", "line polarity"], ["VPOR", "frame polarity"],
+  ["Port", [["CAMPORT", "sensor port"], ["SYNCMODE", "codes in data"], ["HPOR", "line polarity"], ["VPOR", "frame polarity"],
             ["SMIAIN", "serial input"], ["SMIACLASS", "serial class"]]],
-  ["Codes", [["SOLCODE", "start of line"], ["EOLCODE", "end of line"], ["SOFCODE", "start of frame"], ["EOFCODE", "end of frame"]]],
-  ["Frames and notes", [["FRMSKP", "frames to skip"], ["FRMDROP", "stored only"], ["CAMERAFORMAT", "for programs"],
+  ["Codes", [["SOLCODE", "line start"], ["EOLCODE", "line end"], ["SOFCODE", "frame start"], ["EOFCODE", "frame end"]]],
+  ["Frames and notes", [["FRMSKP", "skip frames"], ["FRMDROP", "stored only"], ["CAMERAFORMAT", "for programs"],
                         ["EXCHGFORMAT", "for programs"]]],
 ];
 const keys = groups.flatMap(([, fields]) => fields.map(([key]) => key));

@@ -12,8 +12,10 @@ const largestZoom = 64;
 const view = {zoom: 1, left: 0, top: 0, isFitted: true};
 let bitmap = null;
 let header = null;
-let waiting = null; // a frame that came while another one was decoded
-let isDecoding = false;
+let waiting = null; // the newest frame that came while others were decoded
+let decoding = 0;
+let lastDecoded = 0; // by the order in which the frames came
+let arrived = 0;
 let isDrawn = true;
 let cursor = null;
 let rectangle = null;
@@ -163,25 +165,34 @@ function drawMarks(colour) {
 
 // ---- frames
 
+// Two at a time, on the browser's own threads; a frame that is overtaken is not shown.
 async function decode() {
-  isDecoding = true;
+  decoding += 1;
   while (waiting) {
     const next = waiting;
     waiting = null;
     try {
-      const decoded = await createImageBitmap(next.blob, {colorSpaceConversion: "none"});
-      bitmap?.close();
-      bitmap = decoded;
-      header = next.header;
-      noteShown();
-      setLabel();
-      redraw();
-      readPixel();
+      show(next, await createImageBitmap(next.blob));
     } catch {
       tell("problem", {title: "a frame could not be decoded", detail: `Frame ${next.header.number} is no picture.`});
     }
   }
-  isDecoding = false;
+  decoding -= 1;
+}
+
+function show(next, decoded) {
+  if (next.order < lastDecoded) {
+    decoded.close();
+    return;
+  }
+  lastDecoded = next.order;
+  bitmap?.close();
+  bitmap = decoded;
+  header = next.header;
+  noteShown();
+  setLabel();
+  redraw();
+  showPixel();
 }
 
 function noteShown() {
@@ -383,9 +394,12 @@ function markCorner() {
 
 export function startPicture() {
   listen("picture", (picture) => {
-    waiting = picture;
-    if (!isDecoding) decode();
+    arrived += 1;
+    waiting = {...picture, order: arrived};
+    if (decoding < 2) decode();
   });
+  // Ten times a second at most, and once for a single frame.
+  listen("analysis", readPixel);
   listen("state", (state) => {
     if (!state.capture.running) shownAt.length = 0;
   });

@@ -9,7 +9,7 @@ let watching = null;     // the running watch
 // ---- a row
 
 function button(words, name, handler, more = "") {
-  const element = make("button", {type: "button", class: `quiet ${more}`, "aria-label": name}, words);
+  const element = make("button", {type: "button", class: `quiet ${more}`, "aria-label": name, title: name}, words);
   element.addEventListener("click", handler);
   return element;
 }
@@ -58,8 +58,8 @@ function makeRow(row) {
   const value = valueField(row, name);
   const bits = make("span", {class: "bits"});
   const writing = button("Write", `write ${name}`, () => writeRow(row), "drives");
-  const undoing = button("Undo", `undo the last write of ${name}`, () => act(undoing, () => undoRow(row)), "drives");
-  const reading = button("Read", `read ${name}`, () => act(reading, () => readRows([row])));
+  const undoing = button("↶", `undo the last write of ${name}`, () => act(undoing, () => undoRow(row)), "drives");
+  const reading = button("↻", `read ${name}`, () => act(reading, () => readRows([row])));
   const element = make("tr", {},
     cell("watch", watchBox(row, name)), cell("device", deviceText(row)), make("th", {scope: "row"}, addressText(row)),
     cell("value-cell", value, bits), cell("note-cell", noteField(row, name)),
@@ -74,8 +74,9 @@ function showRow(row) {
   value.classList.toggle("is-changed", row.isEdited);
   value.classList.toggle("is-new", row.isNew && !row.isEdited);
   value.classList.toggle("is-bad", row.readsBack !== null && !row.isEdited);
-  value.title = row.readsBack === null ? "" : `${valueText(row, row.readsBack)} was written; it reads back otherwise`;
-  setText(bits, row.value === null ? "" : `${row.value} · ${row.value.toString(2).padStart(8, "0").replace(/\B(?=(.{4})+$)/g, "\u2009")}`);
+  const otherwise = row.value === null ? "" : `${row.value} · ${row.value.toString(2).padStart(8, "0").replace(/\B(?=(.{4})+$)/g, "\u2009")}`;
+  value.title = row.readsBack === null ? otherwise : `${valueText(row, row.readsBack)} was written; it reads back otherwise`;
+  setText(bits, otherwise);
   undoing.disabled = !canUndo(row);
   element.hidden = !matches(row);
 }

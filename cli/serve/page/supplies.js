@@ -9,6 +9,7 @@ const switches = [
   {id: "reset", read: (supplies) => supplies.reset, dip: null},
 ];
 const lineCount = 16;
+const outputs = []; // the buttons of the output lines
 
 const words = (item, isOn) => (item.id === "reset" ? (isOn ? "active" : "released") : isOn ? "on" : "off");
 
@@ -35,16 +36,17 @@ function showLines(lines) {
   setText($("lines-out"), `0x${hex(lines.out)}`);
 }
 
-// Most modules have few lines, so the numbers stand above them once.
+function makeLine(i) {
+  const button = make("button", {type: "button", id: `line-out-${i}`, class: "bit drives", role: "switch", "aria-checked": "false",
+                                 "aria-label": `output line ${i}`});
+  button.addEventListener("click", () => act(button, () => turnLine(i)));
+  outputs[i] = button;
+  return make("div", {class: "line"}, make("span", {class: "number", "aria-hidden": "true"}, String(i)),
+              make("span", {id: `line-in-${i}`, class: "lamp", role: "img", "aria-label": `input line ${i}`}), button);
+}
+
 function makeLines() {
-  for (let i = lineCount - 1; i >= 0; --i) {
-    $("line-numbers").append(make("span", {}, String(i)));
-    $("input-lamps").append(make("span", {id: `line-in-${i}`, class: "lamp", role: "img", "aria-label": `input line ${i}`}));
-    const button = make("button", {type: "button", id: `line-out-${i}`, class: "bit drives", role: "switch", "aria-checked": "false",
-                                   "aria-label": `output line ${i}`});
-    button.addEventListener("click", () => act(button, () => turnLine(i)));
-    $("output-bits").append(button);
-  }
+  for (let i = lineCount - 1; i >= 0; --i) $("lines").append(makeLine(i));
 }
 
 function turnLine(i) {
@@ -54,7 +56,7 @@ function turnLine(i) {
 
 // Arrow keys move within the row of lines, so that it is one stop of the Tab key.
 function moveAlongLines(event) {
-  const step = {ArrowLeft: 1, ArrowRight: -1}[event.key];
+  const step = {ArrowLeft: 1, ArrowRight: -1, ArrowUp: lineCount / 2, ArrowDown: lineCount / 2}[event.key];
   if (!step) return;
   const i = Number(event.target.id.slice("line-out-".length));
   const next = $(`line-out-${(i + step + lineCount) % lineCount}`);
@@ -64,7 +66,7 @@ function moveAlongLines(event) {
 }
 
 function chooseLine(button) {
-  for (const each of $("output-bits").children) each.tabIndex = each === button ? 0 : -1;
+  for (const each of outputs) each.tabIndex = each === button ? 0 : -1;
 }
 
 function describe(board) {
@@ -90,8 +92,8 @@ function showBoard(board) {
 export function startSupplies() {
   makeLines();
   chooseLine($("line-out-0"));
-  $("output-bits").addEventListener("keydown", moveAlongLines);
-  $("output-bits").addEventListener("focusin", (event) => chooseLine(event.target));
+  $("lines").addEventListener("keydown", moveAlongLines);
+  $("lines").addEventListener("focusin", (event) => chooseLine(event.target));
   for (const item of switches) {
     on(item.id, "click", () => act($(item.id), () => {
       const supplies = newest("state")?.supplies;
