@@ -72,6 +72,7 @@ function chooseLine(button) {
 function describe(board) {
   const name = `${board.type === "usb" ? "USB" : "PCIe"} ${board.index}`;
   setText($("board"), name);
+  document.title = `${name} · kvexa bench`;
   setText($("board-versions"), board.connected ? `FPGA ${board.fpga ?? "–"}${board.firmware ? ` · firmware ${board.firmware}` : ""} · driver ${board.driver ?? "–"}` : "not connected");
   return name;
 }
