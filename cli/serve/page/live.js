@@ -31,7 +31,8 @@ function takeFrame(buffer) {
 function takeText(text) {
   const message = JSON.parse(text);
   if (message.kind === "trace") lastTrace = message.last;
-  tell(message.kind === "error" ? "problem" : message.kind, message);
+  if (message.kind === "error") tell("problem", message.problem);
+  else tell(message.kind, message);
 }
 
 function open() {

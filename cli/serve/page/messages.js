@@ -1,15 +1,20 @@
 // Failures, each with what it is and what to do; the newest on top.
 import {$, make} from "./dom.js";
-import {listen} from "./bus.js";
+import {listen, tell} from "./bus.js";
 
 const most = 4;
+
+// The name of a function stays as it is written.
+const sentence = (text) => /^(kVexa|kUsb)/.test(text) ? text : text.charAt(0).toUpperCase() + text.slice(1);
 
 function describe(facts) {
   const card = make("li", {class: "message"});
   const text = make("div", {});
-  const title = facts.title ?? "Something failed";
-  text.append(make("strong", {}, title[0].toUpperCase() + title.slice(1)));
-  if (facts.detail && facts.detail !== facts.title) text.append(make("p", {}, facts.detail));
+  // The title of what a server answers is that of its status; the sentence is in the detail.
+  const isAnswer = Boolean(facts.status && facts.detail);
+  const title = isAnswer ? facts.detail : facts.title ?? "Something failed";
+  text.append(make("strong", {}, sentence(title)));
+  if (!isAnswer && facts.detail && facts.detail !== title) text.append(make("p", {}, facts.detail));
   const details = [];
   if (facts.field) details.push(["field", facts.field]);
   if (facts.call) details.push(["call", facts.call]);
@@ -20,7 +25,7 @@ function describe(facts) {
     for (const [name, value] of details) list.append(make("div", {}, make("dt", {}, name), make("dd", {}, String(value))));
     text.append(list);
   }
-  if (facts.advice) text.append(make("p", {class: "advice"}, facts.advice));
+  if (facts.advice) text.append(make("p", {class: "advice"}, sentence(facts.advice)));
   const close = make("button", {type: "button", class: "quiet", "aria-label": `Dismiss: ${title}`}, "×");
   close.addEventListener("click", () => {
     const next = card.nextElementSibling ?? card.previousElementSibling;
@@ -55,5 +60,12 @@ export function startMessages() {
     list.prepend(card);
     while (list.childElementCount > most) list.lastElementChild.remove();
     showCount();
+  });
+  // What failed without anybody's request: a capture that ended, a board that went.
+  let last = null;
+  listen("state", ({error}) => {
+    const now = error ? key(error) : null;
+    if (now !== null && now !== last) tell("problem", error);
+    last = now;
   });
 }

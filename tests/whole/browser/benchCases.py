@@ -167,7 +167,7 @@ def refusalsOfTheBoardAreTold(bench):
     page.press("Enter")  # the module is not powered, so nothing acknowledges
     page.until("document.querySelector('#messages:not([hidden]) .message') !== null")
     words = text(page, ".message")
-    for wanted in ("kVexaRegRead", "-57", "KVEXA_", "power the module up"):
+    for wanted in ("kVexaRegRead", "-57", "KVEXA_", "Power the module up"):
         holds(wanted in words, f"{wanted} stands in: {words}")
     page.click(".message button")
     page.until("document.querySelector('#messages').hidden")

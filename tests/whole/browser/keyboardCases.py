@@ -268,7 +268,8 @@ def wheelIsAskedForAndGivenByKeyboard(bench):
     Hand(second).press("wheel-ask", "document.querySelector('#announcement').textContent.includes('asked')")
     first.until("!document.querySelector('#asked').hidden")
     Hand(first).press("asked-keep", "document.querySelector('#asked').hidden")
-    Hand(first).press("wheel-give", "document.querySelector('#wheel-word').textContent === 'Nobody drives'")
+    Hand(first).press("wheel-give", "document.querySelector('#wheel-word').textContent !== 'You drive'")
+    untilText(second, "#wheel-word", "You drive")
 
 
 @case

@@ -87,9 +87,7 @@ def onlyOneTabDrives(bench):
     untilText(first, "#asked-text", "Ben asks for the wheel.")
     first.click("#asked-keep")
     first.until("document.querySelector('#asked').hidden")
-    first.click("#wheel-give")
-    untilText(second, "#wheel-word", "Nobody drives")
-    second.click("#wheel-take")
+    first.click("#wheel-give")  # to the one who has asked
     untilText(second, "#wheel-word", "You drive")
     untilText(first, "#wheel-word", "Ben drives")
     second.click("#v1")
@@ -106,6 +104,9 @@ def askedForTheWheelItIsGiven(bench):
     second.click("#wheel-ask")
     first.until("!document.querySelector('#asked').hidden")
     first.click("#asked-give")
+    untilText(second, "#wheel-word", "You drive")
+    untilText(first, "#wheel-word", "Another page drives")
+    second.click("#wheel-give")
     untilText(first, "#wheel-word", "Nobody drives")
 
 
