@@ -47,6 +47,7 @@ const key = (facts) => JSON.stringify([facts.title, facts.detail, facts.call, fa
 export function startMessages() {
   listen("problem", (facts) => {
     const list = $("message-list");
+    $("alarm").textContent = `${facts.detail ?? facts.title} ${facts.advice ?? ""}`;
     for (const card of list.children) {
       if (card.dataset.key === key(facts)) {
         const title = card.querySelector("strong");

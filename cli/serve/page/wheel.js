@@ -3,9 +3,9 @@ import {$, on, recall, remember, setText} from "./dom.js";
 import {act, change, listen, newest} from "./requests.js";
 
 let lastAsked = null;
-let declined = null; // who asked and was told no by a look the other way
+let declined = null; // who asked and does not get it
 
-const myName = () => $("my-name").value.trim() || "a page";
+const myName = () => $("my-name").value.trim() || "Another page";
 
 function order(id, action) {
   return act($(id), () => change("POST", "wheel", {action, name: myName()}));
