@@ -25,6 +25,9 @@ function meanOf(channels) {
   return channels.reduce((sum, channel) => sum + channel.mean, 0) / channels.length;
 }
 
+// Of the samples.
+const percent = (share) => `${figure(share * 100, 1)} %`;
+
 function cell(text, kind = "td") {
   return make(kind, kind === "th" ? {scope: "row"} : {}, text);
 }
@@ -35,7 +38,7 @@ function rowOf(channel, style) {
   key.style.backgroundColor = colourOf(style, channel.name);
   name.append(key, channel.name);
   return make("tr", {}, name, cell(figure(channel.least)), cell(figure(channel.greatest)), cell(figure(channel.mean, 2)),
-              cell(figure(channel.deviation, 2)), cell(figure(channel.black)), cell(figure(channel.saturated)));
+              cell(figure(channel.deviation, 2)), cell(percent(channel.black)), cell(percent(channel.saturated)));
 }
 
 function showTable(channels) {

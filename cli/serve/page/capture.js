@@ -22,7 +22,7 @@ function nameIn(response, otherwise) {
 export function snapshot() {
   return act($("snapshot"), async () => {
     const ending = $("snapshot-format").value;
-    const response = await request("GET", `frame.${ending}`, {query: {download: 1, quality: 95}});
+    const response = await request("GET", `frame.${ending}`, {query: ending === "jpg" ? {download: 1, quality: 95} : {download: 1}});
     if (response.status === 204) {
       tell("problem", {title: "no frame yet", detail: "There is no frame to save.", advice: "Start the capture, or take one frame."});
       return;

@@ -4,8 +4,8 @@ import {listen, tell} from "./bus.js";
 
 const most = 4;
 
-// The name of a function stays as it is written.
-const sentence = (text) => /^(kVexa|kUsb)/.test(text) ? text : text.charAt(0).toUpperCase() + text.slice(1);
+// Names of functions and files stay as they are written.
+const sentence = (text) => /^[a-z]+ /.test(text) ? text.charAt(0).toUpperCase() + text.slice(1) : text;
 
 function describe(facts) {
   const card = make("li", {class: "message"});

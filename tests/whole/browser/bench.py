@@ -54,7 +54,7 @@ class Bench:
         """A tab that shows the server's page and hears from it."""
         tab = self.tab(window)
         tab.go(server.url)
-        tab.until("document.body.dataset.link === 'socket' && document.querySelector('#board').textContent !== '–'")
+        tab.until("document.body.dataset.link === 'socket' && document.querySelector('#board').textContent !== '–' && document.querySelector('#frame-size').textContent !== '–'")
         return tab
 
     def live(self, server, window=False) -> Page:
@@ -126,7 +126,9 @@ def decodeJpeg(content):
 
 SHOWN = """(() => {
   const canvas = document.querySelector('#picture');
-  const data = canvas.getContext('2d').getImageData(0, 0, canvas.width, canvas.height).data;
+  const copy = new OffscreenCanvas(canvas.width, canvas.height).getContext('2d', {willReadFrequently: true});
+  copy.drawImage(canvas, 0, 0);
+  const {data} = copy.getImageData(0, 0, canvas.width, canvas.height);
   const points = [];
   for (let y = 3; y < canvas.height - 3; y += STEP) for (let x = 3; x < canvas.width - 3; x += STEP) {
     const at = (y * canvas.width + x) * 4;
