@@ -36,7 +36,8 @@ Parts::Parts(asio::io_context& io, const ServeOptions& options, TraceRing& trace
     : io_(io),
       options_(options),
       trace_(trace),
-      facts_([this] { asio::post(io_, [this] { tellChange(); }); }),
+      facts_([this] { factsChanged(); }),
+      recordings_(slot_, options.folder, [this] { postChange(); }),
       pictures_(slot_, [this](const FramePointer& frame,
                               const Making& making) { return making_.make(frame, making); }),
       analysis_(slot_, analyse),
@@ -47,6 +48,7 @@ Parts::Parts(asio::io_context& io, const ServeOptions& options, TraceRing& trace
 Parts::~Parts() { stop(); }
 
 void Parts::start() {
+  recordings_.start();
   pictures_.start();
   analysis_.start();
   queue_.start();
@@ -71,12 +73,22 @@ void Parts::startCapture() {
 
 void Parts::endBoard() {
   queue_.close([this] { board_.shutDown(); });
+  recordings_.stop();
 }
 
 void Parts::stop() {
   endBoard();
   pictures_.stop();
   analysis_.stop();
+}
+
+void Parts::postChange() {
+  asio::post(io_, [this] { tellChange(); });
+}
+
+void Parts::factsChanged() {
+  if (!facts_.get().isRunning) recordings_.endCurrent();
+  postChange();
 }
 
 void Parts::captureEnded(const std::exception_ptr& failure) {
@@ -87,7 +99,9 @@ void Parts::captureEnded(const std::exception_ptr& failure) {
 
 asio::awaitable<Json> Parts::onBoard(Work work, bool isUrgent) {
   const auto pending = std::make_shared<Pending>(io_);
-  const CommandQueue::Command command = [this, pending, work = std::move(work)](bool isDropped) {
+  const auto start = std::chrono::steady_clock::now();
+  const CommandQueue::Command command = [this, pending, start, work = std::move(work)](bool isDropped) {
+    metrics_.noteWait(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     try {
       if (isDropped) throw droppedCommand();
       pending->json = work(board_);

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/serve/api/Metrics.h"
 #include "cli/serve/api/TraceRing.h"
 #include "cli/serve/api/Wheel.h"
 #include "cli/serve/board/CommandQueue.h"
@@ -16,6 +17,7 @@
 #include "cli/serve/http/Answer.h"
 #include "cli/serve/picture/FrameWorker.h"
 #include "cli/serve/picture/PictureMaking.h"
+#include "cli/serve/recording/Recordings.h"
 
 namespace cli::serve {
 
@@ -70,17 +72,23 @@ class Parts {
   CaptureLoop& capture() { return capture_; }
   CommandQueue& queue() { return queue_; }
   const FactStore& facts() const { return facts_; }
+  Recordings& recordings() { return recordings_; }
+  Metrics& metrics() { return metrics_; }
 
  private:
   void captureEnded(const std::exception_ptr& failure);
+  void factsChanged();
+  void postChange();
 
   asio::io_context& io_;
   ServeOptions options_;
   TraceRing& trace_;
   Wheel wheel_;
   std::vector<std::weak_ptr<Listener>> listeners_;
+  Metrics metrics_;
   FactStore facts_;
   FrameSlot slot_;
+  Recordings recordings_;
   PictureMaking making_;
   FrameWorker pictures_;
   FrameWorker analysis_;

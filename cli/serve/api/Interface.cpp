@@ -70,6 +70,10 @@ asio::awaitable<void> Interface::live(tcp::socket socket, http::request<http::st
   co_await session->run(std::move(head));
 }
 
+void Interface::note(const Request& request, unsigned status, double seconds) {
+  parts_.metrics().noteAnswer(routePath(request.path), status, seconds);
+}
+
 std::string Interface::policyFor(const std::string& host) const {
   // Not every browser counts a WebSocket of the same host as its own.
   const std::string socket = host.empty() ? "" : " ws://" + host;

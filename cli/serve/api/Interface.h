@@ -18,6 +18,7 @@ class Interface : public Service {
   bool isLive(const Request& request) const override;
   asio::awaitable<void> live(tcp::socket socket, http::request<http::string_body> head,
                              Request request) override;
+  void note(const Request& request, unsigned status, double seconds) override;
   std::string policyFor(const std::string& host) const override;
 
   const std::string& token() const { return guard_.token(); }

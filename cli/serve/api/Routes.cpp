@@ -8,7 +8,7 @@ namespace cli::serve {
 namespace {
 
 constexpr Route table[] = {
-#define KVEXA_ROUTE(method, path, function, needs) {#method, path, function, Route::Needs::needs},
+#define KVEXA_ROUTE(method, path, function, needs) {method, path, function, Route::Needs::needs},
 #include "cli/serve/api/routes.inc"
 #undef KVEXA_ROUTE
 };
@@ -32,6 +32,14 @@ bool matches(std::string_view path, std::string_view route, std::string& id) {
 }
 
 }  // namespace
+
+std::string routePath(const std::string& path) {
+  std::string id;
+  for (const Route& each : table) {
+    if (matches(path, each.path, id)) return std::string(each.path);
+  }
+  return "page";
+}
 
 const Route& findRoute(Request& request) {
   std::string allowed;

@@ -21,6 +21,9 @@ struct Route {
 // Fills the id of the request in. Throws Problem when there is no such path, or not with this method.
 const Route& findRoute(Request& request);
 
+// The path as the table has it: clients cannot make up names without end.
+std::string routePath(const std::string& path);
+
 // The quality that is encoded for the one that a client asks for.
 std::uint32_t sharedQuality(std::uint32_t quality);
 

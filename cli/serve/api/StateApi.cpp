@@ -142,7 +142,7 @@ Json Parts::stateFor(const std::string& client) const {
   capture["lost"] = counts.lost;
   capture["failed"] = counts.failed;
   capture["rate"] = counts.rate;
-  capture["recording"] = nullptr;
+  capture["recording"] = recordings_.latest();
   return {{"board", board},
           {"supplies", facts.supplies},
           {"lines", facts.lines},

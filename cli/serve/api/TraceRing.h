@@ -18,6 +18,7 @@ class TraceRing {
   void add(const std::string& line) {
     const std::lock_guard lock(mutex_);
     lines_.push_back(line);
+    if (line.find(" -> error ") != std::string::npos) ++failures_;
     ++last_;
     if (lines_.size() > mostLines) lines_.pop_front();
   }
@@ -27,12 +28,19 @@ class TraceRing {
     return last_;
   }
 
+  // Requests that the driver refused.
+  std::uint64_t failures() const {
+    const std::lock_guard lock(mutex_);
+    return failures_;
+  }
+
   // The lines behind that number, as far as they are kept: {"last", "lines": [{"number", "text"}]}.
   Json after(std::uint64_t number) const;
 
  private:
   mutable std::mutex mutex_;
   std::deque<std::string> lines_;
+  std::uint64_t failures_ = 0;
   std::uint64_t last_ = 0;  // the number of the newest line
 };
 

@@ -231,6 +231,13 @@ const std::shared_ptr<const FrameShape>& LiveBoard::shape() const {
   throw Failure("the capture parameters have no frame size");
 }
 
+const FrameShape& LiveBoard::capturedShape() const {
+  if (capture_.isStarted()) return *shape();
+  Problem problem(409, "not-capturing", "no frames come");
+  problem.advice = "start the capture before (POST /api/v1/capture)";
+  throw problem;
+}
+
 void LiveBoard::startCapture() {
   if (capture_.isStarted()) return;
   const auto frames = shape();

@@ -67,6 +67,7 @@ class LiveBoard {
   Json parameters() const;
   Json setParameters(const CapParam& parameters, bool isApplied);
   const CapParam& current() const { return parameters_; }
+  const FrameShape& capturedShape() const;  // of the frames that come; throws Problem when none do
   Json takeRegisterFile(const std::string& text, bool isPlayed);
   Json takeParameterFile(const std::string& text, bool isApplied);
 

@@ -106,6 +106,7 @@ asio::awaitable<bool> Connection::serveOne() {
   } catch (...) {
     problem = problemOf(std::current_exception());
   }
+  if (problem) service_.note(request, problem->status, 0);
   if (problem && hasBody) {
     co_await reject(*problem, true);
     co_return false;
@@ -123,10 +124,12 @@ asio::awaitable<bool> Connection::serveOne() {
     co_await service_.live(std::move(socket_), parser.release(), std::move(request));
     co_return false;
   }
-  const std::string host = request.host;
-  const Answer answer = co_await service_.answer(std::move(request));
+  const auto start = std::chrono::steady_clock::now();
+  const Answer answer = co_await service_.answer(request);
+  service_.note(request, answer.status,
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   const bool isLast = !isKept || (answer.pieces && !answer.length);
-  const bool isSent = co_await send(answer, host, !isLast);
+  const bool isSent = co_await send(answer, request.host, !isLast);
   co_return isSent && !isLast;
 }
 

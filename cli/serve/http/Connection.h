@@ -26,6 +26,9 @@ class Service {
   virtual asio::awaitable<void> live(tcp::socket socket, http::request<http::string_body> head,
                                      Request request) = 0;
 
+  // A request was answered so, after so many seconds.
+  virtual void note(const Request& request, unsigned status, double seconds) = 0;
+
   // Of every answer.
   virtual std::string policyFor(const std::string& host) const = 0;
 };
