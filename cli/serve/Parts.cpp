@@ -97,10 +97,10 @@ void Parts::captureEnded(const std::exception_ptr& failure) {
   });
 }
 
-asio::awaitable<Json> Parts::onBoard(Work work, bool isUrgent) {
+asio::awaitable<Json> Parts::onBoard(const Work& work, bool isUrgent) {
   const auto pending = std::make_shared<Pending>(io_);
   const auto start = std::chrono::steady_clock::now();
-  const CommandQueue::Command command = [this, pending, start, work = std::move(work)](bool isDropped) {
+  const CommandQueue::Command command = [this, pending, start, work](bool isDropped) {
     metrics_.noteWait(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     try {
       if (isDropped) throw droppedCommand();

@@ -48,7 +48,10 @@ class Parts {
   using Work = std::function<Json(LiveBoard& board)>;
 
   // Done on the board's thread, in turn; urgent work drops what waits. Throws what the work throws.
-  asio::awaitable<Json> onBoard(Work work, bool isUrgent = false);
+  //
+  // Name the work before the call: this compiler loses what a function object holds that is made within a
+  // co_await expression.
+  asio::awaitable<Json> onBoard(const Work& work, bool isUrgent = false);
 
   // The first frame behind that number and what is made of it; null when none comes in time.
   asio::awaitable<MadePointer> made(FrameWorker& worker, std::uint64_t after, Making making,

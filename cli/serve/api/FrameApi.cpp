@@ -139,12 +139,13 @@ asio::awaitable<Answer> postCapture(Parts& parts, Request request) {
     const MadePointer made = co_await parts.made(parts.pictures(), last, Making{}, oneFrame);
     if (!made) throw Problem(504, "time-limit", "no frame came within 3 seconds; does the sensor stream?");
   } else {
-    co_await parts.onBoard([state](LiveBoard& board) {
+    const Parts::Work work = [state](LiveBoard& board) {
       if (state == "start") board.startCapture();
       if (state == "stop") board.stopCapture();
       if (state == "one") board.captureOne();
       return Json();
-    });
+    };
+    co_await parts.onBoard(work);
   }
   parts.tellChange();
   co_return answerOf(parts.stateFor(request.client));

@@ -205,7 +205,8 @@ asio::awaitable<void> LiveSession::rest() {
 asio::awaitable<bool> LiveSession::tellSomething() {
   if (complaint_) {
     const Problem problem = *std::exchange(complaint_, std::nullopt);
-    co_await sendText(complaintText(problem));
+    const std::string text = complaintText(problem);
+    co_await sendText(text);
     co_return true;
   }
   const bool isCounterDue = isDue(stateTime_, counterInterval);
@@ -213,15 +214,16 @@ asio::awaitable<bool> LiveSession::tellSomething() {
     isStateDue_ = false;
     std::string state = textOf(message("state", parts_.stateFor(client_)));
     if (state != told_) {
-      told_ = state;
-      co_await sendText(std::move(state));
+      told_ = std::move(state);
+      co_await sendText(told_);
       co_return true;
     }
   }
   if (parts_.trace().last() > traced_ && isDue(traceTime_, traceInterval)) {
     const Json lines = parts_.trace().after(traced_);
     traced_ = lines.at("last").get<std::uint64_t>();
-    co_await sendText(textOf(message("trace", lines)));
+    const std::string text = textOf(message("trace", lines));
+    co_await sendText(text);
     co_return true;
   }
   if (analysis_.made) {
@@ -231,7 +233,8 @@ asio::awaitable<bool> LiveSession::tellSomething() {
       complaint_ = problemOf(made->failure);
       wishes_.analysis = false;
     } else {
-      co_await sendText(std::string(made->bytes->begin(), made->bytes->end()));
+      const std::string text(made->bytes->begin(), made->bytes->end());
+      co_await sendText(text);
     }
     co_return true;
   }
@@ -249,7 +252,7 @@ asio::awaitable<bool> LiveSession::tellSomething() {
   co_return false;
 }
 
-asio::awaitable<void> LiveSession::sendText(std::string text) {
+asio::awaitable<void> LiveSession::sendText(const std::string& text) {
   stream_.text(true);
   error_code error;
   const Deadline deadline(beast::get_lowest_layer(stream_), writeTime);

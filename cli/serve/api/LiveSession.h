@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli/serve/Parts.h"
+#include "cli/serve/http/Network.h"
 
 namespace cli::serve {
 
@@ -42,7 +43,7 @@ class LiveSession : public std::enable_shared_from_this<LiveSession> {
   static asio::awaitable<void> listen(std::shared_ptr<LiveSession> self);
   asio::awaitable<void> talk();
   asio::awaitable<bool> tellSomething();
-  asio::awaitable<void> sendText(std::string text);
+  asio::awaitable<void> sendText(const std::string& text);
   asio::awaitable<void> sendFrame(MadePointer made);
   asio::awaitable<void> rest();
   void take(const std::string& text);

@@ -85,17 +85,22 @@ std::string Metrics::text(Parts& parts) const {
   write(text, Counter{"kvexa_frames", "Frames that were captured.", counts.frames});
   write(text, Counter{"kvexa_frames_lost", "Frames that the sensor sent and nobody got.", counts.lost});
   write(text, Counter{"kvexa_frames_failed", "Frames that did not come in time.", counts.failed});
-  write(text, Counter{"kvexa_encodings", "Pictures that were made for those who look.", parts.pictures().made()});
-  write(text, Counter{"kvexa_analyses", "Analyses that were made for those who look.", parts.analysis().made()});
+  write(text,
+        Counter{"kvexa_encodings", "Pictures that were made for those who look.", parts.pictures().made()});
+  write(text,
+        Counter{"kvexa_analyses", "Analyses that were made for those who look.", parts.analysis().made()});
   write(text, Counter{"kvexa_driver_requests", "Requests to the board's driver.", parts.trace().last()});
-  write(text, Counter{"kvexa_driver_failures", "Requests that the driver refused.", parts.trace().failures()});
+  write(text,
+        Counter{"kvexa_driver_failures", "Requests that the driver refused.", parts.trace().failures()});
   const std::lock_guard lock(mutex_);
   family(text, "kvexa_requests", "counter", "Requests over HTTP that were answered.");
   for (const auto& [key, count] : answers_) {
-    sample(text, "kvexa_requests_total", "{path=\"" + key.first + "\",status=\"" + std::to_string(key.second) + "\"}",
+    sample(text, "kvexa_requests_total",
+           "{path=\"" + key.first + "\",status=\"" + std::to_string(key.second) + "\"}",
            std::to_string(count));
   }
-  write(text, Counter{"kvexa_request_failures", "Requests over HTTP that were refused or failed.", failures_});
+  write(text,
+        Counter{"kvexa_request_failures", "Requests over HTTP that were refused or failed.", failures_});
   family(text, "kvexa_request_seconds", "histogram", "From a request to its answer.", "seconds");
   answering_.write(text, "kvexa_request_seconds");
   family(text, "kvexa_wait_seconds", "histogram", "How long commands waited for the board.", "seconds");

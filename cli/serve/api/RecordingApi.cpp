@@ -58,8 +58,8 @@ bool takeRectangle(Query& query, Region& region) {
   };
   unsigned given = 0;
   const char* missing = "";
-  for (const Side& side :
-       {Side{"x", &region.x, 0}, Side{"y", &region.y, 0}, Side{"width", &region.width, 1}, Side{"height", &region.height, 1}}) {
+  for (const Side& side : {Side{"x", &region.x, 0}, Side{"y", &region.y, 0}, Side{"width", &region.width, 1},
+                           Side{"height", &region.height, 1}}) {
     const auto value = query.number(side.name, side.least, largestSide);
     if (!value) missing = side.name;
     if (!value) continue;
@@ -82,9 +82,9 @@ Json pixelsOf(const LiveFrame& frame, const Region& wanted) {
     samples.row(region.x, region.y + y, region.width, row.data());
     rows.push_back(row);
   }
-  return {{"frame", frame.number},         {"x", region.x},   {"y", region.y},
-          {"width", region.width},         {"height", region.height},
-          {"bits", samples.bits()},        {"samples", rows}, {"colours", samples.colours()}};
+  return {
+      {"frame", frame.number},   {"x", region.x},          {"y", region.y},   {"width", region.width},
+      {"height", region.height}, {"bits", samples.bits()}, {"samples", rows}, {"colours", samples.colours()}};
 }
 
 }  // namespace
@@ -128,8 +128,10 @@ asio::awaitable<Answer> postRecording(Parts& parts, Request request) {
   options.format = kindOf(needed(members.word("format", formats), "format"));
   members.end();
   // In its turn: a command before it may change what is captured.
-  const Json begun = co_await parts.onBoard(
-      [&parts, options](LiveBoard& board) { return parts.recordings().begin(options, board.capturedShape()); });
+  const Parts::Work work = [&parts, options](LiveBoard& board) {
+    return parts.recordings().begin(options, board.capturedShape());
+  };
+  const Json begun = co_await parts.onBoard(work);
   Answer answer = answerOf(begun);
   answer.status = 201;
   answer.fields.emplace_back("Location", "/api/v1/recordings/" + begun.at("id").get<std::string>());
@@ -153,7 +155,8 @@ asio::awaitable<Answer> getArchive(Parts& parts, Request request) {
   answer.type = "application/zip";
   answer.length = archive->size();
   answer.pieces = std::make_shared<ArchiveSource>(archive);
-  answer.fields.emplace_back("Content-Disposition", "attachment; filename=\"recording-" + request.id + ".zip\"");
+  answer.fields.emplace_back("Content-Disposition",
+                             "attachment; filename=\"recording-" + request.id + ".zip\"");
   co_return answer;
 }
 

@@ -61,8 +61,8 @@ asio::awaitable<Answer> getRegisters(Parts& parts, Request request) {
   const RegisterPlace place = placeOf(query);
   const auto count = static_cast<std::uint32_t>(query.number("count", 1, mostRegisters).value_or(1));
   query.end();
-  const Json answer =
-      co_await parts.onBoard([place, count](LiveBoard& board) { return board.readRegisters(place, count); });
+  const Parts::Work work = [place, count](LiveBoard& board) { return board.readRegisters(place, count); };
+  const Json answer = co_await parts.onBoard(work);
   co_return answerOf(answer);
 }
 
@@ -73,8 +73,8 @@ asio::awaitable<Answer> putRegisters(Parts& parts, Request request) {
   const RegisterPlace place = placeOf(members);
   const std::vector<std::uint32_t> values = needed(members.numbers("values", mostRegisters), "values");
   members.end();
-  const Json answer = co_await parts.onBoard(
-      [place, values](LiveBoard& board) { return board.writeRegisters(place, values); });
+  const Parts::Work work = [place, values](LiveBoard& board) { return board.writeRegisters(place, values); };
+  const Json answer = co_await parts.onBoard(work);
   co_return answerOf(answer);
 }
 
@@ -83,8 +83,10 @@ asio::awaitable<Answer> postRegisterFile(Parts& parts, Request request) {
   const bool isPlayed = query.flag("play").value_or(false);
   query.end();
   const std::string text = request.body;
-  const Json answer = co_await parts.onBoard(
-      [text, isPlayed](LiveBoard& board) { return board.takeRegisterFile(text, isPlayed); });
+  const Parts::Work work = [text, isPlayed](LiveBoard& board) {
+    return board.takeRegisterFile(text, isPlayed);
+  };
+  const Json answer = co_await parts.onBoard(work);
   co_return answerOf(answer);
 }
 
@@ -93,14 +95,17 @@ asio::awaitable<Answer> postParameterFile(Parts& parts, Request request) {
   const bool isApplied = query.flag("apply").value_or(false);
   query.end();
   const std::string text = request.body;
-  const Json answer = co_await parts.onBoard(
-      [text, isApplied](LiveBoard& board) { return board.takeParameterFile(text, isApplied); });
+  const Parts::Work work = [text, isApplied](LiveBoard& board) {
+    return board.takeParameterFile(text, isApplied);
+  };
+  const Json answer = co_await parts.onBoard(work);
   co_return answerOf(answer);
 }
 
 asio::awaitable<Answer> getParameters(Parts& parts, Request request) {
   Query(request.query).end();
-  const Json answer = co_await parts.onBoard([](LiveBoard& board) { return board.parameters(); });
+  const Parts::Work work = [](LiveBoard& board) { return board.parameters(); };
+  const Json answer = co_await parts.onBoard(work);
   co_return answerOf(answer);
 }
 
@@ -114,9 +119,10 @@ asio::awaitable<Answer> putParameters(Parts& parts, Request request) {
   const bool isApplied = members.flag("apply").value_or(false);
   members.end();
   changed({}, object);  // what is wrong with it is told before its turn has come
-  const Json answer = co_await parts.onBoard([object, isApplied](LiveBoard& board) {
+  const Parts::Work work = [object, isApplied](LiveBoard& board) {
     return board.setParameters(changed(board.current(), object), isApplied);
-  });
+  };
+  const Json answer = co_await parts.onBoard(work);
   co_return answerOf(answer);
 }
 

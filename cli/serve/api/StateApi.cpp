@@ -18,9 +18,9 @@ constexpr std::string_view wheelActions[] = {"take", "ask", "give"};
 constexpr std::size_t longestName = 64;
 
 // The answer of commands that change the board.
-asio::awaitable<Answer> stateAfter(Parts& parts, std::string client, Parts::Work work,
+asio::awaitable<Answer> stateAfter(Parts& parts, const std::string& client, const Parts::Work& work,
                                    bool isUrgent = false) {
-  co_await parts.onBoard(std::move(work), isUrgent);
+  co_await parts.onBoard(work, isUrgent);
   parts.tellChange();
   co_return answerOf(parts.stateFor(client));
 }
@@ -48,7 +48,8 @@ asio::awaitable<Answer> getServer(Parts& parts, Request request) {
 
 asio::awaitable<Answer> getBoards(Parts& parts, Request request) {
   Query(request.query).end();
-  const Json boards = co_await parts.onBoard([](LiveBoard& board) { return board.boards(); });
+  const Parts::Work work = [](LiveBoard& board) { return board.boards(); };
+  const Json boards = co_await parts.onBoard(work);
   co_return answerOf(boards);
 }
 
@@ -63,10 +64,11 @@ asio::awaitable<Answer> postPower(Parts& parts, Request request) {
   Members members(body);
   const bool isOn = needed(members.word("state", onOff), "state") == "on";
   members.end();
-  co_return co_await stateAfter(parts, request.client, [isOn](LiveBoard& board) {
+  const Parts::Work work = [isOn](LiveBoard& board) {
     board.power(isOn);
     return Json();
-  });
+  };
+  co_return co_await stateAfter(parts, request.client, work);
 }
 
 asio::awaitable<Answer> putSupplies(Parts& parts, Request request) {
@@ -76,10 +78,11 @@ asio::awaitable<Answer> putSupplies(Parts& parts, Request request) {
   const SwitchSetting setting{members.flag("v1"), members.flag("v2"), members.flag("clock"),
                               members.flag("reset")};
   members.end();
-  co_return co_await stateAfter(parts, request.client, [setting](LiveBoard& board) {
+  const Parts::Work work = [setting](LiveBoard& board) {
     board.setSwitches(setting);
     return Json();
-  });
+  };
+  co_return co_await stateAfter(parts, request.client, work);
 }
 
 asio::awaitable<Answer> putLines(Parts& parts, Request request) {
@@ -88,21 +91,20 @@ asio::awaitable<Answer> putLines(Parts& parts, Request request) {
   Members members(body);
   const auto out = static_cast<std::uint32_t>(needed(members.number("out", 0, 0xFFFF), "out"));
   members.end();
-  co_return co_await stateAfter(parts, request.client, [out](LiveBoard& board) {
+  const Parts::Work work = [out](LiveBoard& board) {
     board.setLines(out);
     return Json();
-  });
+  };
+  co_return co_await stateAfter(parts, request.client, work);
 }
 
 asio::awaitable<Answer> postOff(Parts& parts, Request request) {
   Query(request.query).end();
-  co_return co_await stateAfter(
-      parts, request.client,
-      [](LiveBoard& board) {
-        board.abortEverything();
-        return Json();
-      },
-      true);
+  const Parts::Work work = [](LiveBoard& board) {
+    board.abortEverything();
+    return Json();
+  };
+  co_return co_await stateAfter(parts, request.client, work, true);
 }
 
 asio::awaitable<Answer> postWheel(Parts& parts, Request request) {

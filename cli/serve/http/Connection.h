@@ -6,6 +6,7 @@
 
 #include "cli/serve/http/Answer.h"
 #include "cli/serve/http/Guard.h"
+#include "cli/serve/http/Network.h"
 
 namespace cli::serve {
 

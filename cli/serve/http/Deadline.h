@@ -4,7 +4,7 @@
 #include <chrono>
 #include <memory>
 
-#include "cli/serve/http/Asio.h"
+#include "cli/serve/http/Network.h"
 
 namespace cli::serve {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/serve/http/Asio.h"
+#include "cli/serve/http/Network.h"
 #include "cli/serve/http/Problem.h"
 
 namespace cli::serve {

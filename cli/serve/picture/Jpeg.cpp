@@ -109,6 +109,7 @@ std::vector<std::uint8_t> bmpOf(const kvexa::Image& image) {
   putWord(file, 18, image.width());
   putWord(file, 22, image.height());
   putWord(file, 26, planesAndDepth);
+  putWord(file, 34, static_cast<std::uint32_t>(all) - fileHeaderBytes - headerBytes);
   const std::size_t width = image.width() * pixelBytes;
   for (std::size_t row = 0; row < image.height(); ++row) {  // the bottom row comes first
     std::memcpy(file.data() + fileHeaderBytes + headerBytes +

@@ -46,7 +46,8 @@ void checkRoom(const RecordingOptions& options, const FrameShape& shape) {
   if (options.format == Making::Kind::bmp) {
     bytes = std::uint64_t{3} * shape.maker.width() * shape.layout.height + mostBitmapBytes;
   }
-  if (options.frames > mostZipEntries || bytes * options.frames > mostZipBytes - (std::uint64_t{options.frames} << 8)) {
+  if (options.frames > mostZipEntries ||
+      bytes * options.frames > mostZipBytes - (std::uint64_t{options.frames} << 8)) {
     Problem problem(422, "bad-value", "so many frames do not fit into a ZIP of 4 GiB", "frames");
     problem.advice = "record into a folder";
     throw problem;
@@ -112,7 +113,9 @@ Json Recordings::begin(const RecordingOptions& options, const FrameShape& shape)
       recording->folder = folder_ / recording->name;
       std::error_code error;
       std::filesystem::create_directories(partOf(recording->folder), error);
-      if (error) throw Problem(409, "no-folder", "the folder for recordings cannot be made: " + utf8(recording->folder));
+      if (error)
+        throw Problem(409, "no-folder",
+                      "the folder for recordings cannot be made: " + utf8(recording->folder));
     }
     if (recordings_.size() == mostRemembered) recordings_.pop_front();
     recordings_.push_back(recording);
@@ -257,7 +260,8 @@ std::shared_ptr<const ZipFile> Recordings::archive(const std::string& id) const 
   const std::lock_guard lock(mutex_);
   const Recording& recording = find(id);
   if (!recording.zip) throw Problem(409, "no-archive", "this recording went into a folder");
-  if (!recording.hasEnded) throw Problem(409, "recording-runs", "the archive is there when the recording has ended");
+  if (!recording.hasEnded)
+    throw Problem(409, "recording-runs", "the archive is there when the recording has ended");
   return recording.zip;
 }
 

@@ -1,5 +1,5 @@
-// Frames one after another into a folder or an archive, on a thread of their own. One recording at a time; the
-// last ones are remembered.
+// Frames one after another into a folder or an archive, on a thread of their own. One recording at a time;
+// the last ones are remembered.
 #pragma once
 
 #include <condition_variable>

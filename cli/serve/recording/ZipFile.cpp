@@ -47,7 +47,9 @@ HANDLE temporaryFile() {
                      FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
 }
 
-Failure diskFailure() { return Failure("the archive cannot be written", ExitCode::file, "check the free space"); }
+Failure diskFailure() {
+  return Failure("the archive cannot be written", ExitCode::file, "check the free space");
+}
 
 }  // namespace
 
@@ -115,7 +117,8 @@ std::vector<std::uint8_t> ZipFile::read(std::uint64_t offset, std::size_t bytes)
   place.Offset = static_cast<DWORD>(offset);
   place.OffsetHigh = static_cast<DWORD>(offset >> 32);
   DWORD taken = 0;
-  if (ReadFile(file_, part.data(), static_cast<DWORD>(part.size()), &taken, &place) == FALSE || taken != part.size()) {
+  if (ReadFile(file_, part.data(), static_cast<DWORD>(part.size()), &taken, &place) == FALSE ||
+      taken != part.size()) {
     throw Failure("the archive cannot be read");
   }
   return part;
