@@ -222,7 +222,7 @@ async function readPixel() {
     const pixels = await get("pixels", {x: at.x, y: at.y, width: 1, height: 1});
     const colours = pixels.colours ?? "";
     const name = colours.length === 4 ? colourName(colours, at.x, at.y) : "";
-    sample = {...at, value: pixels.samples[0][0], name};
+    sample = {...at, value: pixels.samples[0].join(" "), name};
   } catch {
     sample = null;
   } finally {

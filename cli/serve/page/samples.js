@@ -55,7 +55,12 @@ export function drawSamples(context, view, bitmap, scale) {
   context.lineWidth = 3 * scale;
   context.strokeStyle = "rgb(0 0 0 / 75%)";
   context.fillStyle = "white";
-  shown.samples.forEach((values, row) => values.forEach((value, column) => write(context, view, row, column, value)));
+  shown.samples.forEach((values, row) => {
+    const each = values.length / shown.width; // colours have several samples a pixel
+    for (let column = 0; column < shown.width; ++column) {
+      write(context, view, row, column, values.slice(column * each, (column + 1) * each).join("/"));
+    }
+  });
 }
 
 export function wantsSamples(handler) {

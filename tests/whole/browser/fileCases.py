@@ -45,9 +45,11 @@ def suspiciousLinesAreShownBeforeTheyArePlayed(bench):
     equal(server.register(0x3000), [0], "nothing is played")
     page.click("#file-close")
     page.until("document.querySelector('#file').hidden")
-    page.dropFiles("body", [file(bench, "odd.dat", PARAMETERS.replace(b"HCNT:1280", b"HCNT:01200\r").replace(b"CAMPORT", b"camport"))])
-    page.until("document.querySelectorAll('#file-remarks li').length > 1")
-    holds("CAMPORT" in text(page, "#file-remarks"), text(page, "#file-remarks"))
+    page.dropFiles("body", [file(bench, "odd.dat", PARAMETERS.replace(b"HCNT:1280", b"HCNT:0500"))])
+    page.until("document.querySelector('#file-name').textContent === 'odd.dat' && document.querySelectorAll('#file-remarks li').length > 0")
+    holds("octal" in text(page, "#file-remarks"), text(page, "#file-remarks"))
+    untilText(page, "#frame-size", "^320 × 960, .*")  # the form shows it, the board keeps what it has
+    equal(server.call("GET", "parameters")["parameters"]["HCNT"], 640, "what is applied")
 
 
 @case
@@ -67,7 +69,8 @@ def filesThatAreNoneAreRefused(bench):
     page.dropFiles("body", [file(bench, "large.csv", b"36, 1\n" + b"3000, 12\n" * 200000)])
     page.until("document.querySelector('#message-list').textContent.includes('large.csv')")
     page.dropFiles("body", [file(bench, "nothing.dat", b"\0\xff" * 500)])
-    page.until("document.querySelectorAll('.message').length > 1 || document.querySelectorAll('#file-remarks li').length > 0")
+    page.until("document.querySelectorAll('.message').length > 1")
+    holds("no capture-parameter file" in text(page, "#message-list"), text(page, "#message-list"))
     equal(server.register(0x3000), [0], "the register")
     equal(server.isRunning(), True, "the server")
 

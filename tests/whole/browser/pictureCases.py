@@ -38,7 +38,7 @@ def colourAt(page, column, line):
     return page.value(f"""(() => {{
       const canvas = document.querySelector('#picture'), place = canvas.dataset;
       const x = Math.round((({column} + 0.5) - place.left) * place.zoom), y = Math.round((({line} + 0.5) - place.top) * place.zoom);
-      const copy = new OffscreenCanvas(1, 1).getContext('2d', {willReadFrequently: true});
+      const copy = new OffscreenCanvas(1, 1).getContext('2d', {{willReadFrequently: true}});
       copy.drawImage(canvas, x, y, 1, 1, 0, 0, 1, 1);
       return [...copy.getImageData(0, 0, 1, 1).data].slice(0, 3);
     }})()""")
