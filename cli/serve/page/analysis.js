@@ -6,12 +6,22 @@ import {colourOf, drawHistogram, drawHistory} from "./plots.js";
 const span = 60; // seconds of history
 const series = {
   rate: {points: [], decimals: 2, fromZero: true},
-  sharpness: {points: [], decimals: 2, fromZero: false},
+  sharpness: {points: [], decimals: 3, fromZero: false},
   mean: {points: [], decimals: 2, fromZero: false},
   lost: {points: [], decimals: 0, fromZero: true},
 };
 let best = null;
+let wanted = null; // the rectangle that is asked for
+let passedOver = 0;
+const mostPassedOver = 5; // the server's rectangle may be another one, when the frames have become smaller
 let isLogarithmic = recall("histogram.logarithmic", false);
+
+// Numbers of the rectangle before may still be on their way.
+function isOld({rectangle}) {
+  const isOther = wanted !== null && ["x", "y", "width", "height"].some((name) => wanted[name] !== rectangle?.[name]);
+  passedOver = isOther ? passedOver + 1 : 0;
+  return isOther && passedOver <= mostPassedOver;
+}
 
 function note(name, value) {
   if (!Number.isFinite(value)) return;
@@ -51,8 +61,8 @@ function show(analysis) {
   showTable(analysis.channels);
   drawHistogram($("histogram"), analysis.channels, isLogarithmic);
   $("histogram").setAttribute("aria-label", `Histogram of ${analysis.channels.map((channel) => channel.name).join(", ")}; the table below has its numbers`);
-  setText($("sharpness"), figure(analysis.sharpness, 2));
-  setText($("sharpness-best"), best === null ? "–" : figure(best, 2));
+  setText($("sharpness"), figure(analysis.sharpness, 3));
+  setText($("sharpness-best"), best === null ? "–" : figure(best, 3));
   $("sharpness-share").value = best ? Math.max(0, Math.min(1, analysis.sharpness / best)) : 0;
   const part = analysis.rectangle;
   setText($("measured"), part ? `${part.width} × ${part.height} at ${part.x}, ${part.y}` : "whole frame");
@@ -75,6 +85,7 @@ export function startAnalysis() {
   let lastLost = 0;
   $("logarithmic").checked = isLogarithmic;
   listen("analysis", (analysis) => {
+    if (isOld(analysis)) return;
     if (best === null || analysis.sharpness > best) best = analysis.sharpness;
     note("sharpness", analysis.sharpness);
     if (analysis.channels.length) note("mean", meanOf(analysis.channels));
@@ -85,14 +96,16 @@ export function startAnalysis() {
     if (capture.running || capture.lost !== lastLost) note("lost", capture.lost);
     lastLost = capture.lost;
   });
-  listen("rectangle", () => {
+  listen("rectangle", (rectangle) => {
+    wanted = rectangle;
+    passedOver = 0;
     best = null;
     series.sharpness.points.length = 0;
     series.mean.points.length = 0;
   });
   on("sharpness-reset", "click", () => {
     best = newest("analysis")?.sharpness ?? null;
-    setText($("sharpness-best"), figure(best, 2));
+    setText($("sharpness-best"), figure(best, 3));
   });
   on("logarithmic", "change", (event) => {
     isLogarithmic = event.target.checked;
