@@ -107,7 +107,6 @@ export async function read(some) {
 async function put(row, value) {
   const answer = await send("PUT", "registers", {...wayOf(row), address: row.address, values: [value]});
   takeAll([row], answer.registers);
-  row.isEdited = false;
   row.readsBack = row.value === value ? null : value;
 }
 

@@ -64,7 +64,7 @@ function makeRow(row) {
     cell("watch", watchBox(row, name)), cell("device", deviceText(row)), make("th", {scope: "row"}, addressText(row)),
     cell("value-cell", value, bits), cell("note-cell", noteField(row, name)),
     cell("actions", reading, writing, undoing, button("×", `remove ${name}`, () => removeRow(row))));
-  parts.set(row.key, {element, value, bits, undoing, writing});
+  parts.set(row.key, {element, value, bits, undoing});
   return element;
 }
 
@@ -111,24 +111,36 @@ async function readRows(some) {
   }
 }
 
+// Writes go out one after another, however fast they are typed.
+let turn = Promise.resolve();
+
+function inTurn(action) {
+  const own = turn.then(action);
+  turn = own.catch(() => {});
+  return own;
+}
+
 function writeRow(row) {
-  const {value, writing} = parts.get(row.key);
+  const {value} = parts.get(row.key);
+  const words = value.value;
   const number = parseNumber(value.value);
   if (number === null || number > largestOf(row)) {
     tell("problem", {title: "no value of a register", detail: `“${value.value}” for ${addressText(row)}: 0 to ${valueText(row, largestOf(row))}.`, field: "value"});
     value.focus();
     return;
   }
-  act(writing, async () => {
+  act(null, () => inTurn(async () => {
     await write(row, number);
+    if (value.value === words) row.isEdited = false; // else a new value is being typed
     showAll();
     const wrong = row.readsBack !== null;
     setText($("announcement"), wrong ? `${addressText(row)} reads back as ${valueText(row, row.value)}; it may be read-only, or change by itself.` : `${addressText(row)} is ${valueText(row, number)}.`);
-  });
+  }));
 }
 
 async function undoRow(row) {
-  const undone = await undo(row);
+  const undone = await inTurn(() => undo(row));
+  if (undone) undone.isEdited = false;
   showAll();
   if (undone) setText($("announcement"), `${addressText(undone)} is ${valueText(undone, undone.value)} again.`);
 }

@@ -149,7 +149,7 @@ def useRegisters(hand):
     page.value("document.activeElement.select()")
     page.type("7")
     page.press("Enter")
-    page.until(f"{row}.querySelector('.value').value === '0x07'")
+    page.until(f"{row}.querySelector('.value').value === '0x07' && !{row}.querySelector('.is-changed')")
     hand.press("registers-undo", f"{row}.querySelector('.value').value === '0x00'")
     hand.press("registers-read", f"{row}.querySelector('.value').value === '0x00'")
     hand.choose("watch-every")

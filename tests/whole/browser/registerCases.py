@@ -1,7 +1,7 @@
 """The table of registers."""
 from bench import case, equal, holds, setField, text, untilText
 
-VALUE = "document.querySelector('#register-rows tr:nth-child({}) .value').value"
+VALUE = "document.querySelector('#register-rows tr:nth-child({}) .value')"
 
 
 def add(page, words):
@@ -13,7 +13,9 @@ def add(page, words):
 
 
 def untilValue(page, row, wanted):
-    page.until(f"{VALUE.format(row)} === '{wanted}'")
+    """Until the register has the value; what is only typed is marked."""
+    field = VALUE.format(row)
+    page.until(f"{field}.value === '{wanted}' && !{field}.classList.contains('is-changed')")
 
 
 def ready(bench, page="open"):
