@@ -13,7 +13,7 @@ const series = {
 let best = null;
 let wanted = null; // the rectangle that is asked for
 let passedOver = 0;
-const mostPassedOver = 5; // the server's rectangle may be another one, when the frames have become smaller
+const mostPassedOver = 20; // the server's rectangle may be another one, when the frames have become smaller
 let isLogarithmic = recall("histogram.logarithmic", false);
 
 // Numbers of the rectangle before may still be on their way.
