@@ -77,7 +77,7 @@ std::uint32_t boardCount(const CommonOptions& options) {
 }
 
 // So many boards of each type.
-sim::Description plainDescription(const CommonOptions& options) {
+sim::Description plainDescription(const CommonOptions& options, const SessionOptions& how) {
   sim::Description description;
   for (std::uint32_t i = 0; i < boardCount(options); ++i) {
     for (const Choice& type : boardTypes) {
@@ -85,6 +85,7 @@ sim::Description plainDescription(const CommonOptions& options) {
       board.type = type.value;
       board.scenePlace = "--scene";
       if (!options.scene.empty()) board.scene = absoluteUtf8(options.scene);
+      if (how.isStreaming) board.sensorResets.push_back({sim::SensorRegister::streaming, 1});
     }
   }
   return description;
@@ -94,8 +95,8 @@ sim::Description plainDescription(const CommonOptions& options) {
 
 void Session::Simulated::describe(const CommonOptions& options, const SessionOptions& how, HMODULE library) {
   try {
-    sim::Description description =
-        options.simulate ? plainDescription(options) : sim::readDescription(absoluteUtf8(options.boards));
+    sim::Description description = options.simulate ? plainDescription(options, how)
+                                                    : sim::readDescription(absoluteUtf8(options.boards));
     if (!options.trace.empty()) description.trace = absoluteUtf8(options.trace);
     if (how.isRealTime) description.pace = sim::Pace::real;
     described.emplace(description);

@@ -29,7 +29,8 @@ void checkCommonOptions(const CommonOptions& common);
 
 // How simulated boards run, and who hears of the requests to boards of either kind.
 struct SessionOptions {
-  bool isRealTime = false;  // simulated boards: also where a description says otherwise
+  bool isRealTime = false;   // simulated boards: also where a description says otherwise
+  bool isStreaming = false;  // the sensors of --simulate stream as soon as they are powered up
   std::function<void(const std::string& line)> listener;
 };
 

@@ -112,6 +112,8 @@ void serve(Context& context, const CommandOptions& options) {
   const ServeOptions served = serveOptions(context, options);
   SessionOptions how;
   how.isRealTime = true;
+  // Whoever only tries it out has no file that starts the sensor.
+  how.isStreaming = options.registers.empty();
   how.listener = [&trace](const std::string& line) { trace.add(line); };
   const Session session(context.common, how);
   const Ending ending;

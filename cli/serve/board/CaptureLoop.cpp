@@ -51,7 +51,7 @@ void CaptureLoop::stop() {
   counts_.rate = 0;
 }
 
-void CaptureLoop::run(std::shared_ptr<const FrameShape> shape) {
+void CaptureLoop::run(const std::shared_ptr<const FrameShape>& shape) {
   std::exception_ptr failure;
   try {
     takeFrames(shape);

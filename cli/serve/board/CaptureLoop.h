@@ -55,7 +55,7 @@ class CaptureLoop {
   double seconds() const;  // since the server started
 
  private:
-  void run(std::shared_ptr<const FrameShape> shape);
+  void run(const std::shared_ptr<const FrameShape>& shape);
   void takeFrames(const std::shared_ptr<const FrameShape>& shape);
   void takeFrame(const std::shared_ptr<const FrameShape>& shape);
   void lookAtNumber(const std::uint8_t* frame, const FrameShape& shape);

@@ -32,7 +32,7 @@ void CommandQueue::post(Command command) {
   command(true);
 }
 
-void CommandQueue::postUrgent(Command command) {
+void CommandQueue::postUrgent(const Command& command) {
   std::deque<Command> late;
   bool isDropped = false;
   {

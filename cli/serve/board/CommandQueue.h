@@ -27,7 +27,7 @@ class CommandQueue {
   void post(Command command);
 
   // Drops what waits, and does this command next.
-  void postUrgent(Command command);
+  void postUrgent(const Command& command);
 
   // Drops what waits, does this command last, and waits for it.
   void close(const std::function<void()>& last);

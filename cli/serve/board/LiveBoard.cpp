@@ -1,5 +1,7 @@
 #include "cli/serve/board/LiveBoard.h"
 
+#include <utility>
+
 #include "cli/base/Failure.h"
 #include "cli/board/BoardFacts.h"
 #include "cli/board/BoardNames.h"
@@ -74,6 +76,8 @@ void LiveBoard::connect() {
                      {"firmware", versions.at("firmware")},
                      {"driver", versions.at("driver")}};
   isSetUp_ = false;
+  // What a module went through with its board is not known, so it begins without power.
+  if (std::exchange(wasLost_, false)) board_->powerDown();
   readFacts();
   store({});
 }
@@ -91,6 +95,7 @@ void LiveBoard::disconnect(const Problem& reason) {
   facts_.lines = nullptr;
   facts_.versions = Json::object();
   if (!wasThere) return store(reason);
+  wasLost_ = true;
   Problem problem = noBoard(options_, "does not answer any more: " + reason.detail,
                             "check plug and supply; when it is there again it is found by itself");
   problem.call = reason.call;

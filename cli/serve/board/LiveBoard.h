@@ -103,6 +103,7 @@ class LiveBoard {
   CapParam parameters_;
   std::shared_ptr<const FrameShape> shape_;  // null when the parameters have no size
   std::string registers_;
+  bool wasLost_ = false;  // it was there, and then did not answer
   bool isSetUp_ = false;  // the register-setting file was played since the module was powered up
 };
 

@@ -121,6 +121,12 @@ def caseRegisterFilesAreExplainedAndPlayed():
     server.refuses(422, "bad-file", "POST", "/api/v1/files/registers", b"")
 
 
+def caseSimulatedSensorStreamsWithoutFiles():
+    server = Server("--simulate", "--start")
+    frame = server.frame("raw")
+    assert len(frame.body) == 640 * 480 and len(set(frame.body)) > 20
+
+
 def caseParametersFollow():
     server = Server("--simulate")
     before = server.get("/api/v1/parameters")

@@ -10,6 +10,7 @@ from xml.sax.saxutils import escape, quoteattr
 
 import bench
 import boardCases
+import clientCases
 import endingCases
 import hostileCases
 import interfaceCases
@@ -17,7 +18,7 @@ import longCases
 import mistakeCases
 import wheelCases
 
-MODULES = [interfaceCases, mistakeCases, wheelCases, hostileCases, boardCases, endingCases]
+MODULES = [interfaceCases, mistakeCases, wheelCases, hostileCases, boardCases, endingCases, clientCases]
 if os.environ.get("KVEXA_LONG_TESTS"):
     MODULES.append(longCases)
 
