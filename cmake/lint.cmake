@@ -20,6 +20,10 @@ file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${sourceGlobs})
 list(TRANSFORM CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES PREPEND --extra-arg=-isystem OUTPUT_VARIABLE tidyArguments)
 list(FILTER tidyArguments EXCLUDE REGEX "/include(-fixed)?$")
 list(APPEND tidyArguments --extra-arg=-Wno-unknown-warning-option)
+# Clang 14 has coroutines, but does not say so to the libraries of another compiler.
+foreach(definition __cpp_impl_coroutine=201902L BOOST_ASIO_HAS_CO_AWAIT=1 BOOST_ASIO_HAS_STD_COROUTINE=1)
+  list(APPEND tidyArguments --extra-arg=-D${definition})
+endforeach()
 # The analyzer follows every path; in the folded loops of the converters it never came to an end.
 foreach(argument -Xclang -analyzer-config -Xclang mode=shallow)
   list(APPEND tidyArguments --extra-arg=${argument})

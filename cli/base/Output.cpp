@@ -43,6 +43,13 @@ void Output::begin(const std::string& command, bool json, bool quiet) {
 
 void Output::putMembers(const std::string& object) { object_->json.update(Json::parse(object)); }
 
+std::string Output::takeMembers() {
+  object_->json.erase("command");
+  std::string text = object_->json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  restart();
+  return text;
+}
+
 void Output::restart() {
   object_->json = Json::object();
   object_->json["command"] = command_;

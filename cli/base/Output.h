@@ -44,6 +44,8 @@ class Output {
   }
   // The members of a JSON object that was put together elsewhere.
   void putMembers(const std::string& object);
+  // What was put so far, as the text of a JSON object without the command; the object is empty then.
+  std::string takeMembers();
   // A list that may stay empty.
   void putList(const std::string& place);
 

@@ -69,6 +69,36 @@ std::string fileVersionText(std::uint32_t version) {
   return format("%X.%X.%X.%X", version >> 12 & 0xF, version >> 8 & 0xF, version >> 4 & 0xF, version & 0xF);
 }
 
+void tellListed(Output& output, std::uint32_t type, std::uint32_t index, const std::string& place) {
+  output.put(place + "/type", typeName(type));
+  output.put(place + "/index", index);
+  kvexa::Board board;
+  Versions versions;
+  std::int32_t result = board.open(type, index);
+  if (result >= 0) result = readVersions(board.handle(), versions);
+  if (result < 0) {
+    const kvexa::ResultText* const text = kvexa::findResult(result);
+    const std::string reason = result == KVEXA_OPEN_FAILED ? "in use, or its driver does not open it"
+                               : text == nullptr           ? "does not answer"
+                                                           : text->text;
+    output.print("%-4s %3u  %s\n", typeName(type), index, reason.c_str());
+    output.put(place + "/error/code", result);
+    output.put(place + "/error/text", reason);
+    return;
+  }
+  const std::string firmware = type == KVEXA_BOARD_USB ? firmwareText(versions.firmware) : "-";
+  output.print("%-4s %3u  FPGA %s  firmware %s  driver %s\n", typeName(type), index,
+               fpgaText(type, versions.fpga).c_str(), firmware.c_str(),
+               fileVersionText(versions.driver).c_str());
+  output.put(place + "/fpga", fpgaText(type, versions.fpga));
+  if (type == KVEXA_BOARD_USB) {
+    output.put(place + "/firmware", firmware);
+  } else {
+    output.put(place + "/firmware", nullptr);
+  }
+  output.put(place + "/driver", fileVersionText(versions.driver));
+}
+
 void tellVersions(const Board& board) {
   Output& output = board.output();
   Versions versions;

@@ -26,6 +26,9 @@ std::string fpgaText(std::uint32_t type, std::uint32_t fpga);
 std::string firmwareText(std::uint32_t firmware);
 std::string fileVersionText(std::uint32_t version);
 
+// A board of a list: opened, asked and closed. What it does not tell is no failure.
+void tellListed(Output& output, std::uint32_t type, std::uint32_t index, const std::string& place);
+
 // Lines for people, and members of the object. Throw CallFailure.
 void tellVersions(const Board& board);
 void tellSupplies(const Board& board);

@@ -19,6 +19,8 @@ constexpr std::uint32_t largestSlave = 0x7FFF;  // prefixes of 10-bit addresses 
 
 }  // namespace
 
+std::span<const Choice> addressModeWords() { return modes; }
+
 void addRegisterOptions(Options& options, RegisterOptions& registers) {
   options.flag("--on-board", registers.onBoard, "registers of the board instead of the sensor")
       .text("--slave", registers.slave, "address of the sensor on its bus, such as 0x36")

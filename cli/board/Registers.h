@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,9 @@ struct RegisterOptions {
   std::uint32_t mode = KVEXA_SLAVE7_SUB16;
   bool power = false;
 };
+
+// The words for address modes: a KvexaAddressMode each.
+std::span<const Choice> addressModeWords();
 
 void addRegisterOptions(Options& options, RegisterOptions& registers);
 

@@ -31,6 +31,9 @@ bool isDescription(const CommonOptions& options) {
 }  // namespace
 
 struct Session::Simulated {
+  void describe(const CommonOptions& options, const SessionOptions& how, HMODULE library);
+  void setUp(const CommonOptions& options, const SessionOptions& how, HMODULE library);
+
   std::optional<sim::Bench> bench;
   std::optional<sim::DescribedBench> described;
   std::unique_ptr<sim::Attachment> attachment;  // last, so that nothing is called any more when the boards go
@@ -67,35 +70,68 @@ void checkCommonOptions(const CommonOptions& common) {
   }
 }
 
-Session::Session(const CommonOptions& options) : simulated_(std::make_unique<Simulated>()) {
-  const HMODULE library = GetModuleHandleA("KVEXA_LIB.dll");
-  if (isDescription(options)) {
-    try {
-      sim::Description description = sim::readDescription(absoluteUtf8(options.boards));
-      if (!options.trace.empty()) description.trace = absoluteUtf8(options.trace);
-      simulated_->described.emplace(description);
-    } catch (const std::runtime_error& error) {
-      throw Failure(error.what());
+namespace {
+
+std::uint32_t boardCount(const CommonOptions& options) {
+  return options.boards.empty() ? 1 : parseNumber(options.boards, "--boards", 1, mostBoards);
+}
+
+// So many boards of each type.
+sim::Description plainDescription(const CommonOptions& options, const SessionOptions& how) {
+  sim::Description description;
+  for (std::uint32_t i = 0; i < boardCount(options); ++i) {
+    for (const Choice& type : boardTypes) {
+      sim::BoardDescription& board = description.boards.emplace_back();
+      board.type = type.value;
+      board.scenePlace = "--scene";
+      if (!options.scene.empty()) board.scene = absoluteUtf8(options.scene);
+      if (how.isStreaming) board.sensorResets.push_back({sim::SensorRegister::streaming, 1});
     }
-    sim::Machine& machine = simulated_->described->machine();
-    for (unsigned i = 0; i < simulated_->described->count(KVEXA_BOARD_PCIE); ++i) machine.pciBus().addBoard();
-    simulated_->attachment = std::make_unique<sim::Attachment>(library, machine);
-    return;
   }
-  sim::Bench& bench =
-      simulated_->bench.emplace(options.simulate ? sim::Bench::Boards::simulated : sim::Bench::Boards::real);
+  return description;
+}
+
+}  // namespace
+
+void Session::Simulated::describe(const CommonOptions& options, const SessionOptions& how, HMODULE library) {
+  try {
+    sim::Description description = options.simulate ? plainDescription(options, how)
+                                                    : sim::readDescription(absoluteUtf8(options.boards));
+    if (!options.trace.empty()) description.trace = absoluteUtf8(options.trace);
+    if (how.isRealTime) description.pace = sim::Pace::real;
+    described.emplace(description);
+  } catch (const std::runtime_error& error) {
+    throw Failure(error.what());
+  }
+  sim::Machine& machine = described->machine();
+  machine.trace().listen(how.listener);
+  for (unsigned i = 0; i < described->count(KVEXA_BOARD_PCIE); ++i) machine.pciBus().addBoard();
+  attachment = std::make_unique<sim::Attachment>(library, machine);
+}
+
+void Session::Simulated::setUp(const CommonOptions& options, const SessionOptions& how, HMODULE library) {
+  bench.emplace(options.simulate ? sim::Bench::Boards::simulated : sim::Bench::Boards::real);
   // Before the trace file is made: a scene that is no picture leaves no file.
-  if (!options.scene.empty()) bench.setScene(sim::Scene::fromFile(options.scene));
-  if (!options.trace.empty()) bench.writeTrace(options.trace);
-  const std::uint32_t count =
-      options.boards.empty() ? 1 : parseNumber(options.boards, "--boards", 1, mostBoards);
-  for (std::uint32_t i = 0; options.simulate && i < count; ++i) {
-    bench.addBoard(KVEXA_BOARD_USB);
-    bench.addBoard(KVEXA_BOARD_PCIE);
-    bench.machine().pciBus().addBoard();
+  if (!options.scene.empty()) bench->setScene(sim::Scene::fromFile(options.scene));
+  if (!options.trace.empty()) bench->writeTrace(options.trace);
+  bench->trace().listen(how.listener);
+  for (std::uint32_t i = 0; options.simulate && i < boardCount(options); ++i) {
+    bench->addBoard(KVEXA_BOARD_USB);
+    bench->addBoard(KVEXA_BOARD_PCIE);
+    bench->machine().pciBus().addBoard();
   }
-  // Real boards without a trace need nothing of the bench.
-  if (options.simulate || !options.trace.empty()) bench.attach(library);
+  // Real boards that nobody traces need nothing of the bench.
+  if (options.simulate || !options.trace.empty() || how.listener) bench->attach(library);
+}
+
+Session::Session(const CommonOptions& options, const SessionOptions& how)
+    : simulated_(std::make_unique<Simulated>()) {
+  const HMODULE library = GetModuleHandleA("KVEXA_LIB.dll");
+  if (isDescription(options) || (options.simulate && how.isRealTime)) {
+    simulated_->describe(options, how, library);
+  } else {
+    simulated_->setUp(options, how, library);
+  }
 }
 
 Session::~Session() = default;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -26,11 +27,18 @@ void addCommonOptions(Options& options, CommonOptions& common);
 // Throws UsageFailure for options that do not go together.
 void checkCommonOptions(const CommonOptions& common);
 
+// How simulated boards run, and who hears of the requests to boards of either kind.
+struct SessionOptions {
+  bool isRealTime = false;   // simulated boards: also where a description says otherwise
+  bool isStreaming = false;  // the sensors of --simulate stream as soon as they are powered up
+  std::function<void(const std::string& line)> listener;
+};
+
 // While it lives, the library's calls to Windows go to the simulated boards, or into the trace.
 class Session {
  public:
   // Throws Failure, or another exception with a sentence for people, when a file does not serve.
-  explicit Session(const CommonOptions& options);
+  explicit Session(const CommonOptions& options, const SessionOptions& how = {});
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

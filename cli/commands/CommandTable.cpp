@@ -48,6 +48,7 @@ constexpr Command table[] = {
     {"recover", Needs::boards, "reset a USB board's command pipes after an error on the sensor bus",
      recoverCommand},
     {"reload", Needs::boards, "restart the driver of all PCIe boards", reloadCommand},
+    {"serve", Needs::files, "serve the board to a browser, and to programs over HTTP", serveCommand},
     {"selftest", Needs::nothing, "check what a board does, one line a check", selfTestCommand},
     {"trace show", Needs::nothing, "show every call of recordings as text", traceShowCommand},
     {"trace summary", Needs::nothing,

@@ -35,6 +35,7 @@ Action resetOffCommand(Options& options);
 Action resetOnCommand(Options& options);
 Action runCommand(Options& options);
 Action selfTestCommand(Options& options);
+Action serveCommand(Options& options);
 Action statisticsCommand(Options& options);
 Action statusCommand(Options& options);
 Action streamCommand(Options& options);

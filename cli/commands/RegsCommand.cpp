@@ -1,7 +1,6 @@
 // kvexa regs: what a register-setting file does, playing it, and how two of them differ.
 #include <kvexa.hpp>
 
-#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -20,18 +19,6 @@ namespace {
 
 using kvexa::usb::TableKind;
 
-constexpr std::size_t shownBytes = 24;
-
-std::string hex(std::span<const std::uint8_t> bytes) {
-  std::string text;
-  char two[4];
-  for (const std::uint8_t byte : bytes.first(std::min(bytes.size(), shownBytes))) {
-    std::snprintf(two, sizeof two, " %02X", byte);
-    text += two;
-  }
-  return bytes.size() > shownBytes ? text + " ... (" + std::to_string(bytes.size()) + " bytes)" : text;
-}
-
 void tellHeader(Output& output, const RegisterTableEntry& header, std::size_t lines) {
   const TableKind kind = kvexa::usb::tableKind(header);
   const unsigned mode = header.values[0] & 0xFFU;
@@ -43,18 +30,13 @@ void tellHeader(Output& output, const RegisterTableEntry& header, std::size_t li
                lines - 1, lines == 2 ? "" : "s");
 }
 
-void tellPackets(Output& output, std::span<const RegisterTableEntry> entries) {
-  if (kvexa::usb::tableKind(entries[0]) == TableKind::commands) {
-    std::vector<std::uint8_t> bytes((entries.size() - 1) * kvexa::usb::commandBytes);
-    kvexa::usb::packCommands(entries.subspan(1), bytes);
-    output.print("  one packet:%s\n", hex(bytes).c_str());
-    return;
-  }
-  for (std::size_t i = 1; i < entries.size(); ++i) {
-    const auto packet = kvexa::usb::buildSettingPacket(entries[0], entries[i]);
-    output.print("  line %4zu  register 0x%04X, %3u value%s  %s\n", i + 1, entries[i].number,
-                 entries[i].valueCount, entries[i].valueCount == 1 ? " " : "s",
-                 packet ? hex(packet->all()).c_str() : " refused");
+void tellPackets(Output& output, const RegisterFile& file) {
+  for (const WriteText& write : describeWrites(file)) {
+    if (write.line == 0) {
+      output.print("  %s\n", write.text.c_str());
+    } else {
+      output.print("  line %4zu  %s\n", write.line, write.text.c_str());
+    }
   }
 }
 
@@ -77,7 +59,7 @@ void explain(Output& output, const std::string& path) {
   output.put("file", path);
   if (file.result == KVEXA_OK && !entries.empty()) {
     tellHeader(output, entries[0], entries.size());
-    tellPackets(output, entries);
+    tellPackets(output, file);
     output.put("slave", entries[0].number);
     output.put("mode", entries[0].values[0]);
     putWrites(output, "writes", entries);

@@ -26,6 +26,13 @@ std::string quoted(std::string_view text);
 
 class Remarks {
  public:
+  struct Remark {
+    unsigned line;  // 0: the whole file
+    std::string subject;
+    std::string reason;
+  };
+  const std::vector<Remark>& all() const { return remarks_; }
+
   // A line of 0 is the whole file; the subject may be empty.
   void add(unsigned line, std::string_view subject, const std::string& reason);
 
@@ -39,11 +46,6 @@ class Remarks {
   void tell(Output& output) const;
 
  private:
-  struct Remark {
-    unsigned line;
-    std::string subject;
-    std::string reason;
-  };
   static std::string textOf(const Remark& remark);
 
   std::vector<Remark> remarks_;

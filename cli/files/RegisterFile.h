@@ -25,6 +25,13 @@ struct RegisterFile {
   std::span<const RegisterTableEntry> entries() const { return {table.data(), lines}; }
 };
 
+// What the library sends for a line of the file, for people; line 0 for all lines together.
+struct WriteText {
+  std::size_t line;
+  std::string text;
+};
+std::vector<WriteText> describeWrites(const RegisterFile& file);
+
 // Throws Failure when the file cannot be read.
 RegisterFile readRegisterFile(const std::string& path);
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 #include "cli/board/Board.h"
 #include "cli/frames/FrameSetup.h"
@@ -14,6 +15,8 @@ namespace cli {
 struct SourceOptions {
   std::uint32_t timeout = 1000;  // milliseconds for a frame
   std::uint32_t buffers = 8;     // frames in this computer's memory
+  std::mutex* turn =
+      nullptr;  // taken for calls to the board that next() makes, when other threads call it too
 };
 
 class FrameSource {

@@ -11,7 +11,11 @@ namespace {
 class PcieSource : public FrameSource {
  public:
   PcieSource(const Board& board, const FrameLayout& layout, const SourceOptions& options)
-      : board_(board), bytes_(layout.bytes), count_(options.buffers), timeout_(options.timeout) {
+      : board_(board),
+        bytes_(layout.bytes),
+        count_(options.buffers),
+        timeout_(options.timeout),
+        turn_(options.turn) {
     const std::uint64_t all = std::uint64_t{bytes_} * count_;
     if (all > SIZE_MAX / 2) throw Failure("there is no memory for so many --buffers", ExitCode::usage);
     for (auto& set : sets_) set.resize(static_cast<std::size_t>(all));
@@ -37,6 +41,8 @@ class PcieSource : public FrameSource {
     if (ready_ != 0) return Next::frame;
     const HANDLE events[] = {end_.get(), interrupt};
     if (WaitForMultipleObjects(2, events, FALSE, INFINITE) != WAIT_OBJECT_0) return Next::interrupted;
+    const std::unique_lock held =
+        turn_ == nullptr ? std::unique_lock<std::mutex>() : std::unique_lock(*turn_);
     // Waits until the worker, too, has come to its end.
     require("kVexaAbortCapture", kVexaAbortCapture(board_.handle()));
     runs_ = false;
@@ -69,6 +75,7 @@ class PcieSource : public FrameSource {
   std::uint32_t bytes_;
   std::uint32_t count_;  // frames of a set
   std::uint32_t timeout_;
+  std::mutex* turn_;
   std::vector<std::uint8_t> sets_[2];
   std::size_t filling_ = 0;
   std::size_t shown_ = 0;

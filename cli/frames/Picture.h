@@ -16,6 +16,9 @@ namespace cli {
 // What the samples of a frame are.
 enum class SampleKind : std::uint32_t { byFormat, bayer, yuyv, rgb565, rgb555, bgr24, grey };
 
+// The word of --format.
+const char* nameOf(SampleKind kind);
+
 struct PictureOptions {
   std::uint32_t kind = 0;  // SampleKind
   std::uint32_t pattern = 0;
@@ -36,6 +39,11 @@ class PictureMaker {
 
   // Why there can be no picture; empty when there can.
   const std::string& hindrance() const { return hindrance_; }
+
+  // Never byFormat.
+  SampleKind kind() const { return kind_; }
+  std::uint32_t width() const { return width_; }  // pixels
+  bool isWide() const { return isWide_; }         // samples of two bytes
 
   // The name of the library's conversion is given back, or "" where none is needed. Throws CallFailure.
   std::string make(const std::uint8_t* frame, kvexa::Image& image) const;

@@ -74,6 +74,13 @@ const std::uint16_t* words(const std::uint8_t* frame) {
 
 }  // namespace
 
+const char* nameOf(SampleKind kind) {
+  for (const Choice& each : kinds) {
+    if (each.value == static_cast<std::uint32_t>(kind)) return each.name.data();
+  }
+  return "";
+}
+
 void addPictureOptions(Options& options, PictureOptions& picture) {
   options.choice("--format", picture.kind, kinds, "what the samples are; auto: by the capture parameters")
       .choice("--pattern", picture.pattern, patterns, "Bayer pattern of the sensor")

@@ -10,6 +10,7 @@ void Trace::add(std::string line) {
   const bool yields = line == "sleep 0";
   if (yields && yielding_) return;
   yielding_ = yields;
+  if (listener_) listener_(line);
   if (sink_) return sink_(line);
   if (lines_.size() == mostLines) lines_.pop_front();
   lines_.push_back(std::move(line));
@@ -28,6 +29,11 @@ void Trace::sendTo(Sink sink) {
   const std::lock_guard lock(mutex_);
   sink_ = std::move(sink);
   yielding_ = false;
+}
+
+void Trace::listen(Sink listener) {
+  const std::lock_guard lock(mutex_);
+  listener_ = std::move(listener);
 }
 
 void Trace::writeTo(std::FILE* file) {

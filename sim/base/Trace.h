@@ -56,13 +56,17 @@ class Trace {
   using Sink = std::function<void(const std::string& line)>;
   void sendTo(Sink sink);
 
-  // The same for a file, which the caller owns; null stops it.
+  // Hands every line to this function as well, whoever else takes it; an empty one stops that.
+  void listen(Sink listener);
+
+  // The same as sendTo for a file, which the caller owns; null stops it.
   void writeTo(std::FILE* file);
 
  private:
   std::mutex mutex_;
   std::deque<std::string> lines_;
   Sink sink_;
+  Sink listener_;
   bool yielding_ = false;
 };
 

@@ -60,6 +60,23 @@ TEST(Trace, WritesToAFileInsteadOfMemory) {
   EXPECT_EQ(trace.take(), Lines{"usb0 close"});
 }
 
+TEST(Trace, HasAListenerWhoeverElseTakesTheLines) {
+  Trace trace;
+  std::vector<std::string> heard;
+  trace.listen([&heard](const std::string& line) { heard.push_back(line); });
+  trace.add("usb0 open");
+  std::vector<std::string> sent;
+  trace.sendTo([&sent](const std::string& line) { sent.push_back(line); });
+  trace.add("sleep 0");
+  trace.add("sleep 0");
+  EXPECT_EQ(heard, (std::vector<std::string>{"usb0 open", "sleep 0"}));
+  EXPECT_EQ(sent, std::vector<std::string>{"sleep 0"});
+  EXPECT_EQ(trace.take(), std::vector<std::string>{"usb0 open"});
+  trace.listen({});
+  trace.add("usb0 close");
+  EXPECT_EQ(heard.size(), 2U);
+}
+
 TEST(Trace, ShowsWhatGoesOut) {
   const std::vector<std::uint8_t> packet = {0x01, 0x36, 0x12, 0x01, 0x00, 0x34};
   EXPECT_EQ(requestText("usb0", {3, 1000, packet, 6}), "usb0 pipe3 out 1000ms [01 36 12 01 00 34]");
