@@ -1,6 +1,7 @@
-// What recordings cost. Called with "cost", it prints the microseconds that recording adds to a request, of the
-// program's own thread and of all threads, for USB and for PCIe; with "make FILE", it writes a recording of a
-// million requests; with "lines FILE", it prints the milliseconds that reading a file line by line takes.
+// What recordings cost. Called with "cost", it prints the microseconds that recording adds to a request, of
+// the program's own thread and of all threads, for USB and for PCIe; with "make FILE", it writes a recording
+// of a million requests; with "lines FILE", it prints the milliseconds that reading a file line by line
+// takes.
 #include <windows.h>
 
 #include <algorithm>
