@@ -68,7 +68,9 @@ class Parts {
   asio::io_context& io() { return io_; }
   const ServeOptions& options() const { return options_; }
   TraceRing& trace() { return trace_; }
-  Wheel& wheel() { return wheel_; }
+  Wheel& wheel() { return *wheel_; }
+  // For who may go after this: what the network has under way ends with its last object.
+  const std::shared_ptr<Wheel>& sharedWheel() const { return wheel_; }
   FrameSlot& slot() { return slot_; }
   FrameWorker& pictures() { return pictures_; }
   FrameWorker& analysis() { return analysis_; }
@@ -86,7 +88,7 @@ class Parts {
   asio::io_context& io_;
   ServeOptions options_;
   TraceRing& trace_;
-  Wheel wheel_;
+  std::shared_ptr<Wheel> wheel_ = std::make_shared<Wheel>();
   std::vector<std::weak_ptr<Listener>> listeners_;
   Metrics metrics_;
   FactStore facts_;

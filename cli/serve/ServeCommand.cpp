@@ -71,7 +71,7 @@ ServeOptions serveOptions(Context& context, const CommandOptions& options) {
 
 asio::ip::address addressOf(const std::string& text) {
   boost::system::error_code error;
-  const asio::ip::address address = asio::ip::make_address(text, error);
+  asio::ip::address address = asio::ip::make_address(text, error);
   if (error) throw UsageFailure("--listen " + text + ": is no address", "such as 127.0.0.1, 0.0.0.0 or ::1");
   return address;
 }

@@ -53,11 +53,15 @@ std::string measured(const std::string& header) {
 }  // namespace
 
 LiveSession::LiveSession(tcp::socket socket, Parts& parts, std::string client)
-    : parts_(parts), client_(std::move(client)), stream_(std::move(socket)), wake_(parts.io()) {
-  parts_.wheel().attend(client_);
+    : parts_(parts),
+      wheel_(parts.sharedWheel()),
+      client_(std::move(client)),
+      stream_(std::move(socket)),
+      wake_(parts.io()) {
+  wheel_->attend(client_);
 }
 
-LiveSession::~LiveSession() { parts_.wheel().leave(client_); }
+LiveSession::~LiveSession() { wheel_->leave(client_); }
 
 asio::awaitable<void> LiveSession::run(http::request<http::string_body> head) {
   const auto self = shared_from_this();
@@ -105,7 +109,7 @@ asio::awaitable<void> LiveSession::listen(std::shared_ptr<LiveSession> self) {
     const auto bytes = buffer.cdata();
     self->take(std::string(static_cast<const char*>(bytes.data()), bytes.size()));
     buffer.consume(buffer.size());
-    self->parts_.wheel().note(self->client_);
+    self->wheel_->note(self->client_);
     self->wake_.cancel();
   }
   self->isOpen_ = false;

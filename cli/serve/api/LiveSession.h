@@ -54,6 +54,7 @@ class LiveSession : public std::enable_shared_from_this<LiveSession> {
   void end();
 
   Parts& parts_;
+  std::shared_ptr<Wheel> wheel_;
   std::string client_;
   websocket::stream<tcp::socket, false> stream_;  // pictures are compressed already
   asio::steady_timer wake_;

@@ -149,7 +149,7 @@ Json Parts::stateFor(const std::string& client) const {
           {"supplies", facts.supplies},
           {"lines", facts.lines},
           {"capture", capture},
-          {"wheel", wheel_.stateFor(client)},
+          {"wheel", wheel_->stateFor(client)},
           {"error", facts.error ? toJson(*facts.error) : Json()}};
 }
 

@@ -71,7 +71,7 @@ std::filesystem::path partOf(const std::filesystem::path& folder) {
 
 }  // namespace
 
-Recordings::Recordings(FrameSlot& slot, std::string folder, std::function<void()> changed)
+Recordings::Recordings(FrameSlot& slot, const std::string& folder, std::function<void()> changed)
     : folder_(std::filesystem::absolute(toPath(folder))), changed_(std::move(changed)) {
   slot.observe([this](const FramePointer& frame) { offer(frame); });
 }

@@ -29,7 +29,7 @@ struct RecordingOptions {
 class Recordings {
  public:
   // `changed` is called when a recording begins or ends.
-  Recordings(FrameSlot& slot, std::string folder, std::function<void()> changed);
+  Recordings(FrameSlot& slot, const std::string& folder, std::function<void()> changed);
   ~Recordings();
   Recordings(const Recordings&) = delete;
   Recordings& operator=(const Recordings&) = delete;
