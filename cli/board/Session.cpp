@@ -31,6 +31,9 @@ bool isDescription(const CommonOptions& options) {
 }  // namespace
 
 struct Session::Simulated {
+  RequestCounts requests;
+  sim::Clock realClock{sim::Pace::real};
+  const sim::Clock* clock = &realClock;
   std::optional<sim::Bench> bench;
   std::optional<sim::DescribedBench> described;
   std::unique_ptr<sim::Attachment> attachment;  // last, so that nothing is called any more when the boards go
@@ -67,8 +70,11 @@ void checkCommonOptions(const CommonOptions& common) {
   }
 }
 
-Session::Session(const CommonOptions& options) : simulated_(std::make_unique<Simulated>()) {
+Session::Session(const CommonOptions& options, bool watches) : simulated_(std::make_unique<Simulated>()) {
   const HMODULE library = GetModuleHandleA("KVEXA_LIB.dll");
+  const auto watch = [this, watches](sim::Trace& trace) {
+    if (watches) trace.watch([this](const std::string& line) { simulated_->requests.add(line); });
+  };
   if (isDescription(options)) {
     try {
       sim::Description description = sim::readDescription(absoluteUtf8(options.boards));
@@ -79,6 +85,8 @@ Session::Session(const CommonOptions& options) : simulated_(std::make_unique<Sim
     }
     sim::Machine& machine = simulated_->described->machine();
     for (unsigned i = 0; i < simulated_->described->count(KVEXA_BOARD_PCIE); ++i) machine.pciBus().addBoard();
+    simulated_->clock = &machine.clock();
+    watch(machine.trace());
     simulated_->attachment = std::make_unique<sim::Attachment>(library, machine);
     return;
   }
@@ -94,10 +102,19 @@ Session::Session(const CommonOptions& options) : simulated_(std::make_unique<Sim
     bench.addBoard(KVEXA_BOARD_PCIE);
     bench.machine().pciBus().addBoard();
   }
-  // Real boards without a trace need nothing of the bench.
-  if (options.simulate || !options.trace.empty()) bench.attach(library);
+  if (options.simulate) simulated_->clock = &bench.machine().clock();
+  watch(bench.trace());
+  // Real boards whose requests nobody looks at need nothing of the bench.
+  if (options.simulate || !options.trace.empty() || watches) bench.attach(library);
 }
 
 Session::~Session() = default;
+
+const RequestCounts& Session::requests() const { return simulated_->requests; }
+
+double Session::seconds() const {
+  constexpr double million = 1e6;
+  return static_cast<double>(simulated_->clock->now()) / million;
+}
 
 }  // namespace cli

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "cli/board/RequestCounts.h"
+
 namespace cli {
 
 class Options;
@@ -29,11 +31,17 @@ void checkCommonOptions(const CommonOptions& common);
 // While it lives, the library's calls to Windows go to the simulated boards, or into the trace.
 class Session {
  public:
-  // Throws Failure, or another exception with a sentence for people, when a file does not serve.
-  explicit Session(const CommonOptions& options);
+  // With `watches` the requests to the boards are counted. Throws Failure, or another exception with a
+  // sentence for people, when a file does not serve.
+  explicit Session(const CommonOptions& options, bool watches = false);
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
+
+  const RequestCounts& requests() const;
+
+  // By the clock of the boards, which is simulated for simulated ones.
+  double seconds() const;
 
  private:
   struct Simulated;

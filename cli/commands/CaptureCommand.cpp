@@ -10,6 +10,7 @@
 #include "cli/commands/Commands.h"
 #include "cli/files/OutputFiles.h"
 #include "cli/frames/FrameSetup.h"
+#include "cli/frames/OneShot.h"
 #include "cli/frames/Picture.h"
 
 namespace cli {
@@ -53,19 +54,6 @@ void checkPictures(const std::vector<Destination>& destinations, const PictureMa
                     "a name that ends in .raw or .bin keeps the samples");
     }
   }
-}
-
-std::vector<std::uint8_t> captureFrame(const Board& board, const FrameLayout& frame, std::uint32_t timeout) {
-  // A USB board does not report that no frame came: the buffer then still holds its mark.
-  constexpr std::uint8_t mark = 0xA5;
-  std::vector<std::uint8_t> raw(frame.bytes, mark);
-  board.step("kVexaOneShotCapture", kVexaOneShotCapture(board.handle(), frame.bytes, raw.data(), timeout));
-  if (std::ranges::all_of(raw, [](std::uint8_t byte) { return byte == mark; })) {
-    throw Failure("no frame came within " + std::to_string(timeout) + " ms; does the sensor stream?",
-                  ExitCode::timeLimit,
-                  "look at the last line of the register-setting file, and at --timeout");
-  }
-  return raw;
 }
 
 class Saver {

@@ -117,6 +117,8 @@ void PictureMaker::findHindrance() {
   }
 }
 
+const char* PictureMaker::kindName() const { return kinds[static_cast<std::size_t>(kind_)].name.data(); }
+
 std::string PictureMaker::make(const std::uint8_t* frame, kvexa::Image& image) const {
   if (!hindrance_.empty()) throw Failure("there can be no picture: " + hindrance_);
   image.resize(width_, layout_.height);

@@ -31,6 +31,17 @@ struct StatisticsReport {
 // Throws Failure.
 StatisticsReport statistics(const StatisticsOptions& options);
 
+// Of samples of so many bits; a white level of 0 is the largest value. Throws Failure when they make no
+// sense.
+analysis::Levels levelsOf(std::uint32_t bits, std::uint32_t black, std::uint32_t white);
+
+// Throws Failure when the text is no "find", and no rectangle inside a frame of this size.
+void checkEdge(const std::string& edge, std::uint32_t width, std::uint32_t height);
+
+// In a rectangle, or where one is found; nothing when none is. Throws Failure as checkEdge does.
+std::optional<analysis::EdgeReport> measureEdgeIn(const analysis::Mosaic& mosaic, analysis::Levels levels,
+                                                  const std::string& edge);
+
 void print(const StatisticsReport& report);
 nlohmann::json toJson(const StatisticsReport& report);
 

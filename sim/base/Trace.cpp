@@ -10,6 +10,7 @@ void Trace::add(std::string line) {
   const bool yields = line == "sleep 0";
   if (yields && yielding_) return;
   yielding_ = yields;
+  if (watcher_) watcher_(line);
   if (sink_) return sink_(line);
   if (lines_.size() == mostLines) lines_.pop_front();
   lines_.push_back(std::move(line));
@@ -28,6 +29,11 @@ void Trace::sendTo(Sink sink) {
   const std::lock_guard lock(mutex_);
   sink_ = std::move(sink);
   yielding_ = false;
+}
+
+void Trace::watch(Sink watcher) {
+  const std::lock_guard lock(mutex_);
+  watcher_ = std::move(watcher);
 }
 
 void Trace::writeTo(std::FILE* file) {

@@ -56,13 +56,17 @@ class Trace {
   using Sink = std::function<void(const std::string& line)>;
   void sendTo(Sink sink);
 
-  // The same for a file, which the caller owns; null stops it.
+  // Hands every line to the function as well, whatever else becomes of it; an empty one stops that.
+  void watch(Sink watcher);
+
+  // The same as sendTo for a file, which the caller owns; null stops it.
   void writeTo(std::FILE* file);
 
  private:
   std::mutex mutex_;
   std::deque<std::string> lines_;
   Sink sink_;
+  Sink watcher_;
   bool yielding_ = false;
 };
 
