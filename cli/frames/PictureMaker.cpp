@@ -31,6 +31,7 @@ constexpr Choice methods[] = {{"integer-studio", KVEXA_YUYV_INTEGER_STUDIO},
 
 constexpr std::size_t kernelNumbers = 108;
 constexpr std::size_t matrixNumbers = 13;
+constexpr std::uint32_t mostLevel = 65535;
 
 SampleKind kindOf(const PictureOptions& options, const CapParam& parameters) {
   const auto wanted = static_cast<SampleKind>(options.kind);
@@ -81,7 +82,11 @@ void addPictureOptions(Options& options, PictureOptions& picture) {
       .choice("--order", picture.order, orders, "order of YUYV samples")
       .choice("--method", picture.method, methods, "equations from YUYV to colours")
       .text("--matrix", picture.matrix, "file of 13 numbers: a colour matrix for YUYV samples")
-      .number("--quality", picture.quality, 0, 100, "of JPEG files");
+      .number("--quality", picture.quality, 0, 100, "of JPEG files")
+      .flag("--mosaic", picture.mosaic, "PNG and TIFF: the samples as they are, not colours")
+      .number("--black", picture.black, 0, mostLevel, "black level of the sensor")
+      .number("--white", picture.white, 0, mostLevel, "white level; 0 for the largest value of the depth")
+      .text("--gains", picture.gains, "DNG: factors that make grey grey: red,green,blue");
 }
 
 PictureMaker::PictureMaker(const PictureOptions& options, const CapParam& parameters,

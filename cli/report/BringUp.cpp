@@ -46,9 +46,12 @@ BringUp::BringUp(const Context& context, const ReportOptions& options, Output& f
       layout_(layoutOf(found, parameters_)),
       maker_(options.picture, parameters_, layout_),
       writer_(maker_, options.picture, layout_),
-      statistics_(options.statistics, maker_, options.picture.pattern, layout_) {
+      statistics_(options.edge, options.picture, maker_, layout_) {
   if (!maker_.hindrance().empty()) found_.put("pictureHindrance", maker_.hindrance());
   if (!options.samples.empty()) files_.emplace(options.samples, options.frames);
+  if (files_ && !writer_.hindrance(files_->kind()).empty()) {
+    throw Failure(options.samples + ": there can be no picture: " + writer_.hindrance(files_->kind()));
+  }
   tellFiles();
 }
 

@@ -21,7 +21,7 @@ struct ReportOptions {
   std::string samples;  // name of the frames' own files, with a '#'; empty for none
   std::uint32_t frames = 8;
   std::uint32_t timeout = 1000;  // milliseconds for a frame
-  StatisticsSettings statistics;
+  std::string edge = "find";
   PictureOptions picture;
 };
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "cli/raw/StatisticsCommand.h"
 
@@ -14,11 +15,11 @@ constexpr char noEdge[] = "none";
 
 }  // namespace
 
-FrameStatistics::FrameStatistics(const StatisticsSettings& settings, const PictureMaker& maker,
-                                 std::uint32_t pattern, const FrameLayout& layout)
-    : settings_(settings),
+FrameStatistics::FrameStatistics(std::string edge, const PictureOptions& options, const PictureMaker& maker,
+                                 const FrameLayout& layout)
+    : wantedEdge_(std::move(edge)),
       layout_(layout),
-      pattern_(maker.kind() == SampleKind::bayer ? static_cast<analysis::Pattern>(pattern)
+      pattern_(maker.kind() == SampleKind::bayer ? static_cast<analysis::Pattern>(options.pattern)
                                                  : analysis::Pattern::none),
       isWide_(maker.isWide()),
       hindrance_(maker.hindrance()) {
@@ -26,8 +27,8 @@ FrameStatistics::FrameStatistics(const StatisticsSettings& settings, const Pictu
     hindrance_ = std::string("statistics are made of Bayer or grey samples, not of ") + maker.kindName();
   }
   if (!hindrance_.empty()) return;
-  levels_ = levelsOf(layout.bits, settings.black, settings.white);
-  if (settings.edge != noEdge) checkEdge(settings.edge, layout.width, layout.height);
+  levels_ = levelsOf(layout.bits, options.black, options.white);
+  if (wantedEdge_ != noEdge) checkEdge(wantedEdge_, layout.width, layout.height);
   series_.emplace(levels_, defectShare);
 }
 
@@ -41,7 +42,7 @@ void FrameStatistics::add(const std::vector<std::uint8_t>& raw) {
     samples_.assign(raw.begin(), raw.begin() + static_cast<std::ptrdiff_t>(count));
   }
   const analysis::Mosaic mosaic{samples_, layout_.width, layout_.height, layout_.bits, pattern_};
-  if (frames_++ == 0 && settings_.edge != noEdge) edge_ = measureEdgeIn(mosaic, levels_, settings_.edge);
+  if (frames_++ == 0 && wantedEdge_ != noEdge) edge_ = measureEdgeIn(mosaic, levels_, wantedEdge_);
   series_->add(mosaic);
 }
 
@@ -52,7 +53,7 @@ void FrameStatistics::tell(Output& output) {
     output.put("statisticsHindrance", hindrance_);
     return;
   }
-  const StatisticsReport report{series_->finish(), settings_.edge != noEdge, edge_};
+  const StatisticsReport report{series_->finish(), wantedEdge_ != noEdge, edge_};
   output.putMembers(nlohmann::json{{"statistics", toJson(report)}}.dump());
 }
 

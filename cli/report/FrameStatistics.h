@@ -13,16 +13,11 @@
 
 namespace cli {
 
-struct StatisticsSettings {
-  std::uint32_t black = 0;
-  std::uint32_t white = 0;    // 0: the largest value of the depth
-  std::string edge = "find";  // or "X,Y,WIDTH,HEIGHT", or "none"
-};
-
 class FrameStatistics {
  public:
   // Throws Failure for levels or a rectangle that do not go with the frames.
-  FrameStatistics(const StatisticsSettings& settings, const PictureMaker& maker, std::uint32_t pattern,
+  // The edge is "find", "X,Y,WIDTH,HEIGHT" or "none".
+  FrameStatistics(std::string edge, const PictureOptions& options, const PictureMaker& maker,
                   const FrameLayout& layout);
 
   void add(const std::vector<std::uint8_t>& raw);
@@ -31,7 +26,7 @@ class FrameStatistics {
   void tell(Output& output);
 
  private:
-  const StatisticsSettings& settings_;
+  std::string wantedEdge_;
   FrameLayout layout_;
   analysis::Pattern pattern_;
   bool isWide_;

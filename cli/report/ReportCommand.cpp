@@ -21,7 +21,6 @@ namespace cli {
 
 namespace {
 
-constexpr std::uint32_t mostLevel = 65535;
 constexpr std::uint32_t mostFrames = 1000;
 constexpr double mostPixels = 4e6;  // of the page's picture, so that the page can be sent to people
 
@@ -170,10 +169,7 @@ Action reportCommand(Options& options) {
       .number("--frames", values->frames, 1, mostFrames,
               "frames to capture; two or more tell noise from pattern")
       .text("--samples", values->samples, "keep the frames in files too: name with '#' for the number")
-      .text("--edge", values->statistics.edge, "measure sharpness in X,Y,WIDTH,HEIGHT, find an edge, or none")
-      .number("--black", values->statistics.black, 0, mostLevel, "black level")
-      .number("--white", values->statistics.white, 0, mostLevel,
-              "white level; 0 for the largest value of the depth")
+      .text("--edge", values->edge, "measure sharpness in X,Y,WIDTH,HEIGHT, find an edge, or none")
       .number("--timeout", values->timeout, 1, 600000, "milliseconds to wait for a frame");
   addPictureOptions(options, values->picture);
   return [values](Context& context) { report(context, *values); };

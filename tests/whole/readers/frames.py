@@ -10,7 +10,7 @@ from pathlib import Path
 
 import numpy
 
-WIDTH, HEIGHT = 134, 98  # bitmaps take 132 columns
+WIDTH, HEIGHT = 134, 98  # bitmaps have 136 columns
 BITS = {"mosaic8": 8, "mosaic10": 10, "mosaic16": 16, "grey12": 12}
 PATTERNS = {"grbg": "GRBG", "rggb": "RGGB", "bggr": "BGGR", "gbrg": "GBRG"}
 BLACK, WHITE = 64, 1023
@@ -66,6 +66,8 @@ def read_raw(path):
     if path.stem == "rgb565":
         words = numpy.fromfile(path, "<u2").reshape(HEIGHT, WIDTH).astype(int)
         return numpy.stack([(words >> 11) << 3, (words >> 5 & 63) << 2, (words & 31) << 3], axis=2)
+    if path.stem.startswith("captured"):
+        return numpy.fromfile(path, "<u2" if path.stem.endswith("10") else "u1").reshape(960, 1280)
     return numpy.fromfile(path, "<u2" if BITS[path.stem] > 8 else "u1").reshape(HEIGHT, WIDTH)
 
 
@@ -77,11 +79,11 @@ def read(path):
 
 def same(first, second):
     one, other = read(first), read(second)
-    if one.shape != other.shape and one.shape[:1] == other.shape[:1]:
-        width = min(one.shape[1], other.shape[1])  # a bitmap lacks up to three columns
-        if max(one.shape[1], other.shape[1]) - width >= 4:
+    one, other = sorted((one, other), key=lambda each: each.shape[1])
+    if one.shape[0] == other.shape[0] and one.shape[1] % 4 and other.shape[1] == (one.shape[1] + 3) // 4 * 4:
+        if other[:, one.shape[1]:].any():  # black columns fill the rows of a bitmap up
             return False
-        one, other = one[:, :width], other[:, :width]
+        other = other[:, :one.shape[1]]
     return one.shape == other.shape and bool((one.astype(int) == other.astype(int)).all())
 
 
