@@ -76,6 +76,17 @@ std::string complaint(const CLI::App& app, const CLI::ParseError& error,
   return text;
 }
 
+// A wait that Ctrl-C found running may end in another failure: that is not what the command ended for.
+void perform(const Action& action, Context& context) {
+  try {
+    action(context);
+  } catch (const Failure& failure) {
+    const bool isOfWait = failure.exitCode == ExitCode::board || failure.exitCode == ExitCode::timeLimit;
+    if (context.interrupt != nullptr && isOfWait) context.interrupt->check();
+    throw;
+  }
+}
+
 int act(const Command& command, const std::vector<std::string>& arguments, Output& output) {
   CLI::App app(command.help, "kvexa " + std::string(command.words));
   app.allow_windows_style_options(false);  // a path may start with a slash
@@ -99,7 +110,7 @@ int act(const Command& command, const std::vector<std::string>& arguments, Outpu
   const bool watches = command.needs == Command::Needs::watchedBoards;
   if (watches || command.needs == Command::Needs::boards) session.emplace(common, watches);
   Context context{common, output, interrupt ? &*interrupt : nullptr, session ? &*session : nullptr};
-  action(context);
+  perform(action, context);
   if (command.needs != Command::Needs::nothing) output.finish();
   return static_cast<int>(context.exitCode);
 }

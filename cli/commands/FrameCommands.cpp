@@ -118,7 +118,7 @@ struct Analysis {
   void run(const Context& context) {
     options.layout = layout.get();
     options.defectShare = parseReal(defectShare, "--defect-share", 0, 1);
-    const StatisticsReport report = statistics(options);
+    const StatisticsReport report = statistics(options, *context.interrupt);
     if (context.output.isJson()) {
       context.output.putMembers(toJson(report).dump());
     } else {

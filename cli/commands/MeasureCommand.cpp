@@ -41,6 +41,7 @@ void measure(Context& context, const MeasureOptions& options) {
   }
   context.interrupt->check();
   const bool hasFrames = tellFrames(board, options.timeout);
+  context.interrupt->check();
   tellSupplies(board);
   power.off();
   if (hasFrames) return;

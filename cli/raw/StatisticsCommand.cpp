@@ -88,7 +88,7 @@ std::optional<analysis::EdgeReport> measureEdgeIn(const analysis::Mosaic& mosaic
   return analysis::measureEdge(mosaic, levels, *region);
 }
 
-StatisticsReport statistics(const StatisticsOptions& options) {
+StatisticsReport statistics(const StatisticsOptions& options, const Interrupt& interrupt) {
   const RawFormat format = options.layout.format;
   if (format != RawFormat::bayer && format != RawFormat::grey) {
     throw Failure(std::string("statistics are made of bayer or grey samples, not of ") + nameOf(format));
@@ -102,6 +102,7 @@ StatisticsReport statistics(const StatisticsOptions& options) {
   FrameReader reader(options.layout);
   bool isFirst = true;
   for (const std::string& file : options.files) {
+    interrupt.check();
     const analysis::Mosaic mosaic = reader.read(file);
     if (isFirst && report.edgeWanted) report.edge = measureEdgeIn(mosaic, levels, options.edge);
     isFirst = false;

@@ -9,6 +9,7 @@
 
 #include "cli/analysis/Series.h"
 #include "cli/analysis/SlantedEdge.h"
+#include "cli/base/Interrupt.h"
 #include "cli/raw/RawFile.h"
 
 namespace cli {
@@ -28,8 +29,8 @@ struct StatisticsReport {
   std::optional<analysis::EdgeReport> edge;  // of the first frame
 };
 
-// Throws Failure.
-StatisticsReport statistics(const StatisticsOptions& options);
+// Throws Failure, also when the interrupt is set.
+StatisticsReport statistics(const StatisticsOptions& options, const Interrupt& interrupt);
 
 // Of samples of so many bits; a white level of 0 is the largest value. Throws Failure when they make no
 // sense.

@@ -145,6 +145,7 @@ void report(Context& context, const ReportOptions& options) {
   tellOccasion(options, found);
   BringUp bringUp(context, options, found);
   const std::exception_ptr failure = runTold(bringUp, found);
+  context.interrupt->check();
   bringUp.tellStatistics();
   const PagePicture picture = pagePicture(bringUp.picture(), options, found);
   tellRequests(context.session->requests(), found);
