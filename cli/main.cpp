@@ -52,29 +52,13 @@ std::vector<std::string> ownArguments(int argc, char** argv) {
   return arguments;
 }
 
-std::string inOneLine(std::string text) {
-  std::ranges::replace(text, '\n', ' ');
-  return text;
-}
-
 // One line on the standard error, and the JSON object of the failure on the standard output.
-int tell(Output& output, const Failure& failure, const CallFailure* call) {
+int tell(Output& output, const Failure& failure) {
   const std::string text = inOneLine(failure.what());
   const char* const link = failure.advice.empty() ? "" : text.ends_with('?') ? " " : "; ";
   std::fflush(stdout);
   std::fprintf(stderr, "kvexa: %s%s%s\n", text.c_str(), link, inOneLine(failure.advice).c_str());
-  const kvexa::ResultText* const known = call == nullptr ? nullptr : kvexa::findResult(call->result);
-  if (call != nullptr) {
-    output.put("error/call", call->call);
-    output.put("error/code", call->result);
-  } else {
-    output.put("error/call", nullptr);
-    output.put("error/code", nullptr);
-  }
-  output.put("error/name", known == nullptr ? nameOf(failure.exitCode) : known->name);
-  output.put("error/text", text);
-  output.put("error/advice", failure.advice);
-  output.put("error/exit", static_cast<int>(failure.exitCode));
+  putFailure(output, failure);
   output.finish();
   return static_cast<int>(failure.exitCode);
 }
@@ -92,6 +76,17 @@ std::string complaint(const CLI::App& app, const CLI::ParseError& error,
     return "unknown option " + name + (nearest.empty() ? "" : ", did you mean " + nearest + "?");
   }
   return text;
+}
+
+// A wait that Ctrl-C found running may end in another failure: that is not what the command ended for.
+void perform(const Action& action, Context& context) {
+  try {
+    action(context);
+  } catch (const Failure& failure) {
+    const bool isOfWait = failure.exitCode == ExitCode::board || failure.exitCode == ExitCode::timeLimit;
+    if (context.interrupt != nullptr && isOfWait) context.interrupt->check();
+    throw;
+  }
 }
 
 int act(const Command& command, const std::vector<std::string>& arguments, Output& output) {
@@ -114,9 +109,12 @@ int act(const Command& command, const std::vector<std::string>& arguments, Outpu
   std::optional<Interrupt> interrupt;
   if (command.needs != Command::Needs::nothing) interrupt.emplace();
   std::optional<Session> session;
-  if (command.needs == Command::Needs::boards) session.emplace(common);
-  Context context{common, output, interrupt ? &*interrupt : nullptr};
-  action(context);
+  const bool watches = command.needs == Command::Needs::watchedBoards;
+  if (watches || command.needs == Command::Needs::boards) {
+    session.emplace(common, SessionOptions{.countsRequests = watches});
+  }
+  Context context{common, output, interrupt ? &*interrupt : nullptr, session ? &*session : nullptr};
+  perform(action, context);
   if (command.needs != Command::Needs::nothing) output.finish();
   return static_cast<int>(context.exitCode);
 }
@@ -146,17 +144,15 @@ int guarded(int argc, char** argv, Output& output) {
   } catch (const RunFailure& failure) {
     std::fprintf(stderr, "kvexa: %s\n", failure.what());
     return failure.exitCode;
-  } catch (const CallFailure& failure) {
-    return tell(output, failure, &failure);
   } catch (const Failure& failure) {
-    const int code = tell(output, failure, nullptr);
+    const int code = tell(output, failure);
     return runs ? static_cast<int>(runFailed) : code;
   } catch (const kvexa::Error& error) {
-    return tell(output, Failure(error.what(), exitCodeOf(error.result()), error.advice()), nullptr);
+    return tell(output, Failure(error.what(), exitCodeOf(error.result()), error.advice()));
   } catch (const std::bad_alloc&) {
-    return tell(output, Failure("there is not enough memory", ExitCode::board), nullptr);
+    return tell(output, Failure("there is not enough memory", ExitCode::board));
   } catch (const std::exception& error) {
-    return tell(output, Failure(error.what()), nullptr);
+    return tell(output, Failure(error.what()));
   }
 }
 

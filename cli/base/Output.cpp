@@ -1,5 +1,8 @@
 #include "cli/base/Output.h"
 
+#include <kvexa.hpp>
+
+#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -13,6 +16,8 @@ namespace cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+std::string textOf(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
 std::string formatted(const char* pattern, std::va_list arguments) {
   std::va_list again;
@@ -41,7 +46,9 @@ void Output::begin(const std::string& command, bool json, bool quiet) {
   restart();
 }
 
-void Output::putMembers(const std::string& object) { object_->json.update(Json::parse(object)); }
+void Output::putMembers(const std::string& object) {
+  if (json_) object_->json.update(Json::parse(object));
+}
 
 std::string Output::takeMembers() {
   object_->json.erase("command");
@@ -57,6 +64,7 @@ void Output::restart() {
 }
 
 void Output::record(const std::string& call, std::int32_t result) {
+  if (echo_ != nullptr) echo_->record(call, result);
   if (quiet_) return;
   if (json_) {
     const std::string place = "calls/" + std::to_string(calls_++);
@@ -73,6 +81,7 @@ void Output::step(const std::string& call, std::int32_t result, const std::strin
 }
 
 void Output::detail(const std::string& what, const std::string& text) {
+  if (echo_ != nullptr) echo_->detail(what, text);
   if (!quiet_) print("    %-22s %s\n", what.c_str(), text.c_str());
 }
 
@@ -116,10 +125,12 @@ void Output::putList(const std::string& place) {
 
 void Output::endLine() {
   if (!json_) return;
-  const std::string text = object_->json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  const std::string text = textOf(object_->json) + "\n";
   if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) gone_ = true;
   restart();
 }
+
+std::string Output::object() const { return textOf(object_->json); }
 
 void Output::finish() {
   endLine();
@@ -129,6 +140,27 @@ void Output::finish() {
 bool Output::isReaderGone() {
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) gone_ = true;
   return gone_;
+}
+
+void putFailure(Output& output, const Failure& failure) {
+  const auto* const call = dynamic_cast<const CallFailure*>(&failure);
+  const kvexa::ResultText* const known = call == nullptr ? nullptr : kvexa::findResult(call->result);
+  if (call != nullptr) {
+    output.put("error/call", call->call);
+    output.put("error/code", call->result);
+  } else {
+    output.put("error/call", nullptr);
+    output.put("error/code", nullptr);
+  }
+  output.put("error/name", known == nullptr ? nameOf(failure.exitCode) : known->name);
+  output.put("error/text", inOneLine(failure.what()));
+  output.put("error/advice", failure.advice);
+  output.put("error/exit", static_cast<int>(failure.exitCode));
+}
+
+std::string inOneLine(std::string text) {
+  std::ranges::replace(text, '\n', ' ');
+  return text;
 }
 
 std::string format(const char* pattern, ...) {

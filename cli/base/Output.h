@@ -8,6 +8,8 @@
 
 namespace cli {
 
+struct Failure;
+
 class Output {
  public:
   Output();
@@ -55,6 +57,12 @@ class Output {
   // The last object.
   void finish();
 
+  // Steps and details are told there too, by an output whose own object becomes part of something else.
+  void echoTo(Output* other) { echo_ = other; }
+
+  // The object as it stands, as text. Only in JSON.
+  std::string object() const;
+
   // Whether what was written did not arrive, as when the reader of a pipe has gone.
   bool isReaderGone();
 
@@ -68,8 +76,14 @@ class Output {
   bool json_ = false;
   bool quiet_ = false;
   bool gone_ = false;
+  Output* echo_ = nullptr;
   unsigned calls_ = 0;
 };
+
+// The member "error" of an object, in which a program finds what went wrong.
+void putFailure(Output& output, const Failure& failure);
+
+std::string inOneLine(std::string text);
 
 // A number as people write it: "%.2f" and the like.
 __attribute__((format(gnu_printf, 1, 2))) std::string format(const char* pattern, ...);

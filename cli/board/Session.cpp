@@ -34,6 +34,9 @@ struct Session::Simulated {
   void describe(const CommonOptions& options, const SessionOptions& how, HMODULE library);
   void setUp(const CommonOptions& options, const SessionOptions& how, HMODULE library);
 
+  RequestCounts requests;
+  sim::Clock realClock{sim::Pace::real};
+  const sim::Clock* clock = &realClock;
   std::optional<sim::Bench> bench;
   std::optional<sim::DescribedBench> described;
   std::unique_ptr<sim::Attachment> attachment;  // last, so that nothing is called any more when the boards go
@@ -104,6 +107,7 @@ void Session::Simulated::describe(const CommonOptions& options, const SessionOpt
     throw Failure(error.what());
   }
   sim::Machine& machine = described->machine();
+  clock = &machine.clock();
   machine.trace().listen(how.listener);
   for (unsigned i = 0; i < described->count(KVEXA_BOARD_PCIE); ++i) machine.pciBus().addBoard();
   attachment = std::make_unique<sim::Attachment>(library, machine);
@@ -114,6 +118,7 @@ void Session::Simulated::setUp(const CommonOptions& options, const SessionOption
   // Before the trace file is made: a scene that is no picture leaves no file.
   if (!options.scene.empty()) bench->setScene(sim::Scene::fromFile(options.scene));
   if (!options.trace.empty()) bench->writeTrace(options.trace);
+  if (options.simulate) clock = &bench->machine().clock();
   bench->trace().listen(how.listener);
   for (std::uint32_t i = 0; options.simulate && i < boardCount(options); ++i) {
     bench->addBoard(KVEXA_BOARD_USB);
@@ -127,13 +132,23 @@ void Session::Simulated::setUp(const CommonOptions& options, const SessionOption
 Session::Session(const CommonOptions& options, const SessionOptions& how)
     : simulated_(std::make_unique<Simulated>()) {
   const HMODULE library = GetModuleHandleA("KVEXA_LIB.dll");
+  SessionOptions heard = how;
+  if (how.countsRequests)
+    heard.listener = [this](const std::string& line) { simulated_->requests.add(line); };
   if (isDescription(options) || (options.simulate && how.isRealTime)) {
-    simulated_->describe(options, how, library);
+    simulated_->describe(options, heard, library);
   } else {
-    simulated_->setUp(options, how, library);
+    simulated_->setUp(options, heard, library);
   }
 }
 
 Session::~Session() = default;
+
+const RequestCounts& Session::requests() const { return simulated_->requests; }
+
+double Session::seconds() const {
+  constexpr double million = 1e6;
+  return static_cast<double>(simulated_->clock->now()) / million;
+}
 
 }  // namespace cli

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "cli/board/RequestCounts.h"
+
 namespace cli {
 
 class Options;
@@ -27,10 +29,12 @@ void addCommonOptions(Options& options, CommonOptions& common);
 // Throws UsageFailure for options that do not go together.
 void checkCommonOptions(const CommonOptions& common);
 
-// How simulated boards run, and who hears of the requests to boards of either kind.
+// How simulated boards run, and who hears of the requests to boards of either kind: Session::requests where
+// they are counted, else the listener.
 struct SessionOptions {
   bool isRealTime = false;   // simulated boards: also where a description says otherwise
   bool isStreaming = false;  // the sensors of --simulate stream as soon as they are powered up
+  bool countsRequests = false;
   std::function<void(const std::string& line)> listener;
 };
 
@@ -42,6 +46,11 @@ class Session {
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
+
+  const RequestCounts& requests() const;
+
+  // By the clock of the boards, which is simulated for simulated ones.
+  double seconds() const;
 
  private:
   struct Simulated;

@@ -45,11 +45,11 @@ std::vector<Destination> destinationsOf(const std::vector<std::string>& names) {
   return destinations;
 }
 
-void checkPictures(const std::vector<Destination>& destinations, const PictureMaker& maker) {
+void checkPictures(const std::vector<Destination>& destinations, const FrameWriter& writer) {
   for (const Destination& each : destinations) {
-    const bool isPicture = each.kind == FileKind::bmp || each.kind == FileKind::jpeg;
-    if (isPicture && !maker.hindrance().empty()) {
-      throw Failure(each.path + ": there can be no picture: " + maker.hindrance(), ExitCode::file,
+    const std::string hindrance = writer.hindrance(each.kind);
+    if (!hindrance.empty()) {
+      throw Failure(each.path + ": there can be no picture: " + hindrance, ExitCode::file,
                     "a name that ends in .raw or .bin keeps the samples");
     }
   }
@@ -98,7 +98,8 @@ void capture(Context& context, const CaptureOptions& options) {
   const CapParam parameters = readParameters(output, options.parameters);
   const FrameLayout layout = layoutOf(output, parameters);
   const PictureMaker maker(options.picture, parameters, layout);
-  checkPictures(destinations, maker);
+  FrameWriter writer(maker, options.picture, layout);
+  checkPictures(destinations, writer);
 
   std::vector<std::uint8_t> raw;
   {
@@ -113,7 +114,6 @@ void capture(Context& context, const CaptureOptions& options) {
   context.interrupt->check();
 
   OutputFiles files;
-  FrameWriter writer(maker, options.picture, layout);
   Saver saver(writer, files, output, raw.data());
   for (const Destination& destination : destinations) save(saver, destination, maker, output);
   files.keep();
@@ -127,10 +127,10 @@ Action captureCommand(Options& options) {
       .required()
       .text("--params", values->parameters, "capture-parameter file")
       .required()
-      .texts(
-          "--out", values->destinations,
-          "files by their ending (.raw, .bin, .bmp, .jpg), or a folder for frame.raw and frame.bmp; without "
-          "it the working folder")
+      .texts("--out", values->destinations,
+             "files by their ending (.raw, .bin, .bmp, .jpg, .png, .tif, .dng, .npy), or a folder for "
+             "frame.raw and frame.bmp; without "
+             "it the working folder")
       .number("--timeout", values->timeout, 1, 600000, "milliseconds to wait for the frame");
   addPictureOptions(options, values->picture);
   return [values](Context& context) {

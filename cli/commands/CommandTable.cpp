@@ -44,6 +44,8 @@ constexpr Command table[] = {
     {"statistics", Needs::files,
      "noise, defects, shading and sharpness of raw frames; several frames of one scene tell more",
      statisticsCommand},
+    {"report", Needs::watchedBoards, "bring a module up, and write all that was found as one page of HTML",
+     reportCommand},
     {"abort", Needs::boards, "end captures that run on a board", abortCommand},
     {"recover", Needs::boards, "reset a USB board's command pipes after an error on the sensor bus",
      recoverCommand},

@@ -31,6 +31,7 @@ Action regsDiffCommand(Options& options);
 Action regsExplainCommand(Options& options);
 Action regsPlayCommand(Options& options);
 Action reloadCommand(Options& options);
+Action reportCommand(Options& options);
 Action resetOffCommand(Options& options);
 Action resetOnCommand(Options& options);
 Action runCommand(Options& options);

@@ -87,19 +87,8 @@ struct Conversion {
         .number("--order", settings.yuyvOrder, 0, 1, "yuyv: 0 for Y0 U Y1 V, 1 for U Y0 V Y1");
   }
 
-  void parseGains() {
-    std::string rest = gains;
-    for (std::size_t i = 0; i < options.settings.gains.size(); ++i) {
-      const bool isLast = i + 1 == options.settings.gains.size();
-      const std::size_t comma = isLast ? rest.size() : rest.find(',');
-      if (comma == std::string::npos) throw UsageFailure("--gains: three numbers, as 1.9,1,1.6");
-      options.settings.gains[i] = parseReal(rest.substr(0, comma), "--gains", -1e6, 1e6);
-      rest.erase(0, comma + 1);
-    }
-  }
-
   void run(const Context& context) {
-    parseGains();
+    options.settings.gains = parseGains(gains);
     options.layout = layout.get();
     options.quiet = context.output.isQuiet();
     const ConvertReport report = convert(options);
@@ -129,7 +118,7 @@ struct Analysis {
   void run(const Context& context) {
     options.layout = layout.get();
     options.defectShare = parseReal(defectShare, "--defect-share", 0, 1);
-    const StatisticsReport report = statistics(options);
+    const StatisticsReport report = statistics(options, *context.interrupt);
     if (context.output.isJson()) {
       context.output.putMembers(toJson(report).dump());
     } else {

@@ -1,5 +1,4 @@
 // kvexa measure: what comes in, and what supplies it.
-#include <cmath>
 #include <memory>
 
 #include "cli/base/Failure.h"
@@ -7,6 +6,7 @@
 #include "cli/board/BoardFacts.h"
 #include "cli/commands/Commands.h"
 #include "cli/frames/FrameSetup.h"
+#include "cli/frames/OneShot.h"
 
 namespace cli {
 
@@ -18,21 +18,11 @@ struct MeasureOptions {
   std::uint32_t timeout = 3000;  // milliseconds
 };
 
-// A USB board does not tell that its measurement did not end: without a rate there are no frames to measure.
-bool measureFrames(const Board& board, std::uint32_t timeout) {
-  Output& output = board.output();
-  const double rate = measureRate(board);
-  if (board.isUsb() && !(rate > 0)) return false;
-  AutoActual actual{};
-  const std::int32_t result = kVexaAutoActualEx(board.handle(), &actual, timeout);
-  output.record("kVexaAutoActualEx", result);
-  if (result == KVEXA_TIMED_OUT || result == KVEXA_MEASURE_FAILED) return false;
-  require("kVexaAutoActualEx", result);
-  output.print("frame size %u x %u\nframe rate %.2f\n", actual.firstDimension, actual.secondDimension,
-               actual.frameRate);
-  output.put("measured/width", actual.firstDimension);
-  output.put("measured/height", actual.secondDimension);
-  output.put("measured/frameRate", actual.frameRate);
+bool tellFrames(const Board& board, std::uint32_t timeout) {
+  const auto actual = measureFrames(board, measureRate(board), timeout);
+  if (!actual) return false;
+  board.output().print("frame size %u x %u\nframe rate %.2f\n", actual->firstDimension,
+                       actual->secondDimension, actual->frameRate);
   return true;
 }
 
@@ -50,11 +40,11 @@ void measure(Context& context, const MeasureOptions& options) {
     board.step("kVexaSetCapParam", kVexaSetCapParam(board.handle(), &parameters));
   }
   context.interrupt->check();
-  const bool hasFrames = measureFrames(board, options.timeout);
+  const bool hasFrames = tellFrames(board, options.timeout);
+  context.interrupt->check();
   tellSupplies(board);
   power.off();
   if (hasFrames) return;
-  output.put("measured", nullptr);
   throw Failure("no frames come in, so there is no size and no rate", ExitCode::timeLimit,
                 powers ? "look at the last line of the register-setting file"
                        : "--regs FILE powers up and starts the sensor first");

@@ -66,12 +66,38 @@ PowerSequence readSequence(const std::string& path) {
   return sequence;
 }
 
+// A sequence that does not come to its end leaves no supply on. A USB board does not tell that it did not:
+// that the supplies cannot be read does.
+class Unfinished {
+ public:
+  explicit Unfinished(const Board& board) : board_(board) {}
+  ~Unfinished() {
+    if (isDone_) return;
+    try {
+      board_.powerDown();
+    } catch (const CallFailure&) {
+      // The command fails already, with the reason of that.
+    }
+  }
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+
+  void done() { isDone_ = true; }
+
+ private:
+  const Board& board_;
+  bool isDone_ = false;
+};
+
 void playSequence(Context& context, const std::string& path) {
   const PowerSequence sequence = readSequence(path);
   const Board board(context);
+  Unfinished unfinished(board);
   board.step("kVexaPowerControl", kVexaPowerControl(board.handle(), &sequence));
+  context.interrupt->check();
   context.output.put("steps", sequence.stepCount);
   tellSupplies(board);
+  unfinished.done();
 }
 
 }  // namespace

@@ -137,6 +137,7 @@ void watch(Context& context, const RegOptions& options) {
   const Board board(context);
   Powered power(board, options.registers.power);
   std::vector<Register> before;
+  bool isComplete = false;
   for (std::uint32_t reading = 1; options.count == 0 || reading <= options.count; ++reading) {
     const auto now = readAll(board, access, ranges);
     const auto news = changed(now, before);
@@ -146,11 +147,13 @@ void watch(Context& context, const RegOptions& options) {
     output.put("end", false);
     print(output, access, news);
     output.endLine();
-    if (output.isReaderGone() || reading == options.count) break;
+    isComplete = reading == options.count;
+    if (output.isReaderGone() || isComplete) break;
     if (context.interrupt->wait(options.interval)) break;
   }
   power.off();
   output.put("end", true);
+  if (options.count != 0 && !isComplete) context.interrupt->check();
 }
 
 std::shared_ptr<RegOptions> withAddresses(Options& options, const char* help) {

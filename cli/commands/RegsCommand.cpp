@@ -83,6 +83,7 @@ void play(Context& context, const PlayOptions& options) {
   Powered power(board, options.power);
   playRegisters(board, options.file);
   context.output.put("file", options.file);
+  context.interrupt->check();
   power.off();
 }
 

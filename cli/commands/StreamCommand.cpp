@@ -33,8 +33,8 @@ struct StreamOptions {
 // How the stream goes.
 class Progress {
  public:
-  Progress(const StreamOptions& options, const FrameLayout& layout, double rate)
-      : options_(options), layout_(layout), rate_(rate) {}
+  Progress(const StreamOptions& options, const FrameLayout& layout, std::uint32_t padding, double rate)
+      : options_(options), layout_(layout), padding_(padding), rate_(rate) {}
 
   std::uint32_t frames() const { return frames_; }
   bool isComplete() const { return options_.count != 0 && frames_ == options_.count; }
@@ -76,12 +76,14 @@ class Progress {
     output.put("dropped", dropped_);
     if (options_.frameCounter) output.put("missing", missing_);
     output.put("timeouts", timeouts_);
+    if (padding_ != 0) output.put("picturePadding", padding_);
     output.put("end", isEnd);
   }
 
  private:
   const StreamOptions& options_;
   const FrameLayout& layout_;
+  std::uint32_t padding_;  // black columns of each bitmap
   double rate_;
   std::uint32_t frames_ = 0;
   bool dropped_ = false;
@@ -92,9 +94,9 @@ class Progress {
 };
 
 void checkFormat(const StreamOptions& options, const FrameLayout& frame, const FrameFiles* files,
-                 const PictureMaker& maker) {
-  if (files != nullptr && files->arePictures() && !maker.hindrance().empty()) {
-    throw Failure("there are no pictures to save: " + maker.hindrance(), ExitCode::file,
+                 const FrameWriter& writer) {
+  if (files != nullptr && !writer.hindrance(files->kind()).empty()) {
+    throw Failure("there are no pictures to save: " + writer.hindrance(files->kind()), ExitCode::file,
                   "leave --out away, or end its name in .raw");
   }
   const bool hasRoom =
@@ -102,6 +104,13 @@ void checkFormat(const StreamOptions& options, const FrameLayout& frame, const F
   if (options.frameCounter && !hasRoom) {
     throw Failure("--frame-counter needs 8-bit samples and a width of 128 pixels or more", ExitCode::usage);
   }
+}
+
+// Tells it once for all frames.
+std::uint32_t tellPadding(Output& output, const FrameFiles* files, std::uint32_t width) {
+  if (files == nullptr || files->kind() != FileKind::bmp || bitmapPadding(width) == 0) return 0;
+  output.detail("padding", "each bitmap " + paddingText(width));
+  return bitmapPadding(width);
 }
 
 // The capture ends at a frame that does not come; one that is late may be a sensor that pauses.
@@ -163,15 +172,16 @@ void stream(Context& context, const StreamOptions& options) {
   const CapParam parameters = readParameters(output, options.parameters);
   const FrameLayout layout = layoutOf(output, parameters);
   const PictureMaker maker(options.picture, parameters, layout);
-  checkFormat(options, layout, files ? &*files : nullptr, maker);
+  FrameWriter writer(maker, options.picture, layout);
+  checkFormat(options, layout, files ? &*files : nullptr, writer);
+  const std::uint32_t padding = tellPadding(output, files ? &*files : nullptr, maker.width());
 
   const Board board(context);
   Powered power(board);
   setUpSensor(board, options.registers, parameters);
-  Progress progress(options, layout, measureRate(board));
+  Progress progress(options, layout, padding, measureRate(board));
   const auto source = board.isUsb() ? makeUsbSource(board, layout, options.source)
                                     : makePcieSource(board, layout, options.source);
-  FrameWriter writer(maker, options.picture, layout);
   Stream all{context, board, *source, files ? &*files : nullptr, writer, progress};
   source->start();
   run(all, options);

@@ -60,14 +60,18 @@ void Remarks::addFault(unsigned line, std::string_view subject, const std::strin
   if (fault_.empty()) fault_ = textOf(remarks_.back());
 }
 
-void Remarks::tell(Output& output) const {
-  output.putList("remarks");
+void Remarks::put(Output& output, const std::string& list) const {
+  output.putList(list);
   for (std::size_t i = 0; i < remarks_.size(); ++i) {
-    const std::string place = "remarks/" + std::to_string(i);
+    const std::string place = list + "/" + std::to_string(i);
     output.put(place + "/line", remarks_[i].line);
     output.put(place + "/subject", remarks_[i].subject);
     output.put(place + "/text", remarks_[i].reason);
   }
+}
+
+void Remarks::tell(Output& output) const {
+  put(output, "remarks");
   output.print(remarks_.empty() ? "nothing suspicious\n" : "suspicious:\n");
   for (const bool ofLines : {true, false}) {
     for (const Remark& remark : remarks_) {

@@ -45,6 +45,9 @@ class Remarks {
   // One line each, those of the file as a whole last; in JSON the list "remarks".
   void tell(Output& output) const;
 
+  // The list alone, at another place of the object.
+  void put(Output& output, const std::string& list) const;
+
  private:
   static std::string textOf(const Remark& remark);
 

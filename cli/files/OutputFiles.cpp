@@ -55,23 +55,27 @@ void OutputFiles::add(const std::string& file) {
   files_.push_back(file);
 }
 
-void OutputFiles::write(const std::string& file, std::span<const std::uint8_t> bytes) {
-  add(file);
-  std::ofstream stream(file, std::ios::binary);
-  stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  if (!stream.flush()) {
-    throw Failure(file + ": cannot be written", ExitCode::file, "check rights and free space");
-  }
-}
-
 std::string folderOf(const std::string& file) {
   const std::size_t end = file.find_last_of("/\\");
   return end == std::string::npos ? "" : file.substr(0, end == 0 ? 1 : end);
 }
 
+std::string unfinishedName(const std::string& file) { return file + ".part"; }
+
 void writeWholeFile(const std::string& file, std::string_view content) {
+  if (isFolder(file)) throw Failure(file + ": is a folder, so no file can have this name");
+  const std::string unfinished = unfinishedName(file);
   OutputFiles files;
-  files.write(file, {reinterpret_cast<const std::uint8_t*>(content.data()), content.size()});
+  files.add(unfinished);
+  std::ofstream stream(unfinished, std::ios::binary);
+  stream.write(content.data(), static_cast<std::streamsize>(content.size()));
+  stream.close();
+  std::error_code error;
+  if (stream) fs::rename(toPath(unfinished), toPath(file), error);
+  if (!stream || error) {
+    throw Failure(file + ": cannot be written", ExitCode::file,
+                  "check rights and free space, and whether another program has it open");
+  }
   files.keep();
 }
 

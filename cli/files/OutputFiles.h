@@ -2,9 +2,7 @@
 // made for them.
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,7 +33,6 @@ class OutputFiles {
 
   // Told of every file that the command is about to make; makes its folder.
   void add(const std::string& file);
-  void write(const std::string& file, std::span<const std::uint8_t> bytes);
   void keep() { kept_ = true; }
 
  private:
@@ -47,7 +44,10 @@ class OutputFiles {
 // The folder of a file's name; empty for a name alone.
 std::string folderOf(const std::string& file);
 
-// The whole text or nothing. Throws Failure.
+// The whole text or what was there before: it becomes the file when all of it is written. Throws Failure.
 void writeWholeFile(const std::string& file, std::string_view content);
+
+// The name that it has until then.
+std::string unfinishedName(const std::string& file);
 
 }  // namespace cli

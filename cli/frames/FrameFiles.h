@@ -19,7 +19,7 @@ class FrameFiles {
   FrameFiles(const FrameFiles&) = delete;
   FrameFiles& operator=(const FrameFiles&) = delete;
 
-  bool arePictures() const { return kind_ == FileKind::bmp || kind_ == FileKind::jpeg; }
+  FileKind kind() const { return kind_; }
 
   // Throws Failure and leaves no part of a file.
   void save(std::uint32_t number, const std::uint8_t* frame, FrameWriter& writer);

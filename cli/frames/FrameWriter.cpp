@@ -1,10 +1,12 @@
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <fstream>
+#include <utility>
 
 #include "cli/base/Failure.h"
 #include "cli/base/Paths.h"
 #include "cli/frames/Picture.h"
+#include "cli/pictures/FileWriter.h"
 
 namespace cli {
 
@@ -15,17 +17,24 @@ struct Ending {
   FileKind kind;
 };
 
-constexpr std::array<Ending, 5> endings{{{".raw", FileKind::raw},
-                                         {".bin", FileKind::bin},
-                                         {".bmp", FileKind::bmp},
-                                         {".jpg", FileKind::jpeg},
-                                         {".jpeg", FileKind::jpeg}}};
+constexpr std::array<Ending, 10> endings{{{".raw", FileKind::raw},
+                                          {".bin", FileKind::bin},
+                                          {".bmp", FileKind::bmp},
+                                          {".jpg", FileKind::jpeg},
+                                          {".jpeg", FileKind::jpeg},
+                                          {".png", FileKind::png},
+                                          {".tif", FileKind::tiff},
+                                          {".tiff", FileKind::tiff},
+                                          {".dng", FileKind::dng},
+                                          {".npy", FileKind::npy}}};
 
 // Endings that nobody gives a folder.
-constexpr std::array<std::string_view, 8> otherPictures{".png", ".tif", ".tiff", ".dng",
-                                                        ".npy", ".gif", ".ppm",  ".pgm"};
+constexpr std::array<std::string_view, 4> otherPictures{".gif", ".ppm", ".pgm", ".webp"};
 
-constexpr std::uint32_t rowMultiple = 4;
+constexpr std::array<std::pair<FileKind, PictureKind>, 4> pictureKinds{{{FileKind::png, PictureKind::png},
+                                                                        {FileKind::tiff, PictureKind::tiff},
+                                                                        {FileKind::dng, PictureKind::dng},
+                                                                        {FileKind::npy, PictureKind::npy}}};
 
 // The format of kVexaSaveBinFile with so many bytes a pixel.
 std::uint32_t binFormat(std::uint32_t bytes) {
@@ -53,10 +62,38 @@ FileKind fileKindOf(const std::string& name) {
   for (const std::string_view each : otherPictures) {
     if (ending == each) {
       throw UsageFailure(name + ": files with this ending are not written",
-                         "choose .raw, .bin, .bmp, .jpg or .jpeg");
+                         "choose .raw, .bin, .bmp, .jpg, .png, .tif, .dng or .npy");
     }
   }
   return FileKind::folder;
+}
+
+bool isPicture(FileKind kind) {
+  return kind != FileKind::folder && kind != FileKind::raw && kind != FileKind::bin;
+}
+
+FrameWriter::FrameWriter(const PictureMaker& maker, const PictureOptions& options, const FrameLayout& layout)
+    : maker_(maker), options_(options), layout_(layout) {
+  settings_.mosaic = options.mosaic;
+  settings_.black = options.black;
+  settings_.white = options.white;
+  settings_.gains = parseGains(options.gains);
+}
+
+std::string FrameWriter::hindrance(FileKind kind) const {
+  if (!isPicture(kind)) return "";
+  if (!maker_.hindrance().empty()) return maker_.hindrance();
+  const bool isBayer = maker_.kind() == SampleKind::bayer;
+  if (kind == FileKind::dng && !isBayer) {
+    return std::string("a DNG file holds a Bayer mosaic, not ") + maker_.kindName();
+  }
+  if (options_.mosaic && !isBayer && maker_.kind() != SampleKind::grey) {
+    return std::string("--mosaic keeps Bayer or grey samples, not ") + maker_.kindName();
+  }
+  if (options_.mosaic && (kind == FileKind::bmp || kind == FileKind::jpeg)) {
+    return "--mosaic goes with PNG and TIFF files (DNG and NPY files keep the samples anyhow)";
+  }
+  return "";
 }
 
 void FrameWriter::write(const std::string& path, FileKind kind, const std::uint8_t* frame, Output* output) {
@@ -64,20 +101,39 @@ void FrameWriter::write(const std::string& path, FileKind kind, const std::uint8
     case FileKind::raw: writeRaw(path, frame, output); return;
     case FileKind::bin: writeBin(path, frame, output); return;
     case FileKind::bmp:
-      makePicture(path, frame, output);
+      makePicture(frame, output);
       writeBmp(path, output);
       return;
-    default:
-      makePicture(path, frame, output);
+    case FileKind::jpeg:
+      makePicture(frame, output);
       tell(output, "kVexaSaveJpegFile", image_.saveJpeg(path, options_.quality), path);
+      return;
+    default: writePicture(path, kind, frame, output);
   }
 }
 
-void FrameWriter::makePicture(const std::string& path, const std::uint8_t* frame, Output* output) {
-  if (!maker_.hindrance().empty()) {
-    throw Failure(path + ": there can be no picture: " + maker_.hindrance(), ExitCode::file,
-                  "a name that ends in .raw or .bin keeps the samples");
+void FrameWriter::writePicture(const std::string& path, FileKind kind, const std::uint8_t* frame,
+                               Output* output) {
+  const auto found = std::ranges::find(pictureKinds, kind, &std::pair<FileKind, PictureKind>::first);
+  const bool isBayer = maker_.kind() == SampleKind::bayer;
+  const bool isPlain = isBayer || maker_.kind() == SampleKind::grey;
+  const SampleFacts facts{layout_.width, layout_.height, layout_.bits, isBayer, options_.pattern};
+  const std::size_t bytes = std::size_t{layout_.width} * layout_.height * layout_.unit;
+  pictures::Picture picture;
+  if (isPlain && keepsSamples(found->second, isBayer, settings_)) {
+    picture = picturesSamples({frame, bytes}, facts);
+  } else {
+    makePicture(frame, output);
+    picture = picturesColours(image_);
   }
+  try {
+    pictures::writeFile(toPath(path), pictureBytes(found->second, picture, facts, settings_));
+  } catch (const pictures::PictureError& error) {
+    throw Failure(path + ": " + error.what(), ExitCode::file);
+  }
+}
+
+void FrameWriter::makePicture(const std::uint8_t* frame, Output* output) {
   const std::string call = maker_.make(frame, image_);
   if (output != nullptr && !call.empty()) output->record(call, KVEXA_OK);
 }
@@ -106,26 +162,11 @@ void FrameWriter::writeBin(const std::string& path, const std::uint8_t* frame, O
        path);
 }
 
-// The library writes rows at their exact length, and other programs want whole words.
 void FrameWriter::writeBmp(const std::string& path, Output* output) {
-  const std::uint32_t width = image_.width();
-  const std::uint32_t padded = (width + rowMultiple - 1) / rowMultiple * rowMultiple;
-  if (padded == width) {
-    tell(output, "kVexaSaveBmpFile", image_.saveBmp(path), path);
-    return;
-  }
-  padded_.resize(padded, image_.height());
-  std::memset(padded_.pixels(), 0, std::size_t{3} * padded * image_.height());
-  for (std::size_t row = 0; row < image_.height(); ++row) {
-    std::memcpy(padded_.pixels() + row * padded * 3, image_.pixels() + row * width * 3,
-                std::size_t{3} * width);
-  }
-  tell(output, "kVexaSaveBmpFile", padded_.saveBmp(path), path);
-  if (output == nullptr) return;
-  output->detail("padding", format("%s has %u columns instead of %u, the last ones black: bitmaps need rows "
-                                   "of whole words",
-                                   path.c_str(), padded, width));
-  output->put("picturePadding", padded - width);
+  tell(output, "kVexaSaveBmpFile", bitmap_.save(image_, path), path);
+  if (output == nullptr || bitmapPadding(image_.width()) == 0) return;
+  output->detail("padding", path + " " + paddingText(image_.width()));
+  output->put("picturePadding", bitmapPadding(image_.width()));
 }
 
 }  // namespace cli

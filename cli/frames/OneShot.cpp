@@ -1,6 +1,7 @@
 #include "cli/frames/OneShot.h"
 
 #include <algorithm>
+#include <string>
 
 #include "cli/base/Failure.h"
 
@@ -17,6 +18,21 @@ std::vector<std::uint8_t> captureFrame(const Board& board, const FrameLayout& fr
                   "look at the last line of the register-setting file, and at --timeout");
   }
   return raw;
+}
+
+std::optional<AutoActual> measureFrames(const Board& board, double rate, std::uint32_t timeout) {
+  Output& output = board.output();
+  output.put("measured", nullptr);
+  if (board.isUsb() && !(rate > 0)) return std::nullopt;
+  AutoActual actual{};
+  const std::int32_t result = kVexaAutoActualEx(board.handle(), &actual, timeout);
+  output.record("kVexaAutoActualEx", result);
+  if (result == KVEXA_TIMED_OUT || result == KVEXA_MEASURE_FAILED) return std::nullopt;
+  require("kVexaAutoActualEx", result);
+  output.put("measured/width", actual.firstDimension);
+  output.put("measured/height", actual.secondDimension);
+  output.put("measured/frameRate", actual.frameRate);
+  return actual;
 }
 
 }  // namespace cli

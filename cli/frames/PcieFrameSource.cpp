@@ -39,14 +39,13 @@ class PcieSource : public FrameSource {
   Next next(HANDLE interrupt) override {
     if (WaitForSingleObject(interrupt, 0) == WAIT_OBJECT_0) return Next::interrupted;
     if (ready_ != 0) return Next::frame;
-    const HANDLE events[] = {end_.get(), interrupt};
-    if (WaitForMultipleObjects(2, events, FALSE, INFINITE) != WAIT_OBJECT_0) return Next::interrupted;
-    const std::unique_lock held =
-        turn_ == nullptr ? std::unique_lock<std::mutex>() : std::unique_lock(*turn_);
+    const End end = awaitEnd(interrupt);
+    if (end == End::interrupted) return Next::interrupted;
+    const auto held = turn();
     // Waits until the worker, too, has come to its end.
     require("kVexaAbortCapture", kVexaAbortCapture(board_.handle()));
     runs_ = false;
-    if (result_ == KVEXA_TIMED_OUT) return Next::timedOut;
+    if (end == End::overdue || result_ == KVEXA_TIMED_OUT) return Next::timedOut;
     require("the capture", result_);
     shown_ = filling_;
     place_ = 0;
@@ -62,6 +61,29 @@ class PcieSource : public FrameSource {
   }
 
  private:
+  // The calls of a board that other threads command come in turn.
+  std::unique_lock<std::mutex> turn() const {
+    return turn_ == nullptr ? std::unique_lock<std::mutex>() : std::unique_lock(*turn_);
+  }
+
+  enum class End { reached, interrupted, overdue };
+
+  // The worker of a capture that the driver refused waits for an abort, so a board that is gone never ends
+  // one: the board is asked now and then.
+  End awaitEnd(HANDLE interrupt) const {
+    constexpr DWORD pause = 1000;  // milliseconds
+    const HANDLE events[] = {end_.get(), interrupt};
+    const std::uint64_t most = std::uint64_t{timeout_} * count_;
+    for (std::uint64_t waited = 0; waited <= most; waited += pause) {
+      const DWORD object = WaitForMultipleObjects(2, events, FALSE, pause);
+      if (object != WAIT_TIMEOUT) return object == WAIT_OBJECT_0 ? End::reached : End::interrupted;
+      const auto held = turn();
+      std::uint32_t lines = 0;
+      require("kVexaGetDin", kVexaGetDin(board_.handle(), &lines));
+    }
+    return End::overdue;
+  }
+
   std::int32_t begin() {
     ready_ = 0;
     filling_ = shown_ ^ 1U;

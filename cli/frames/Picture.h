@@ -10,6 +10,7 @@
 #include "cli/base/Options.h"
 #include "cli/base/Output.h"
 #include "cli/frames/FrameSetup.h"
+#include "cli/raw/PictureFile.h"
 
 namespace cli {
 
@@ -24,9 +25,13 @@ struct PictureOptions {
   std::uint32_t pattern = 0;
   std::uint32_t order = 1;  // of YUYV samples: 0 luma first, 1 chroma first
   std::uint32_t method = 0;
-  std::uint32_t quality = 90;  // of JPEG files
-  std::string kernels;         // a file of 108 numbers, for Bayer samples
-  std::string matrix;          // a file of 13 numbers, for YUYV samples
+  std::uint32_t quality = 90;   // of JPEG files
+  std::string kernels;          // a file of 108 numbers, for Bayer samples
+  std::string matrix;           // a file of 13 numbers, for YUYV samples
+  bool mosaic = false;          // PNG and TIFF: the samples as they are instead of colours
+  std::uint32_t black = 0;      // DNG
+  std::uint32_t white = 0;      // DNG; 0: the largest value of the depth
+  std::string gains = "1,1,1";  // DNG
 };
 
 void addPictureOptions(Options& options, PictureOptions& picture);
@@ -36,6 +41,11 @@ class PictureMaker {
  public:
   // Reads the kernels and the matrix. Throws Failure.
   PictureMaker(const PictureOptions& options, const CapParam& parameters, const FrameLayout& layout);
+
+  SampleKind kind() const { return kind_; }
+  std::uint32_t width() const { return width_; }  // pixels
+  bool isWide() const { return isWide_; }         // samples of two bytes
+  const char* kindName() const;
 
   // Why there can be no picture; empty when there can.
   const std::string& hindrance() const { return hindrance_; }
@@ -65,16 +75,22 @@ class PictureMaker {
 };
 
 // How a file is written, by the ending of its name.
-enum class FileKind { folder, raw, bin, bmp, jpeg };
+enum class FileKind { folder, raw, bin, bmp, jpeg, png, tiff, dng, npy };
 
 // Throws UsageFailure for endings of pictures that are not written.
 FileKind fileKindOf(const std::string& name);
 
+// Whether colours, or samples that are not packed, are needed for it.
+bool isPicture(FileKind kind);
+
 // Frames and their pictures as files.
 class FrameWriter {
  public:
-  FrameWriter(const PictureMaker& maker, const PictureOptions& options, const FrameLayout& layout)
-      : maker_(maker), options_(options), layout_(layout) {}
+  // Throws UsageFailure for gains that are none.
+  FrameWriter(const PictureMaker& maker, const PictureOptions& options, const FrameLayout& layout);
+
+  // Why there can be no such file, or nothing.
+  std::string hindrance(FileKind kind) const;
 
   // Tells every step when there is somebody to tell. Throws Failure; part of a file may be there then.
   void write(const std::string& path, FileKind kind, const std::uint8_t* frame, Output* output);
@@ -83,13 +99,15 @@ class FrameWriter {
   void writeRaw(const std::string& path, const std::uint8_t* frame, Output* output) const;
   void writeBin(const std::string& path, const std::uint8_t* frame, Output* output) const;
   void writeBmp(const std::string& path, Output* output);
-  void makePicture(const std::string& path, const std::uint8_t* frame, Output* output);
+  void makePicture(const std::uint8_t* frame, Output* output);
+  void writePicture(const std::string& path, FileKind kind, const std::uint8_t* frame, Output* output);
 
   const PictureMaker& maker_;
   const PictureOptions& options_;
   FrameLayout layout_;
   kvexa::Image image_{0, 0};
-  kvexa::Image padded_{0, 0};
+  BitmapWriter bitmap_;
+  PictureSettings settings_;
 };
 
 }  // namespace cli

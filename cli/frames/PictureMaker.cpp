@@ -31,6 +31,7 @@ constexpr Choice methods[] = {{"integer-studio", KVEXA_YUYV_INTEGER_STUDIO},
 
 constexpr std::size_t kernelNumbers = 108;
 constexpr std::size_t matrixNumbers = 13;
+constexpr std::uint32_t mostLevel = 65535;
 
 SampleKind kindOf(const PictureOptions& options, const CapParam& parameters) {
   const auto wanted = static_cast<SampleKind>(options.kind);
@@ -88,7 +89,11 @@ void addPictureOptions(Options& options, PictureOptions& picture) {
       .choice("--order", picture.order, orders, "order of YUYV samples")
       .choice("--method", picture.method, methods, "equations from YUYV to colours")
       .text("--matrix", picture.matrix, "file of 13 numbers: a colour matrix for YUYV samples")
-      .number("--quality", picture.quality, 0, 100, "of JPEG files");
+      .number("--quality", picture.quality, 0, 100, "of JPEG files")
+      .flag("--mosaic", picture.mosaic, "PNG and TIFF: the samples as they are, not colours")
+      .number("--black", picture.black, 0, mostLevel, "black level of the sensor")
+      .number("--white", picture.white, 0, mostLevel, "white level; 0 for the largest value of the depth")
+      .text("--gains", picture.gains, "DNG: factors that make grey grey: red,green,blue");
 }
 
 PictureMaker::PictureMaker(const PictureOptions& options, const CapParam& parameters,
@@ -123,6 +128,8 @@ void PictureMaker::findHindrance() {
     hindrance_ = format("a Bayer frame of %u x %u is too small, 4 x 4 is the least", width_, layout_.height);
   }
 }
+
+const char* PictureMaker::kindName() const { return kinds[static_cast<std::size_t>(kind_)].name.data(); }
 
 std::string PictureMaker::make(const std::uint8_t* frame, kvexa::Image& image) const {
   if (!hindrance_.empty()) throw Failure("there can be no picture: " + hindrance_);

@@ -161,7 +161,8 @@ ConvertReport convert(const ConvertOptions& options) {
     jobs.push_back({input, output});
   }
   ConvertReport report = Run(options, kind, std::move(jobs)).onAllCores();
-  report.columnsCut = PictureFile(options.layout, kind, options.settings).columnsCut();
+  report.width = options.layout.width;
+  report.padding = PictureFile(options.layout, kind, options.settings).padding();
   return report;
 }
 
@@ -174,9 +175,8 @@ void print(const ConvertReport& report) {
     std::printf("  %u of %u files converted\n", static_cast<unsigned>(made),
                 static_cast<unsigned>(report.files.size()));
   }
-  if (report.columnsCut != 0 && made != 0) {
-    std::printf("  without the last %u column%s: bitmaps need a width that is a multiple of 4\n",
-                report.columnsCut, report.columnsCut == 1 ? "" : "s");
+  if (report.padding != 0 && made != 0) {
+    std::printf("  %s %s\n", report.files.size() > 1 ? "each" : "it", paddingText(report.width).c_str());
   }
 }
 
@@ -188,14 +188,15 @@ nlohmann::json toJson(const ConvertReport& report) {
     if (!file.failure.empty()) entry["failure"] = toUtf8(file.failure);
     files.push_back(std::move(entry));
   }
-  return {{"files", std::move(files)}, {"columnsCut", report.columnsCut}, {"stopped", report.stopped}};
+  return {{"files", std::move(files)}, {"picturePadding", report.padding}, {"stopped", report.stopped}};
 }
 
 void requireAll(const ConvertReport& report) {
   const auto made = std::ranges::count(report.files, "", &ConvertedFile::failure);
   const auto total = static_cast<std::ptrdiff_t>(report.files.size());
   if (report.stopped && made != total) {
-    throw Failure("stopped after " + std::to_string(made) + " of " + std::to_string(total) + " files");
+    throw Failure("stopped after " + std::to_string(made) + " of " + std::to_string(total) + " files",
+                  ExitCode::interrupted);
   }
   if (made == total) return;
   if (total == 1) throw Failure(report.files.front().failure);

@@ -28,7 +28,8 @@ struct ConvertedFile {
 
 struct ConvertReport {
   std::vector<ConvertedFile> files;  // in the order of their names
-  std::uint32_t columnsCut = 0;      // that pictures lack, so that other programs can read them
+  std::uint32_t width = 0;           // of the frames
+  std::uint32_t padding = 0;         // black columns of bitmaps, so that other programs can read them
   bool stopped = false;              // by Ctrl-C
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <system_error>
 #include <utility>
 
@@ -45,6 +46,55 @@ PictureKind pictureKindOf(const std::string& ending) {
   throw Failure("'" + ending + "' is no kind of picture; there are " + names);
 }
 
+bool keepsSamples(PictureKind kind, bool isBayer, const PictureSettings& settings) {
+  return settings.mosaic || !isBayer || kind == PictureKind::dng || kind == PictureKind::npy;
+}
+
+std::array<double, 3> parseGains(const std::string& text) {
+  std::array<double, 3> gains{};
+  const char* place = text.c_str();
+  for (std::size_t i = 0; i < gains.size(); ++i) {
+    char* end = nullptr;
+    gains[i] = std::strtod(place, &end);
+    const char separator = i + 1 == gains.size() ? '\0' : ',';
+    // In this form it is false for a value that is no number.
+    if (end == place || *end != separator || !(gains[i] >= -1e6 && gains[i] <= 1e6)) {
+      throw UsageFailure("--gains: '" + text + "' is not three numbers, as 1.9,1,1.6");
+    }
+    place = end + 1;
+  }
+  return gains;
+}
+
+pictures::Picture picturesSamples(std::span<const std::uint8_t> samples, const SampleFacts& facts) {
+  std::string description = std::to_string(facts.bits) + " bits, values as captured";
+  if (facts.isBayer) description += std::string(", Bayer pattern ") + patternNames[facts.pattern];
+  return {samples, facts.width, facts.height, 1, facts.bits > 8 ? 2U : 1U, description};
+}
+
+pictures::Picture picturesColours(kvexa::Image& image) {
+  const std::size_t count = std::size_t{image.width()} * image.height();
+  std::uint8_t* pixel = image.pixels();
+  for (std::size_t i = 0; i < count; ++i, pixel += 3) std::swap(pixel[0], pixel[2]);
+  return {{image.pixels(), 3 * count}, image.width(), image.height(), 3, 1, ""};
+}
+
+pictures::Bytes pictureBytes(PictureKind kind, const pictures::Picture& picture, const SampleFacts& facts,
+                             const PictureSettings& settings) {
+  switch (kind) {
+    case PictureKind::png: return pictures::pngOf(picture);
+    case PictureKind::tiff: return pictures::tiffOf(picture);
+    case PictureKind::npy: return pictures::npyOf(picture);
+    default: break;
+  }
+  const auto black = static_cast<std::uint16_t>(settings.black);
+  return pictures::dngOf({.picture = picture,
+                          .pattern = facts.pattern,
+                          .white = settings.white != 0 ? settings.white : (1U << facts.bits) - 1,
+                          .black = {black, black, black, black},
+                          .gains = settings.gains});
+}
+
 void checkKind(const RawLayout& layout, PictureKind kind, const PictureSettings& settings) {
   checkLayout(layout);
   if (kind == PictureKind::dng && layout.format != RawFormat::bayer) {
@@ -55,9 +105,6 @@ void checkKind(const RawLayout& layout, PictureKind kind, const PictureSettings&
   }
   if (settings.mosaic && (kind == PictureKind::bmp || kind == PictureKind::jpeg)) {
     throw Failure("--mosaic goes with PNG and TIFF files (DNG and NPY files keep the samples anyhow)");
-  }
-  if (kind == PictureKind::bmp && layout.width < 4) {
-    throw Failure("a bitmap that other programs can read is at least 4 pixels wide");
   }
 }
 
@@ -72,50 +119,21 @@ void PictureFile::save(const RawFrame& frame, const std::filesystem::path& path)
 
 void PictureFile::saveThroughLibrary(const std::filesystem::path& path) {
   const std::string name = kvexa::ansi(path.wstring());
-  const SaveRect part{0, 0, layout_.width - columnsCut(), layout_.height};
   const bool isBitmap = kind_ == PictureKind::bmp;
   const std::int32_t result =
-      isBitmap ? kVexaSaveBmpFile(name.c_str(), colour_.pixels(), layout_.width, layout_.height, &part,
-                                  KVEXA_FORMAT_BGR24, KVEXA_BMP_24_BITS)
-               : kVexaSaveJpegFile(name.c_str(), colour_.pixels(), layout_.width, layout_.height, &part,
-                                   KVEXA_FORMAT_BGR24, settings_.quality);
+      isBitmap ? bitmap_.save(colour_, name) : colour_.saveJpeg(name, settings_.quality);
   std::error_code ignored;
   if (result < 0 && std::filesystem::is_regular_file(path, ignored)) std::filesystem::remove(path, ignored);
   require(isBitmap ? "kVexaSaveBmpFile" : "kVexaSaveJpegFile", result);
 }
 
 pictures::Bytes PictureFile::fileOf(const RawFrame& frame) {
-  pictures::Picture picture;
-  if (hasPlainSamples(layout_) && (settings_.mosaic || kind_ == PictureKind::dng ||
-                                   kind_ == PictureKind::npy || layout_.format == RawFormat::grey)) {
-    picture = samplesAsTheyAre(frame);
-  } else {
-    develop(frame);
-    swapRedAndBlue();
-    const std::size_t bytes = std::size_t{3} * layout_.width * layout_.height;
-    picture = {{colour_.pixels(), bytes}, layout_.width, layout_.height, 3, 1, ""};
-  }
-  switch (kind_) {
-    case PictureKind::png: return pictures::pngOf(picture);
-    case PictureKind::tiff: return pictures::tiffOf(picture);
-    case PictureKind::npy: return pictures::npyOf(picture);
-    default: break;
-  }
-  const auto black = static_cast<std::uint16_t>(settings_.black);
-  const std::uint32_t white = settings_.white != 0 ? settings_.white : (1U << layout_.bits) - 1;
-  return pictures::dngOf({.picture = picture,
-                          .pattern = layout_.pattern,
-                          .white = white,
-                          .black = {black, black, black, black},
-                          .gains = settings_.gains});
-}
-
-pictures::Picture PictureFile::samplesAsTheyAre(const RawFrame& frame) const {
-  std::string description = std::to_string(layout_.bits) + " bits, values as captured";
-  if (layout_.format == RawFormat::bayer) {
-    description += std::string(", Bayer pattern ") + patternNames[layout_.pattern];
-  }
-  return {frame.bytes(), layout_.width, layout_.height, 1, layout_.bytesPerSample(), description};
+  const bool isBayer = layout_.format == RawFormat::bayer;
+  const SampleFacts facts{layout_.width, layout_.height, layout_.bits, isBayer, layout_.pattern};
+  const bool isKept = hasPlainSamples(layout_) && keepsSamples(kind_, isBayer, settings_);
+  if (!isKept) develop(frame);
+  return pictureBytes(kind_, isKept ? picturesSamples(frame.bytes(), facts) : picturesColours(colour_), facts,
+                      settings_);
 }
 
 void PictureFile::develop(const RawFrame& frame) {
@@ -166,13 +184,6 @@ void PictureFile::developRgb565(const RawFrame& frame) {
     to[1] = static_cast<std::uint8_t>((pixel >> 5 & 0x3F) << 2);
     to[2] = static_cast<std::uint8_t>((pixel >> 11) << 3);
   }
-}
-
-// The library's pictures have blue first, those of PNG, TIFF and NPY files red.
-void PictureFile::swapRedAndBlue() {
-  const std::size_t count = std::size_t{layout_.width} * layout_.height;
-  std::uint8_t* pixel = colour_.pixels();
-  for (std::size_t i = 0; i < count; ++i, pixel += 3) std::swap(pixel[0], pixel[2]);
 }
 
 }  // namespace cli

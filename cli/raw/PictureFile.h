@@ -6,9 +6,11 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <span>
 #include <string>
 
 #include "cli/pictures/Picture.h"
+#include "cli/raw/Bitmap.h"
 #include "cli/raw/RawFile.h"
 
 namespace cli {
@@ -29,6 +31,31 @@ struct PictureSettings {
   std::uint32_t yuyvOrder = 0;           // 0 for Y0, U, Y1, V; 1 for U, Y0, V, Y1
 };
 
+// "1.9,1,1.6". Throws UsageFailure.
+std::array<double, 3> parseGains(const std::string& text);
+
+// Whether Bayer or grey samples go into such a file as they are, not as colours.
+bool keepsSamples(PictureKind kind, bool isBayer, const PictureSettings& settings);
+
+// What samples stand for when they are written as they are.
+struct SampleFacts {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  std::uint32_t bits = 8;
+  bool isBayer = true;
+  std::uint32_t pattern = 0;  // KvexaBayerPattern
+};
+
+// Bayer or grey samples, or red, green and blue of an image, which it turns from the order of the library to
+// that of the files. The samples stay with their owner.
+pictures::Picture picturesSamples(std::span<const std::uint8_t> samples, const SampleFacts& facts);
+pictures::Picture picturesColours(kvexa::Image& image);
+
+// A whole file of a kind that the library does not write: PNG, TIFF, DNG, NPY. DNG files are of Bayer
+// samples.
+pictures::Bytes pictureBytes(PictureKind kind, const pictures::Picture& picture, const SampleFacts& facts,
+                             const PictureSettings& settings);
+
 // Throws Failure when a frame of this layout cannot become a picture of this kind.
 void checkKind(const RawLayout& layout, PictureKind kind, const PictureSettings& settings);
 
@@ -43,23 +70,21 @@ class PictureFile {
 
   const RawLayout& layout() const { return layout_; }
 
-  // Columns that the picture lacks: the library writes bitmaps that other programs can read when their width
-  // is a multiple of 4.
-  std::uint32_t columnsCut() const { return kind_ == PictureKind::bmp ? layout_.width % 4 : 0; }
+  // Black columns that the picture has behind those of the frame.
+  std::uint32_t padding() const { return kind_ == PictureKind::bmp ? bitmapPadding(layout_.width) : 0; }
 
  private:
   void saveThroughLibrary(const std::filesystem::path& path);
   pictures::Bytes fileOf(const RawFrame& frame);
-  pictures::Picture samplesAsTheyAre(const RawFrame& frame) const;
   void develop(const RawFrame& frame);
   void developGrey(const RawFrame& frame);
   void developRgb565(const RawFrame& frame);
-  void swapRedAndBlue();
 
   RawLayout layout_;
   PictureKind kind_;
   PictureSettings settings_;
   kvexa::Image colour_{0, 0};
+  BitmapWriter bitmap_;
 };
 
 }  // namespace cli

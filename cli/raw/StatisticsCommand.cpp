@@ -34,16 +34,6 @@ class FrameReader {
   std::vector<std::uint16_t> wide_;
 };
 
-analysis::Levels levelsOf(const StatisticsOptions& options) {
-  const std::uint16_t largest = analysis::fullRange(options.layout.bits).white;
-  const std::uint32_t white = options.white == 0 ? largest : options.white;
-  if (white > largest || options.black >= white) {
-    throw Failure("the black level must be below the white level, and that at most " +
-                  std::to_string(largest));
-  }
-  return {static_cast<std::uint16_t>(options.black), static_cast<std::uint16_t>(white)};
-}
-
 analysis::Region regionOf(const std::string& text) {
   std::uint32_t numbers[4] = {};
   const char* place = text.c_str();
@@ -60,38 +50,59 @@ analysis::Region regionOf(const std::string& text) {
   return {numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
-std::optional<analysis::EdgeReport> measureEdgeIn(const analysis::Mosaic& mosaic, analysis::Levels levels,
-                                                  const std::string& edge) {
-  std::optional<analysis::Region> region;
-  if (edge == "find") {
-    region = analysis::findEdge(mosaic, levels);
-  } else {
-    region = regionOf(edge);
-    if (!analysis::isInside(*region, mosaic)) {
-      throw Failure("the rectangle " + edge + " is not inside the frame of " + std::to_string(mosaic.width) +
-                    " x " + std::to_string(mosaic.height));
-    }
+// Nothing where it is to be found.
+std::optional<analysis::Region> regionIn(const std::string& edge, const analysis::Mosaic& frame) {
+  if (edge == "find") return std::nullopt;
+  const analysis::Region region = regionOf(edge);
+  if (!analysis::isInside(region, frame)) {
+    throw Failure("the rectangle " + edge + " is not inside the frame of " + std::to_string(frame.width) +
+                  " x " + std::to_string(frame.height));
   }
-  if (!region) return std::nullopt;
-  return analysis::measureEdge(mosaic, levels, *region);
+  return region;
 }
 
 }  // namespace
 
-StatisticsReport statistics(const StatisticsOptions& options) {
+analysis::Levels levelsOf(std::uint32_t bits, std::uint32_t black, std::uint32_t white) {
+  const std::uint16_t largest = analysis::fullRange(bits).white;
+  const std::uint32_t used = white == 0 ? largest : white;
+  if (used > largest || black >= used) {
+    throw Failure("the black level must be below the white level, and that at most " +
+                  std::to_string(largest));
+  }
+  return {static_cast<std::uint16_t>(black), static_cast<std::uint16_t>(used)};
+}
+
+void checkEdge(const std::string& edge, std::uint32_t width, std::uint32_t height) {
+  analysis::Mosaic frame;
+  frame.width = width;
+  frame.height = height;
+  regionIn(edge, frame);
+}
+
+std::optional<analysis::EdgeReport> measureEdgeIn(const analysis::Mosaic& mosaic, analysis::Levels levels,
+                                                  const std::string& edge) {
+  std::optional<analysis::Region> region = regionIn(edge, mosaic);
+  if (!region) region = analysis::findEdge(mosaic, levels);
+  if (!region) return std::nullopt;
+  return analysis::measureEdge(mosaic, levels, *region);
+}
+
+StatisticsReport statistics(const StatisticsOptions& options, const Interrupt& interrupt) {
   const RawFormat format = options.layout.format;
   if (format != RawFormat::bayer && format != RawFormat::grey) {
     throw Failure(std::string("statistics are made of bayer or grey samples, not of ") + nameOf(format));
   }
   checkLayout(options.layout);
   if (options.files.size() > analysis::Series::mostFrames) throw Failure("at most 65536 frames");
-  const analysis::Levels levels = levelsOf(options);
+  const analysis::Levels levels = levelsOf(options.layout.bits, options.black, options.white);
   StatisticsReport report;
   report.edgeWanted = !options.edge.empty();
   analysis::Series series(levels, options.defectShare);
   FrameReader reader(options.layout);
   bool isFirst = true;
   for (const std::string& file : options.files) {
+    interrupt.check();
     const analysis::Mosaic mosaic = reader.read(file);
     if (isFirst && report.edgeWanted) report.edge = measureEdgeIn(mosaic, levels, options.edge);
     isFirst = false;

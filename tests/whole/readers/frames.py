@@ -4,13 +4,14 @@
     frames.py make FOLDER        writes the frames
     frames.py same A B           compares two files sample for sample: .npy, .pgm, .ppm or a frame of make
     frames.py patches PPM        whether a developed picture has the colours of the patches, within 1 % of white
+    frames.py rendered PPM       the same for one with the tone curve of sRGB
 """
 import sys
 from pathlib import Path
 
 import numpy
 
-WIDTH, HEIGHT = 134, 98  # bitmaps take 132 columns
+WIDTH, HEIGHT = 134, 98  # bitmaps have 136 columns
 BITS = {"mosaic8": 8, "mosaic10": 10, "mosaic16": 16, "grey12": 12}
 PATTERNS = {"grbg": "GRBG", "rggb": "RGGB", "bggr": "BGGR", "gbrg": "GBRG"}
 BLACK, WHITE = 64, 1023
@@ -19,12 +20,13 @@ BLACK, WHITE = 64, 1023
 PATCHES = [(0.8, 0.8, 0.8), (0.4, 0.4, 0.4), (0.7, 0.2, 0.15), (0.2, 0.6, 0.25),
            (0.15, 0.2, 0.7), (0.7, 0.65, 0.2), (0.6, 0.2, 0.6), (0.1, 0.1, 0.1)]
 PATCH_SIDE = 64
+LARGE_SIDE = 256  # some programs take no smaller frames
 
 
-def mosaic_of(pattern, gains):
+def mosaic_of(pattern, gains, side=PATCH_SIDE):
     """The patches, four a row, behind the mosaic of a sensor whose colours are weaker by the gains."""
     colours = numpy.array(PATCHES).reshape(2, 4, 3) / numpy.array(gains)
-    scene = colours.repeat(PATCH_SIDE, axis=0).repeat(PATCH_SIDE, axis=1)
+    scene = colours.repeat(side, axis=0).repeat(side, axis=1)
     mosaic = numpy.zeros(scene.shape[:2])
     for site, colour in enumerate(PATTERNS[pattern]):
         rows, columns = slice(site // 2, None, 2), slice(site % 2, None, 2)
@@ -43,6 +45,7 @@ def make(folder):
     for pattern in PATTERNS:
         mosaic_of(pattern, (1, 1, 1)).tofile(folder / f"patches-{pattern}.raw")
         mosaic_of(pattern, (2, 1, 1.6)).tofile(folder / f"weak-{pattern}.raw")
+        mosaic_of(pattern, (2, 1, 1.6), LARGE_SIDE).tofile(folder / f"large-{pattern}.raw")
 
 
 def read_pnm(path):
@@ -66,6 +69,8 @@ def read_raw(path):
     if path.stem == "rgb565":
         words = numpy.fromfile(path, "<u2").reshape(HEIGHT, WIDTH).astype(int)
         return numpy.stack([(words >> 11) << 3, (words >> 5 & 63) << 2, (words & 31) << 3], axis=2)
+    if path.stem.startswith("captured"):
+        return numpy.fromfile(path, "<u2" if path.stem.endswith("10") else "u1").reshape(960, 1280)
     return numpy.fromfile(path, "<u2" if BITS[path.stem] > 8 else "u1").reshape(HEIGHT, WIDTH)
 
 
@@ -77,20 +82,25 @@ def read(path):
 
 def same(first, second):
     one, other = read(first), read(second)
-    if one.shape != other.shape and one.shape[:1] == other.shape[:1]:
-        width = min(one.shape[1], other.shape[1])  # a bitmap lacks up to three columns
-        if max(one.shape[1], other.shape[1]) - width >= 4:
+    one, other = sorted((one, other), key=lambda each: each.shape[1])
+    if one.shape[0] == other.shape[0] and one.shape[1] % 4 and other.shape[1] == (one.shape[1] + 3) // 4 * 4:
+        if other[:, one.shape[1]:].any():  # black columns fill the rows of a bitmap up
             return False
-        one, other = one[:, :width], other[:, :width]
+        other = other[:, :one.shape[1]]
     return one.shape == other.shape and bool((one.astype(int) == other.astype(int)).all())
 
 
-def has_patches(path):
-    picture = read_pnm(path).astype(float)
+def linear(picture):
+    """Without the tone curve of sRGB."""
+    return numpy.where(picture <= 0.04045, picture / 12.92, ((picture + 0.055) / 1.055) ** 2.4)
+
+
+def has_patches(path, course=lambda picture: picture):
+    picture = course(read_pnm(path).astype(float) / 65535)
     height, width = picture.shape[:2]
     for index, wanted in enumerate(PATCHES):
         y, x = (index // 4 + 0.5) * height / 2, (index % 4 + 0.5) * width / 4
-        found = picture[int(y) - 8:int(y) + 8, int(x) - 8:int(x) + 8].mean(axis=(0, 1)) / 65535
+        found = picture[int(y) - 8:int(y) + 8, int(x) - 8:int(x) + 8].mean(axis=(0, 1))
         if abs(found - numpy.array(wanted)).max() > 0.01:
             print(f"{path}: patch {index} is {found}, not {wanted}", file=sys.stderr)
             return False
@@ -102,6 +112,8 @@ def main(command, *arguments):
     if command == "make":
         make(paths[0])
         return True
+    if command == "rendered":
+        return has_patches(paths[0], linear)
     return same(*paths) if command == "same" else has_patches(paths[0])
 
 
