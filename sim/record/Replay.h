@@ -35,8 +35,9 @@ class Replay {
     // Hears in words what the program did that the recording does not have. The call fails then, if it comes
     // back.
     std::function<void(const std::string& report)> depart;
-    // Milliseconds without anything happening after which a thread no longer waits for the others.
-    std::uint32_t patience = 1000;
+    // Milliseconds without anything happening after which a thread no longer waits for the others: less than
+    // the library waits for a driver that it has told to stop.
+    std::uint32_t patience = 600;
     // Of lenient replays; may be null.
     std::shared_ptr<Outcome> outcome;
   };
@@ -102,6 +103,7 @@ class Replay {
   bool isAmongOthers(const Place& place, std::size_t call) const;
   std::unique_ptr<Reply> nextReply(Place& place, std::size_t call);
   std::unique_ptr<Reply> replyOfLoop(Place& place, const Line& asked);
+  std::unique_ptr<Reply> replyWithoutFrame();
   void passOver(Place& place, std::size_t end);
   const Step* takeMark(Call call);
   void expect(const Place& place);
@@ -118,6 +120,7 @@ class Replay {
   mutable NativeLock lock_;
   std::vector<Place> places_;  // by thread, or by lane
   std::vector<BoardName> lanes_;
+  unsigned withoutFrame_ = 0;
   std::size_t skipped_ = 0;
   std::size_t likened_ = 0;
   std::string firstRemark_;

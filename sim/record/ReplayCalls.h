@@ -139,6 +139,7 @@ class ReplayPlatform : public Platform {
   void pend(const Reply& reply, const Buffers& buffers);
   static void completeAtOnce(const Line& recorded, OVERLAPPED& overlapped);
   void noteCapture(const Line& line);
+  static void clear(std::uint8_t* to, std::uint32_t bytes);
   void fillImage(const Line& line, std::uint8_t* to, std::uint32_t bytes);
   std::optional<BoardName> boardOf(const void* handle);
   void noteOpened(const Line& recorded);

@@ -1,5 +1,6 @@
 // Answers to what is asked of boards.
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <mutex>
 
@@ -145,18 +146,28 @@ void ReplayPlatform::noteCapture(const Line& line) {
       words[pcie::Word::captureLength]};
 }
 
+// A program that has waited long enough for its driver may have given the memory back.
+void ReplayPlatform::clear(std::uint8_t* to, std::uint32_t bytes) {
+  constexpr std::size_t blockBytes = 0x1000;
+  static constexpr std::array<std::uint8_t, blockBytes> zeros{};
+  for (std::uint32_t done = 0; done < bytes;) {
+    const auto count = std::min<std::size_t>(bytes - done, blockBytes);
+    if (WriteProcessMemory(GetCurrentProcess(), to + done, zeros.data(), count, nullptr) == FALSE) return;
+    done += static_cast<std::uint32_t>(count);
+  }
+}
+
 void ReplayPlatform::fillImage(const Line& line, std::uint8_t* to, std::uint32_t bytes) {
   if (to == nullptr) return;
   if (!line.image.isKept || frames_ == INVALID_HANDLE_VALUE) {
-    std::memset(to, 0, bytes);
-    return;
+    return clear(to, bytes);
   }
   OVERLAPPED place{};
   place.Offset = static_cast<DWORD>(line.image.at);
   place.OffsetHigh = static_cast<DWORD>(line.image.at >> 32);
   DWORD read = 0;
   ReadFile(frames_, to, bytes, &read, &place);
-  if (read < bytes) std::memset(to + read, 0, bytes - read);
+  if (read < bytes) clear(to + read, bytes - read);
 }
 
 std::optional<BoardName> ReplayPlatform::boardOf(const void* handle) {

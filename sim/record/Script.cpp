@@ -30,14 +30,14 @@ Bytes nameAsked(const Line& line) {
   return line.call == Call::path || line.call == Call::folder ? Bytes{} : line.text;
 }
 
+}  // namespace
+
 bool fetchesFrame(const Line& line) {
   if (line.call != Call::request) return false;
   return line.code == usb::Control::pipeTransfer
              ? line.a == usb::Pipe::image
              : line.code == static_cast<std::uint32_t>(pcie::Request::interval);
 }
-
-}  // namespace
 
 BoardName addressee(const Line& line) {
   const bool hasOne = line.call == Call::open || line.call == Call::close || line.call == Call::request;

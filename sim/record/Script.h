@@ -28,7 +28,7 @@ struct Step {
   std::uint32_t key = 0;         // alike for requests with the same content
   BoardName board;
   Call call = Call::end;
-  bool isOfFrames = false;  // it fetches a frame of a capture that goes on
+  bool isOfFrames = false;  // it fetches a frame
 };
 
 class Script {
@@ -77,6 +77,9 @@ constexpr std::uint32_t handleSlot(std::uint32_t number) {
 
 // The board that a call goes to; none for calls that look for boards.
 BoardName addressee(const Line& line);
+
+// Whether a request fetches a frame of a capture that goes on.
+bool fetchesFrame(const Line& line);
 
 // Whether the same was asked: the call, the board, all that goes in but addresses.
 bool sameQuestion(const Line& a, const Line& b);

@@ -1,4 +1,6 @@
 // Answers each thread what it asked in the recording, in its order.
+#include <windows.h>
+
 #include <algorithm>
 #include <mutex>
 
@@ -10,7 +12,7 @@ namespace {
 
 // A thread that waits for another one to stop it goes through its loop again. Each time it waits first until
 // something happens, so this is long; a program that goes on for ever is told.
-constexpr unsigned mostRepeated = 16;
+constexpr unsigned mostRepeated = 64;
 
 }  // namespace
 
@@ -51,11 +53,12 @@ bool Replay::isAmongOthers(const Place& place, std::size_t call) const {
   });
 }
 
-// Threads may come in another order than they did: one that begins alike takes the place.
+// Threads may come in another order than they did: one that begins alike takes the place. None for one that
+// fetches a frame before all that it did then.
 Replay::Place* Replay::newPlace(const Line& asked) {
   auto found = std::ranges::find_if(
       places_, [&](const Place& place) { return !place.isTaken && isQuestion(place, 0, asked); });
-  if (found == places_.end()) {
+  if (found == places_.end() && !fetchesFrame(asked)) {
     found = std::ranges::find_if(places_, [](const Place& place) { return !place.isTaken; });
   }
   if (found == places_.end()) return nullptr;
@@ -104,6 +107,17 @@ std::unique_ptr<Reply> Replay::replyOfLoop(Place& place, const Line& asked) {
   return reply;
 }
 
+// The worker of a capture that was stopped before its first frame may ask for one now: none comes.
+std::unique_ptr<Reply> Replay::replyWithoutFrame() {
+  if (withoutFrame_ == mostRepeated) return nullptr;
+  ++withoutFrame_;
+  auto reply = std::make_unique<Reply>();
+  reply->line.call = Call::request;
+  reply->line.error = ERROR_SEM_TIMEOUT;
+  reply->isRepeated = true;
+  return reply;
+}
+
 std::unique_ptr<Reply> Replay::takeStrictly(Line& asked) {
   std::unique_ptr<Reply> reply;
   std::string departure;
@@ -113,6 +127,8 @@ std::unique_ptr<Reply> Replay::takeStrictly(Line& asked) {
     if (place != nullptr) {
       reply = isQuestion(*place, place->next, asked) ? nextReply(*place, place->next)
                                                      : replyOfLoop(*place, asked);
+    } else if (fetchesFrame(asked) && threads_.known() == 0) {
+      reply = replyWithoutFrame();
     }
     if (reply == nullptr) departure = report(place, asked);
   }

@@ -44,7 +44,7 @@ void Turns::endCall() {
 void Turns::awaitChange() {
   std::unique_lock lock(lock_);
   for (const std::uint64_t before = changes_; changes_ == before;) {
-    if (!changed_.wait(lock, patience_) && calls_ == 0) return;
+    if (!changed_.wait(lock, patience_ / 6) && calls_ == 0) return;
   }
 }
 

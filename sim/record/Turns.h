@@ -30,7 +30,8 @@ class Turns {
   bool awaitUnless(std::uint64_t number, const std::atomic<std::uint32_t>& count, std::uint32_t seen);
   void look();
 
-  // Waits until something happens, or nothing does for a time.
+  // Waits until something happens, or nothing does for a sixth of the time: the one who is to do something
+  // may be waiting for the caller.
   void awaitChange();
 
   // A call takes the time that it took: something happens, however long that is.

@@ -96,6 +96,17 @@ TEST_F(ThreadReplayTest, WorkerMayReadMoreAndGetsTheLastFrameAgain) {
   EXPECT_EQ("", replay->leftOver());
 }
 
+// It was stopped before its first frame, and is not now.
+TEST_F(ThreadReplayTest, FrameThatWasNeverAskedForDoesNotCome) {
+  startReplay({order, stop, end});
+  run([&] {
+    ask(first);
+    ask(end);
+  });
+  EXPECT_EQ("", departures);
+  EXPECT_EQ("", replay->leftOver());
+}
+
 TEST_F(ThreadReplayTest, WorkerThatEndsWithoutAWordMayReadLessToo) {
   startReplay({order, first, second, first, second, stop});
   run([&] {
