@@ -60,6 +60,21 @@ TEST(Trace, WritesToAFileInsteadOfMemory) {
   EXPECT_EQ(trace.take(), Lines{"usb0 close"});
 }
 
+TEST(Trace, IsWatchedWhateverBecomesOfItsLines) {
+  Trace trace;
+  std::vector<std::string> seen;
+  std::vector<std::string> sent;
+  trace.watch([&](const std::string& line) { seen.push_back(line); });
+  trace.add("kept");
+  trace.sendTo([&](const std::string& line) { sent.push_back(line); });
+  trace.add("sent");
+  trace.watch({});
+  trace.add("unseen");
+  EXPECT_EQ(seen, (std::vector<std::string>{"kept", "sent"}));
+  EXPECT_EQ(sent, (std::vector<std::string>{"sent", "unseen"}));
+  EXPECT_EQ(trace.take(), (std::vector<std::string>{"kept"}));
+}
+
 TEST(Trace, ShowsWhatGoesOut) {
   const std::vector<std::uint8_t> packet = {0x01, 0x36, 0x12, 0x01, 0x00, 0x34};
   EXPECT_EQ(requestText("usb0", {3, 1000, packet, 6}), "usb0 pipe3 out 1000ms [01 36 12 01 00 34]");
