@@ -109,10 +109,9 @@ int act(const Command& command, const std::vector<std::string>& arguments, Outpu
   std::optional<Interrupt> interrupt;
   if (command.needs != Command::Needs::nothing) interrupt.emplace();
   std::optional<Session> session;
-  const bool watches = command.needs == Command::Needs::watchedBoards;
-  if (watches || command.needs == Command::Needs::boards) {
-    session.emplace(common, SessionOptions{.countsRequests = watches});
-  }
+  SessionOptions how;
+  how.countsRequests = command.needs == Command::Needs::watchedBoards;
+  if (how.countsRequests || command.needs == Command::Needs::boards) session.emplace(common, how);
   Context context{common, output, interrupt ? &*interrupt : nullptr, session ? &*session : nullptr};
   perform(action, context);
   if (command.needs != Command::Needs::nothing) output.finish();

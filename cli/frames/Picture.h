@@ -42,9 +42,6 @@ class PictureMaker {
   // Reads the kernels and the matrix. Throws Failure.
   PictureMaker(const PictureOptions& options, const CapParam& parameters, const FrameLayout& layout);
 
-  SampleKind kind() const { return kind_; }
-  std::uint32_t width() const { return width_; }  // pixels
-  bool isWide() const { return isWide_; }         // samples of two bytes
   const char* kindName() const;
 
   // Why there can be no picture; empty when there can.
