@@ -106,6 +106,26 @@ void awaitEnd(const Context& context, const Ending& ending) {
   WaitForMultipleObjects(static_cast<DWORD>(events.size()), events.data(), FALSE, INFINITE);
 }
 
+// The network's thread. Its end begins with the board's, so that the module has no power whatever fails
+// behind that.
+class Running {
+ public:
+  Running(Server& server, Interface& interface, Parts& parts) : server_(server), parts_(parts) {
+    server_.start(interface);
+  }
+  ~Running() {
+    parts_.endBoard();
+    server_.stop();
+    parts_.stop();
+  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+ private:
+  Server& server_;
+  Parts& parts_;
+};
+
 void serve(Context& context, const CommandOptions& options) {
   const asio::ip::address address = addressOf(options.address);
   TraceRing trace;
@@ -126,14 +146,11 @@ void serve(Context& context, const CommandOptions& options) {
   warn(address);
   parts.start();
   if (options.starts) parts.startCapture();
-  server.start(interface);
+  const Running running(server, interface, parts);
   const std::string url = urlOf(address, server.port(), interface.token());
   tell(context, url);
   if (options.opens) ShellExecuteA(nullptr, "open", url.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
   awaitEnd(context, ending);
-  parts.endBoard();
-  server.stop();
-  parts.stop();
 }
 
 }  // namespace
