@@ -233,7 +233,7 @@ async function readPixel() {
 }
 
 // The two greens are told apart by the colour beside them in their row.
-export function colourName(cell, x, y) {
+function colourName(cell, x, y) {
   const own = cell[(y % 2) * 2 + (x % 2)];
   return own === "G" ? `G${cell[(y % 2) * 2 + 1 - (x % 2)].toLowerCase()}` : own;
 }

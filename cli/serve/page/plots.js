@@ -1,6 +1,6 @@
 // Plots on canvases, in the colours of the style sheet.
 
-export const channelColours = {R: "--red", Gr: "--green", G: "--green", Gb: "--teal", B: "--blue", Y: "--text", U: "--blue", V: "--red"};
+const channelColours = {R: "--red", Gr: "--green", G: "--green", Gb: "--teal", B: "--blue", Y: "--text", U: "--blue", V: "--red"};
 
 export const colourOf = (style, name) => style.getPropertyValue(channelColours[name] ?? "--text");
 

@@ -10,8 +10,8 @@ const past = []; // writes that can be undone: {row, value}
 
 const isUsb = () => newest("state")?.board.type !== "pcie";
 const boardStep = () => (isUsb() ? 2 : 4);
-export const stepOf = (row) => (row.target === "board" ? boardStep() : 1);
-export const digitsOf = (row) => (row.target === "board" ? boardStep() * 2 : 2);
+const stepOf = (row) => (row.target === "board" ? boardStep() : 1);
+const digitsOf = (row) => (row.target === "board" ? boardStep() * 2 : 2);
 export const largestOf = (row) => 2 ** (digitsOf(row) * 4) - 1;
 export const addressText = (row) => `0x${hex(row.address)}`;
 export const valueText = (row, value) => (value === null ? "" : `0x${hex(value, digitsOf(row))}`);

@@ -44,7 +44,7 @@ export function setToken(text) {
 }
 
 // A failure as the server tells it, or one of the connection (status 0).
-export class Problem extends Error {
+class Problem extends Error {
   constructor(facts) {
     super(facts.detail ?? facts.title ?? "the request failed");
     this.facts = facts;
@@ -120,10 +120,5 @@ export async function act(control, action) {
     control?.removeAttribute("aria-busy");
   }
 }
-
-export const mayWrite = () => {
-  const state = newest("state");
-  return state !== null && (!state.wheel.held || state.wheel.mine);
-};
 
 export {listen, newest, tell};
