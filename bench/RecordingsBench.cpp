@@ -175,12 +175,10 @@ void make(const char* path) {
 }
 
 void readLines(const char* path) {
-  const auto begin = std::chrono::steady_clock::now();
   std::ifstream file(path, std::ios::binary);
   std::size_t bytes = 0;
   for (std::string line; std::getline(file, line);) bytes += line.size();
-  const Seconds time = std::chrono::steady_clock::now() - begin;
-  std::printf("%.0f\n", bytes == 0 ? 0.0 : time.count() * 1000);
+  std::printf("%zu\n", bytes);
 }
 
 }  // namespace
