@@ -101,7 +101,7 @@ def sections(results, sets):
         "statistics": f"Statistics of a frame of 4208 x 3120 samples take {results['statistics'][0][0]} ms on one core.",
         "files": table(["the library, read and written, ms a frame", "kvexa convert, ms a frame", "ratio"],
                        results["files"]),
-        "recordings": table(["a million requests", "s", "line by line"], results["recordings"]),
+        "recordings": table(["a million requests", "s of a processor", "of reading the lines"], results["recordings"]),
         "recording": f"Recording adds {usb} us to a request of a USB board and {pcie} us to one of a PCIe board, and takes "
                      f"{usbAll} and {pcieAll} us of all processors.",
         "calls": callTable(results),
