@@ -85,7 +85,8 @@ class Stream : public PieceSource {
     piece.head = std::string("\r\n--") + boundary +
                  "\r\nContent-Type: image/jpeg\r\nContent-Length: " + std::to_string(made->bytes->size()) +
                  "\r\n";
-    for (const auto& [name, value] : fieldsOf(*made->frame)) piece.head += name + ": " + value + "\r\n";
+    for (const auto& [name, value] : fieldsOf(*made->frame))
+      piece.head.append(name).append(": ").append(value).append("\r\n");
     piece.head += "\r\n";
     piece.bytes = made->bytes;
     co_return piece;

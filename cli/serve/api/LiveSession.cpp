@@ -129,8 +129,8 @@ void LiveSession::take(const std::string& text) {
   }
 }
 
-LiveSession::Wishes LiveSession::wishesOf(const Json& json) {
-  Members members(json);
+LiveSession::Wishes LiveSession::wishesOf(const Json& message) {
+  Members members(message);
   Wishes wishes;
   wishes.frames = members.flag("frames").value_or(false);
   wishes.analysis = members.flag("analysis").value_or(wishes.frames);

@@ -15,7 +15,8 @@ Deadline::Deadline(tcp::socket& socket, std::chrono::milliseconds time)
 
 Deadline::~Deadline() {
   watch_->socket = nullptr;
-  watch_->timer.cancel();
+  boost::system::error_code ignored;
+  watch_->timer.cancel(ignored);
 }
 
 void Deadline::arm(const std::shared_ptr<Watch>& watch, std::chrono::milliseconds time) {
