@@ -63,6 +63,9 @@ class Server:
         watch.start()
         line = self.process.stdout.readline().decode().strip()
         watch.cancel()
+        self.said = line
+        if line.startswith("{"):
+            line = json.loads(line)["url"]
         found = re.fullmatch(r"http://127\.0\.0\.1:(\d+)/#token=([0-9a-f]{32})", line)
         assert found, f"{line!r} {self.process.stderr.read()!r}"
         self.port, self.token = int(found[1]), found[2]

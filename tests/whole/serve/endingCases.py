@@ -1,9 +1,13 @@
 """However the server ends, the module has no power where the server could act, and the next start works."""
 import re
 import subprocess
+import sys
 
 import bench
 from bench import Live, Server, STREAMING
+
+sys.path.append(str(bench.ROOT / "tests/whole/tool"))
+import documented  # noqa: E402
 
 
 def traced(name, *options):
@@ -30,6 +34,14 @@ def caseCtrlCLeavesTheModuleWithoutPower():
     subprocess.run(["wine", bench.tool, "capture", "--simulate", "--regs", bench.SENSOR, "--params", bench.PARAMETERS, "--out",
                     str(bench.work / "off.raw"), "--trace", str(off), "--quiet"], cwd=bench.ROOT, check=True, stdout=subprocess.DEVNULL)
     assert lastSwitches(path) == lastSwitches(off)
+
+
+def caseJsonIsAsItIsDocumented():
+    server = Server(*STREAMING, "--json")
+    server.frame("raw")
+    assert server.interrupt() == 0
+    said = f"{server.said}\n{server.process.stdout.read().decode()}"
+    assert said.count("\n") == 2 and not list(documented.problemsOfLines(said)), said
 
 
 def caseRecordingIsWholeAfterCtrlC():
