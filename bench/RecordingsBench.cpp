@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "sim/machine/BoardClass.h"
-#include "sim/record/LineText.h"
-#include "sim/record/RecordingPlatform.h"
+#include "sim/record/format/LineText.h"
+#include "sim/record/recording/RecordingPlatform.h"
 #include "sim/usb/Protocol.h"
 
 namespace {

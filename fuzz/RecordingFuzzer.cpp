@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "sim/record/LineReader.h"
-#include "sim/record/LineText.h"
-#include "sim/record/RecordingReader.h"
+#include "sim/record/format/LineReader.h"
+#include "sim/record/format/LineText.h"
+#include "sim/record/format/RecordingReader.h"
 
 using namespace sim::record;
 

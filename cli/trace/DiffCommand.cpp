@@ -9,8 +9,8 @@
 
 #include "cli/trace/RecordingFile.h"
 #include "cli/trace/TraceCommand.h"
-#include "sim/record/Description.h"
-#include "sim/record/RequestBytes.h"
+#include "sim/record/format/Description.h"
+#include "sim/record/format/RequestBytes.h"
 
 namespace cli::trace {
 

@@ -16,8 +16,8 @@
 #include "cli/trace/ReplayTrial.h"
 #include "cli/trace/TraceCommand.h"
 #include "sim/bench/Files.h"
-#include "sim/record/Minimising.h"
-#include "sim/record/RecordingParts.h"
+#include "sim/record/shorten/Minimising.h"
+#include "sim/record/shorten/RecordingParts.h"
 
 namespace cli {
 

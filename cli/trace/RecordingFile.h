@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "sim/record/RecordingReader.h"
+#include "sim/record/format/RecordingReader.h"
 
 namespace cli::trace {
 

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "sim/record/Line.h"
+#include "sim/record/format/Line.h"
 
 namespace cli::trace {
 

@@ -10,7 +10,7 @@
 
 #include "cli/base/Interrupt.h"
 #include "cli/run/Program.h"
-#include "sim/record/Outcome.h"
+#include "sim/record/replay/Outcome.h"
 
 namespace cli::trace {
 

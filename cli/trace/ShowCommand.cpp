@@ -6,7 +6,7 @@
 #include "cli/trace/RegisterNames.h"
 #include "cli/trace/TraceCommand.h"
 #include "sim/bench/Files.h"
-#include "sim/record/Description.h"
+#include "sim/record/format/Description.h"
 
 namespace cli::trace {
 

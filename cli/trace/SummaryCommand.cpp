@@ -8,9 +8,9 @@
 
 #include "cli/trace/RecordingFile.h"
 #include "cli/trace/TraceCommand.h"
-#include "sim/record/Description.h"
-#include "sim/record/LineFields.h"
-#include "sim/record/RequestBytes.h"
+#include "sim/record/format/Description.h"
+#include "sim/record/format/LineFields.h"
+#include "sim/record/format/RequestBytes.h"
 #include "sim/usb/Protocol.h"
 
 namespace cli::trace {

@@ -7,7 +7,7 @@
 #include "cli/base/Failure.h"
 #include "cli/commands/Commands.h"
 #include "cli/trace/TraceCommand.h"
-#include "sim/record/RecordingReader.h"
+#include "sim/record/format/RecordingReader.h"
 
 namespace cli {
 

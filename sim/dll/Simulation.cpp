@@ -10,8 +10,8 @@
 #include "sim/bench/Files.h"
 #include "sim/dll/LoadWatch.h"
 #include "sim/program/Variables.h"
-#include "sim/record/RecordingPlatform.h"
-#include "sim/record/ReplayPlatform.h"
+#include "sim/record/recording/RecordingPlatform.h"
+#include "sim/record/replay/ReplayPlatform.h"
 
 namespace sim {
 

@@ -9,8 +9,8 @@
 
 #include "sim/attach/Redirection.h"
 #include "sim/bench/DescribedBench.h"
-#include "sim/record/Recorder.h"
-#include "sim/record/Replay.h"
+#include "sim/record/recording/Recorder.h"
+#include "sim/record/replay/Replay.h"
 
 namespace sim {
 

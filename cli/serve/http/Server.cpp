@@ -45,6 +45,15 @@ void Server::start(Service& service) {
   thread_ = std::thread([this] { io_.run(); });
 }
 
+Server::~Server() {
+  try {
+    stop();
+  } catch (const std::exception&) {
+    // The thread cannot be waited for; its end comes with that of the process.
+    thread_.detach();
+  }
+}
+
 void Server::stop() {
   if (!thread_.joinable()) return;
   io_.stop();

@@ -14,7 +14,7 @@ namespace cli::serve {
 class Server {
  public:
   explicit Server(asio::io_context& io) : io_(io), acceptor_(io) {}
-  ~Server() { stop(); }
+  ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 

@@ -133,6 +133,7 @@ std::vector<Samples::NamedPlane> Samples::componentPlanes(const Region& region) 
   std::vector<std::uint16_t> line(std::size_t{width} * perPixel_);
   std::vector<NamedPlane> named;
   const auto components = componentsOf(kind_, shape_.picture.order == 1);
+  named.reserve(components.size());
   for (const Component& each : components) named.push_back({each.name, {}});
   for (std::uint32_t y = 0; y < region.height; ++y) {
     row(x, region.y + y, width, line.data());

@@ -11,9 +11,9 @@
 
 #include "sim/attach/Attachment.h"
 #include "sim/attach/Platforms.h"
-#include "sim/record/Recorder.h"
-#include "sim/record/RecordingPlatform.h"
-#include "sim/record/ReplayPlatform.h"
+#include "sim/record/recording/Recorder.h"
+#include "sim/record/recording/RecordingPlatform.h"
+#include "sim/record/replay/ReplayPlatform.h"
 
 class RecordTest : public testing::Test {
  protected:
