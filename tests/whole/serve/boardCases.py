@@ -111,7 +111,7 @@ def caseSimulatedTimeBecomesReal():
     server = served("simulated.toml", text, "--start")
     with Live(server) as live:
         live.wish({"frames": True})
-        first, _ = live.untilPicture()
-        later, _ = live.untilPicture(lambda header: header["number"] > first["number"] + 30)
-        # In simulated time nothing would hold the frames back.
-        assert later["time"] - first["time"] > 0.9 * 30 / 31
+        header, _ = live.untilPicture(lambda header: header["number"] > 30)
+        # In simulated time nothing would hold the frames back; in real time no frame comes before its time, however
+        # late it is seen.
+        assert header["time"] > 0.9 * header["number"] / 31, header
